@@ -1,0 +1,393 @@
+#include "cli/commands.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include "cli/image_io.h"
+#include "common/image.h"
+#include "common/parallel.h"
+#include "plugin/catalogue.h"
+#include "plugin/session.h"
+
+namespace tsn::cli {
+
+namespace {
+
+void Fail(const std::string& message) {
+    std::fprintf(stderr, "tsntxtr: %s\n", message.c_str());
+}
+
+std::string ValidKinds() {
+    std::string s;
+    for (int i = 0; i < kKindCount; ++i) s += std::string(i ? ", " : "") + KindInfoAt(i).key;
+    return s;
+}
+
+int ResolveKind(const std::string& name) {
+    const int k = FindKind(name.c_str());
+    if (k < 0) Fail("unknown kind '" + name + "'; the kinds are: " + ValidKinds());
+    return k;
+}
+
+std::string FieldNames(const PageTable& t) {
+    std::string s;
+    for (int i = 0; i < t.count; ++i)
+        if (t.fields[i].type != FieldType::Fountain)
+            s += std::string(s.empty() ? "" : ", ") + t.fields[i].name;
+    return s;
+}
+
+std::string RangeText(const PageField& f) {
+    if (f.type == FieldType::Fountain) return "-";
+    if (f.type == FieldType::FlagBit || f.control == Control::CheckBox) return "0 | 1";
+    return FormatFieldValue(f, f.min) + " .. " + FormatFieldValue(f, f.max);
+}
+
+// Shows progress on a terminal for renders that take longer than a second.
+class ProgressLine {
+  public:
+    ProgressLine() : show_(isatty(STDERR_FILENO) != 0) {
+        Progress().done = 0;
+        Progress().total = 0;
+        if (show_) thread_ = std::thread([this] { Run(); });
+    }
+    ~ProgressLine() {
+        stop_ = true;
+        if (thread_.joinable()) thread_.join();
+        if (shown_) std::fprintf(stderr, "\r%30s\r", "");
+    }
+
+  private:
+    void Run() {
+        const auto start = std::chrono::steady_clock::now();
+        while (!stop_) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (std::chrono::steady_clock::now() - start < std::chrono::seconds(1)) continue;
+            const long total = Progress().total, done = Progress().done;
+            if (total <= 0) continue;
+            std::fprintf(stderr, "\rtsntxtr: rendering %3ld%%", std::min(100L, done * 100 / total));
+            shown_ = true;
+        }
+    }
+    bool show_;
+    std::atomic<bool> stop_{false};
+    bool shown_ = false;
+    std::thread thread_;
+};
+
+// What the user asked a field to be, to report where the page clamped it.
+struct Requested {
+    const PageField* field;
+    std::string text;
+    double value;
+};
+
+// Sets the session up for a render request: kind, starting file, options.
+// Returns the kind index, or -1 after reporting what was wrong (exit code in
+// *code).
+int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* asked, int* code) {
+    *code = 2;
+    MasterTextureRecord* rec = s.rec;
+    int kind = -1;
+    if (!r.from.empty()) {
+        char signature[9] = {};
+        if (std::FILE* f = std::fopen(r.from.c_str(), "rb")) {
+            if (std::fread(signature, 1, 8, f) != 8) signature[0] = 0;
+            std::fclose(f);
+        } else {
+            Fail("cannot open '" + r.from + "': " + std::strerror(errno));
+            *code = 1;
+            return -1;
+        }
+        if (std::memcmp(signature, "VANTTSTT", 8) == 0) {
+            if (!LoadSettingsFile(rec, r.from.c_str())) {
+                Fail("'" + r.from + "' is a damaged settings file (wrong length, version or size)");
+                *code = 1;
+                return -1;
+            }
+            kind = rec->kindIndex;
+        } else {
+            const auto dot = r.from.find_last_of('.');
+            const std::string ext = dot == std::string::npos ? "" : r.from.substr(dot + 1);
+            kind = FindKindBySignature(signature, ext.c_str());
+            if (kind < 0 || !LoadPresetFile(rec, kind, r.from.c_str())) {
+                Fail("'" + r.from + "' is neither a settings file nor a preset of any kind");
+                *code = 1;
+                return -1;
+            }
+        }
+        LoadPages(rec);
+    }
+    if (!r.kind.empty()) {
+        kind = ResolveKind(r.kind);
+        if (kind < 0) return -1;
+    }
+    if (kind < 0 || kind >= kKindCount) {
+        Fail(r.from.empty() ? "name a kind to render; the kinds are: " + ValidKinds()
+                            : "'" + r.from + "' names no kind; name one");
+        return -1;
+    }
+    const KindInfo& info = KindInfoAt(kind);
+    if (!info.available) {
+        Fail(std::string(KindAt(kind).name) +
+             " is not built yet; `tsntxtr list` shows which kinds render");
+        *code = 1;
+        return -1;
+    }
+    rec->kindIndex = kind;
+    const PageTable& page = *info.page;
+    std::uint8_t* block = BlockAt(rec, info.blockOffset);
+
+    auto fieldWithRole = [&](Role role) -> const PageField* {
+        for (int i = 0; i < page.count; ++i)
+            if (page.fields[i].role == role) return &page.fields[i];
+        return nullptr;
+    };
+    auto enter = [&](const PageField& f, const std::string& text) {
+        std::string error;
+        if (!EnterFieldText(f, text, rec->dialog, block, &error)) {
+            Fail(error);
+            return false;
+        }
+        double v = 0;
+        std::sscanf(text.c_str(), "%lf", &v);
+        if (text.size() > 2 && (text[1] == 'x' || text[1] == 'X'))
+            v = double(std::strtoull(text.c_str() + 2, nullptr, 16));
+        asked->push_back({&f, text, v});
+        // The seed option takes effect at once: the seed the picture uses
+        // is the block's, so it is set there too, clamped as the page clamps.
+        if (f.role == Role::Seed) {
+            const int clamped = ReadPageInteger(rec->dialog, f.id);
+            SetFieldValue(f, block, clamped);
+            Page().setText(rec->dialog, f.id, std::to_string(clamped).c_str());
+        }
+        return true;
+    };
+    struct SizeOption {
+        int value;
+        Role role;
+        const char* option;
+    };
+    for (const SizeOption& o : {SizeOption{r.width, Role::Width, "--width"},
+                                SizeOption{r.depth, Role::Depth, "--depth"}}) {
+        if (o.value < 0) continue;
+        const PageField* f = fieldWithRole(o.role);
+        if (!f) {
+            Fail(std::string(KindAt(kind).name) + " has no " + o.option);
+            return -1;
+        }
+        if (!enter(*f, std::to_string(o.value))) return -1;
+    }
+    if (r.hasSeed) {
+        const PageField* f = fieldWithRole(Role::Seed);
+        if (!f) {
+            Fail(std::string(KindAt(kind).name) + " has no random seed");
+            return -1;
+        }
+        if (!enter(*f, std::to_string(r.seed))) return -1;
+    }
+    for (const std::string& set : r.sets) {
+        const auto eq = set.find('=');
+        const std::string name = set.substr(0, eq);
+        const PageField* f = FindField(page, name);
+        if (eq == std::string::npos || !f || f->type == FieldType::Fountain) {
+            Fail(eq == std::string::npos ? "--set takes FIELD=VALUE, not '" + set + "'"
+                                         : "unknown field '" + name + "' of " + KindAt(kind).name +
+                                               "; the fields are: " + FieldNames(page));
+            return -1;
+        }
+        if (!enter(*f, set.substr(eq + 1))) return -1;
+    }
+    *code = 0;
+    return kind;
+}
+
+void ReportClamps(MasterTextureRecord* rec, int kind, const std::vector<Requested>& asked) {
+    const std::uint8_t* block = BlockAt(rec, KindInfoAt(kind).blockOffset);
+    for (const Requested& a : asked) {
+        const double used = GetFieldValue(*a.field, block);
+        if (used == a.value) continue;
+        std::fprintf(stderr, "tsntxtr: %s %s is outside %s or between its steps; used %s\n",
+                     a.field->name, a.text.c_str(), RangeText(*a.field).c_str(),
+                     FormatFieldValue(*a.field, used).c_str());
+    }
+}
+
+// Renders the prepared kind; reports clamping and failures.
+MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Requested>& asked) {
+    MemHandle image;
+    {
+        ProgressLine progress;
+        image = RenderSelectedKind(s.rec);
+    }
+    ReportClamps(s.rec, kind, asked);
+    if (!image) Fail(std::string("rendering ") + KindAt(kind).name + " failed: out of memory");
+    return image;
+}
+
+bool CheckOutput(const std::string& path) {
+    if (IsImageExtension(path)) return true;
+    Fail("cannot tell the format of '" + path + "': name it .png or .bmp");
+    return false;
+}
+
+}  // namespace
+
+int ListKinds() {
+    std::printf("%-3s %-14s %-16s %s\n", "#", "KEY", "NAME", "STATE");
+    for (int i = 0; i < kKindCount; ++i)
+        std::printf("%-3d %-14s %-16s %s\n", i, KindInfoAt(i).key, KindAt(i).name,
+                    KindInfoAt(i).available ? "renders" : "not built yet");
+    return 0;
+}
+
+int DescribeKind(const std::string& name) {
+    const int kind = ResolveKind(name);
+    if (kind < 0) return 2;
+    const KindInfo& info = KindInfoAt(kind);
+    std::printf("%s (key \"%s\"): %u-byte block %.8s%s\n", KindAt(kind).name, info.key,
+                info.blockSize, info.signature,
+                (KindAt(kind).flags & kKindHasColourMap) ? ", colour map mutable" : "");
+    if (!info.page) {
+        std::printf("Not built yet: its parameters are not defined.\n");
+        return 0;
+    }
+    std::printf("%-14s %-9s %-13s %-6s %-17s %-9s %s\n", "FIELD", "TYPE", "CONTROL", "ID", "RANGE",
+                "DEFAULT", "MEANING");
+    const PageTable& t = *info.page;
+    for (int i = 0; i < t.count; ++i) {
+        const PageField& f = t.fields[i];
+        const std::string id = f.control == Control::None ? "-" : std::to_string(f.id);
+        const std::string def =
+            f.type == FieldType::Fountain ? "built-in" : FormatFieldValue(f, f.blockDefault);
+        std::printf("%-14s %-9s %-13s %-6s %-17s %-9s %s\n", f.name, FieldTypeName(f.type),
+                    ControlName(f.control), id.c_str(), RangeText(f).c_str(), def.c_str(), f.help);
+    }
+    return 0;
+}
+
+int Render(const RenderRequest& r) {
+    if (!CheckOutput(r.output)) return 2;
+    HeadlessSession s;
+    if (!StartHeadlessSession(&s, SessionArguments{})) {
+        Fail("out of memory");
+        return 1;
+    }
+    std::vector<Requested> asked;
+    int code = 0;
+    const int kind = Prepare(s, r, &asked, &code);
+    if (kind < 0) {
+        EndHeadlessSession(&s);
+        return code;
+    }
+    s.rec->image = RenderPrepared(s, kind, asked);
+    std::string error;
+    code = 0;
+    if (!s.rec->image) {
+        code = 1;
+    } else if (!WriteImageFile(s.rec->image, r.output, &error)) {
+        Fail(error);
+        code = 1;
+    }
+    if (code == 0 && !r.saveSettings.empty()) {
+        // The file keeps what a plug-in session would remember; handles of
+        // this process are of no use to it.
+        MasterTextureRecord copy = *s.rec;
+        copy.dialog = copy.image = 0;
+        for (FountainDefinition& m : copy.mutations) m.cachedImage = 0;
+        if (!SaveSettingsFile(copy, r.saveSettings.c_str())) {
+            Fail("cannot write the settings file '" + r.saveSettings + "'");
+            code = 1;
+        }
+    }
+    EndHeadlessSession(&s);
+    return code;
+}
+
+int Mutations(const RenderRequest& r) {
+    if (!CheckOutput(r.output)) return 2;
+    HeadlessSession s;
+    if (!StartHeadlessSession(&s, SessionArguments{})) {
+        Fail("out of memory");
+        return 1;
+    }
+    std::vector<Requested> asked;
+    int code = 0;
+    const int kind = Prepare(s, r, &asked, &code);
+    if (kind >= 0 && !(KindAt(kind).flags & kKindHasColourMap)) {
+        Fail(std::string(KindAt(kind).name) + " has no colour map to mutate");
+        code = 2;
+    }
+    MemHandle grid = 0;
+    if (kind >= 0 && code == 0) {
+        s.rec->image = RenderPrepared(s, kind, asked);
+        const MemHandle grey = MemHandle(KindAt(kind).query(s.rec, kQueryIndexImage));
+        s.rec->mutationGeneration = std::uint32_t(r.generation);
+        BuildMutationSet(s.rec, kind);
+        // The dialog's grid: three by three buttons, each thumbnail scaled by
+        // a whole percentage to fit, centred and framed.
+        constexpr int kCellW = 200, kCellH = 150, kGap = 6;
+        grid = grey ? NewImage(3 * kCellW + 4 * kGap, 3 * kCellH + 4 * kGap) : 0;
+        ImageView gv, tv;
+        if (grid && LockImage(grid, &gv)) {
+            for (int y = 0; y < gv.depth; ++y)
+                for (int x = 0; x < gv.width; ++x) SetPixel(gv, x, y, 0xF0F0F0);
+            ImageView src;
+            LockImage(grey, &src);
+            const int pct =
+                std::max(1, std::min(kCellW * 100 / src.width, kCellH * 100 / src.depth));
+            UnlockImage(&src);
+            for (int k = 0; k < 9 && grid; ++k) {
+                FountainToColourTable(s.rec->mutations[k], s.rec->colourTable);
+                const MemHandle coloured = ColouriseImage(grey, s.rec->colourTable);
+                const MemHandle thumb = coloured ? ScaleImage(coloured, pct) : 0;
+                MemFree(coloured);
+                if (!thumb || !LockImage(thumb, &tv)) {
+                    MemFree(thumb);
+                    UnlockImage(&gv);
+                    MemFree(grid);
+                    grid = 0;
+                    break;
+                }
+                const int cx = kGap + (k % 3) * (kCellW + kGap),
+                          cy = kGap + (k / 3) * (kCellH + kGap);
+                const int x = cx + (kCellW - tv.width) / 2, y = cy + (kCellH - tv.depth) / 2;
+                for (int i = -1; i <= tv.width; ++i) {
+                    SetPixel(gv, x + i, y - 1, 0xA0A0A0);
+                    SetPixel(gv, x + i, y + tv.depth, 0xA0A0A0);
+                }
+                for (int j = -1; j <= tv.depth; ++j) {
+                    SetPixel(gv, x - 1, y + j, 0xA0A0A0);
+                    SetPixel(gv, x + tv.width, y + j, 0xA0A0A0);
+                }
+                BlitTile(gv, tv, x, y);
+                UnlockImage(&tv);
+                MemFree(thumb);
+            }
+            if (grid) UnlockImage(&gv);
+        } else {
+            MemFree(grid);
+            grid = 0;
+        }
+        if (!grid && s.rec->image) Fail("out of memory");
+        code = 1;
+        std::string error;
+        if (grid) {
+            if (WriteImageFile(grid, r.output, &error))
+                code = 0;
+            else
+                Fail(error);
+        }
+    }
+    MemFree(grid);
+    EndHeadlessSession(&s);
+    return code;
+}
+
+}  // namespace tsn::cli

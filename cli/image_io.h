@@ -1,0 +1,26 @@
+// Writing image blocks to files for the command line and the tests.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/platform.h"
+
+namespace tsn {
+
+// Writes `image` to `path` as BMP (the block's bitmap behind a 14-byte file
+// header, byte for byte) or PNG (8-bit RGB), chosen by the extension. The
+// file appears only when complete: it is written beside `path` and renamed.
+bool WriteImageFile(MemHandle image, const std::string& path, std::string* error);
+
+// True for the extensions WriteImageFile understands.
+bool IsImageExtension(const std::string& path);
+
+// Decoded 8-bit RGB rows, top row first (for tests and round trips).
+struct RgbImage {
+    int width = 0, height = 0;
+    std::vector<unsigned char> rgb;
+};
+bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error);
+
+}  // namespace tsn

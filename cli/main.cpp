@@ -1,0 +1,73 @@
+// tsntxtr: renders the plug-in's textures from the command line.
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+#include "cli/commands.h"
+
+int main(int argc, char** argv) {
+    using tsn::cli::RenderRequest;
+    CLI::App app{
+        "tsntxtr: textures and fractals, rendered headlessly to PNG or BMP.\n"
+        "The same parameters and seed give the same pixels as the plug-in."};
+    app.set_version_flag("--version",
+                         std::string("tsntxtr ") + TSN_VERSION + " (plug-in interface 1.1)");
+    app.require_subcommand(1);
+
+    app.add_subcommand("list", "List the 23 kinds in catalogue order and which of them render");
+
+    auto* describe =
+        app.add_subcommand("describe", "Show a kind's parameters: type, range, default");
+    std::string describeKind;
+    describe->add_option("KIND", describeKind, "kind key or display name")->required();
+
+    RenderRequest req;
+    auto addCommon = [&req](CLI::App* sub) {
+        sub->add_option("KIND", req.kind, "kind key (noise, plasma, ...) or display name");
+        sub->add_option("--width", req.width, "picture width in pixels");
+        sub->add_option("--depth", req.depth, "picture height in pixels");
+        sub->add_option("--seed", req.seed, "random seed of the picture")
+            ->each([&req](const std::string&) { req.hasSeed = true; });
+        sub->add_option("--set", req.sets, "FIELD=VALUE, a parameter by its describe name")
+            ->allow_extra_args(false);
+        sub->add_option("--from", req.from,
+                        "start from a settings file (texture.texture) or a preset file");
+        sub->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
+    };
+    auto* render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
+    addCommon(render);
+    render->add_option("--save-settings", req.saveSettings,
+                       "also write the session as a settings file the plug-in can load");
+    auto* mutations = app.add_subcommand(
+        "mutations", "Show the nine mutation colour maps on a kind's grey image");
+    addCommon(mutations);
+    mutations->add_option("--generation", req.generation, "mutation generation, 0 .. 31")
+        ->check(CLI::Range(0, 31));
+
+    app.footer(
+        "Examples:\n"
+        "  tsntxtr list\n"
+        "  tsntxtr describe noise\n"
+        "  tsntxtr render noise -o noise.png\n"
+        "  tsntxtr render noise --seed 777 --width 1920 --depth 1080 -o wallpaper.png\n"
+        "  tsntxtr render noise --set sum=0 --set xScale=12.5 -o plain.bmp\n"
+        "  tsntxtr render --from texture.texture -o last-session.png\n"
+        "  tsntxtr mutations noise --generation 3 -o grid.png");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError& e) {
+        app.exit(e);
+        return 2;
+    }
+
+    if (app.got_subcommand("list")) return tsn::cli::ListKinds();
+    if (app.got_subcommand(describe)) return tsn::cli::DescribeKind(describeKind);
+    if (app.got_subcommand(render)) return tsn::cli::Render(req);
+    if (app.got_subcommand(mutations)) return tsn::cli::Mutations(req);
+    return 2;
+}

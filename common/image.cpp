@@ -1,0 +1,152 @@
+#include "common/image.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "common/parallel.h"
+
+namespace tsn {
+
+MemHandle NewImage(int width, int depth) {
+    if (width < 1 || depth < 1) return 0;
+    std::size_t stride = ImageStride(width);
+    std::size_t bytes = stride * static_cast<std::size_t>(depth);
+    if (bytes > 0xFFFFFFFFu) return 0;  // the header's image size is 32 bits
+    MemHandle h = MemAlloc(sizeof(BitmapInfoHeader) + bytes);
+    if (!h) return 0;
+    auto* hdr = static_cast<BitmapInfoHeader*>(MemLock(h));
+    if (!hdr) {
+        MemFree(h);
+        return 0;
+    }
+    hdr->size = 40;
+    hdr->width = width;
+    hdr->height = depth;
+    hdr->planes = 1;
+    hdr->bitCount = 24;
+    hdr->compression = 0;
+    hdr->sizeImage = static_cast<std::uint32_t>(bytes);
+    MemUnlock(h);
+    return h;
+}
+
+bool LockImage(MemHandle h, ImageView* view) {
+    *view = ImageView{};
+    if (!h) return false;
+    auto* hdr = static_cast<BitmapInfoHeader*>(MemLock(h));
+    if (!hdr) return false;
+    std::size_t need = 0;
+    bool ok = hdr->size == 40 && hdr->bitCount == 24 && hdr->width > 0 && hdr->height > 0;
+    if (ok) {
+        need = sizeof(BitmapInfoHeader) + ImageStride(hdr->width) * std::size_t(hdr->height);
+        ok = MemSize(h) >= need;
+    }
+    if (!ok) {
+        MemUnlock(h);
+        return false;
+    }
+    view->handle = h;
+    view->header = hdr;
+    view->bits = reinterpret_cast<std::uint8_t*>(hdr) + sizeof(BitmapInfoHeader);
+    view->width = hdr->width;
+    view->depth = hdr->height;
+    view->stride = ImageStride(hdr->width);
+    return true;
+}
+
+void UnlockImage(ImageView* view) {
+    if (view->handle) MemUnlock(view->handle);
+    *view = ImageView{};
+}
+
+std::uint32_t GetPixel(const ImageView& v, int x, int y) {
+    if (x < 0 || y < 0 || x >= v.width || y >= v.depth) return kNoPixel;
+    const std::uint8_t* p = v.Row(y) + std::size_t(x) * 3;
+    return std::uint32_t(p[2]) | (std::uint32_t(p[1]) << 8) | (std::uint32_t(p[0]) << 16);
+}
+
+void SetPixel(const ImageView& v, int x, int y, std::uint32_t colour) {
+    if (x < 0 || y < 0 || x >= v.width || y >= v.depth) return;
+    std::uint8_t* p = v.Row(y) + std::size_t(x) * 3;
+    p[0] = std::uint8_t(colour >> 16);
+    p[1] = std::uint8_t(colour >> 8);
+    p[2] = std::uint8_t(colour);
+}
+
+void BlitTile(const ImageView& dst, const ImageView& src, int x, int y) {
+    // Clip the rectangle once instead of pixel by pixel; the result is the
+    // same as setting every source pixel through SetPixel.
+    int x0 = std::max(0, -x), x1 = std::min(src.width, dst.width - x);
+    int y0 = std::max(0, -y), y1 = std::min(src.depth, dst.depth - y);
+    if (x0 >= x1) return;
+    for (int sy = y0; sy < y1; ++sy)
+        std::memcpy(dst.Row(sy + y) + std::size_t(x + x0) * 3, src.Row(sy) + std::size_t(x0) * 3,
+                    std::size_t(x1 - x0) * 3);
+}
+
+MemHandle ColouriseImage(MemHandle indexImage, const std::uint8_t* table) {
+    ImageView in;
+    if (!LockImage(indexImage, &in)) return 0;
+    MemHandle out = NewImage(in.width, in.depth);
+    ImageView o;
+    if (!out || !LockImage(out, &o)) {
+        MemFree(out);
+        UnlockImage(&in);
+        return 0;
+    }
+    ParallelRows(in.depth, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            const std::uint8_t* s = in.Row(y);
+            std::uint8_t* d = o.Row(y);
+            for (int x = 0; x < in.width; ++x, s += 3, d += 3) {
+                const std::uint8_t* t = table + 3 * s[2];
+                d[0] = t[2];
+                d[1] = t[1];
+                d[2] = t[0];
+            }
+        }
+    });
+    UnlockImage(&o);
+    UnlockImage(&in);
+    return out;
+}
+
+MemHandle ScaleImage(MemHandle src, int percent) {
+    ImageView s;
+    if (!LockImage(src, &s)) return 0;
+    int w = std::max(1, int(std::int64_t(s.width) * percent / 100));
+    int h = std::max(1, int(std::int64_t(s.depth) * percent / 100));
+    MemHandle out = NewImage(w, h);
+    ImageView d;
+    if (!out || !LockImage(out, &d)) {
+        MemFree(out);
+        UnlockImage(&s);
+        return 0;
+    }
+    for (int y = 0; y < h; ++y) {
+        int sy0 = int(std::int64_t(y) * s.depth / h);
+        int sy1 = std::max(sy0 + 1, int(std::int64_t(y + 1) * s.depth / h));
+        for (int x = 0; x < w; ++x) {
+            int sx0 = int(std::int64_t(x) * s.width / w);
+            int sx1 = std::max(sx0 + 1, int(std::int64_t(x + 1) * s.width / w));
+            std::uint64_t sum[3] = {0, 0, 0};
+            for (int yy = sy0; yy < sy1; ++yy) {
+                const std::uint8_t* p = s.Row(yy) + std::size_t(sx0) * 3;
+                for (int xx = sx0; xx < sx1; ++xx, p += 3) {
+                    sum[0] += p[0];
+                    sum[1] += p[1];
+                    sum[2] += p[2];
+                }
+            }
+            std::uint64_t n = std::uint64_t(sy1 - sy0) * std::uint64_t(sx1 - sx0);
+            std::uint8_t* q = d.Row(y) + std::size_t(x) * 3;
+            for (int c = 0; c < 3; ++c) q[c] = std::uint8_t((sum[c] + n / 2) / n);
+        }
+    }
+    UnlockImage(&d);
+    UnlockImage(&s);
+    return out;
+}
+
+}  // namespace tsn

@@ -1,0 +1,47 @@
+// Helpers for the byte-packed little-endian records that double as file
+// formats.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+static_assert(std::endian::native == std::endian::little,
+              "records are stored verbatim and are little-endian");
+
+namespace tsn {
+
+constexpr std::uint32_t kVersion = 0x10006101u;
+
+// Every block, record and file opens with this header.
+#pragma pack(push, 1)
+struct BlockHeader16 {
+    char signature[8];
+    std::uint32_t version;
+    std::uint32_t size;
+};
+#pragma pack(pop)
+static_assert(sizeof(BlockHeader16) == 16);
+
+inline void WriteHeader(void* block, const char* signature, std::uint32_t size) {
+    auto* h = static_cast<BlockHeader16*>(block);
+    std::memcpy(h->signature, signature, 8);
+    h->version = kVersion;
+    h->size = size;
+}
+
+inline bool HasSignature(const void* block, const char* signature) {
+    return std::memcmp(block, signature, 8) == 0;
+}
+
+// Truncation toward zero that is defined for every input: NaN gives 0 and
+// values beyond the int range saturate. Generators convert through this so
+// damaged parameters can never reach undefined behaviour.
+inline int TruncToInt(double v) {
+    if (!(v == v)) return 0;
+    if (v >= 2147483647.0) return 2147483647;
+    if (v <= -2147483648.0) return -2147483647 - 1;
+    return static_cast<int>(v);
+}
+
+}  // namespace tsn

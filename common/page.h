@@ -1,0 +1,56 @@
+// A kind's page of controls, seen from the core. In the plug-in the page is
+// the master dialog's child windows; on the command line and in tests it is a
+// HeadlessPage. The record's `dialog` field names the page either way, and
+// the functions installed with SetPageOps know how to reach it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace tsn {
+
+using PageRef = std::uint64_t;  // the record's `dialog` field
+
+struct PageOps {
+    // Window text of a control; false when there is no such control.
+    bool (*getText)(PageRef page, std::uint32_t id, char* buf, int cap);
+    void (*setText)(PageRef page, std::uint32_t id, const char* text);
+    bool (*getCheck)(PageRef page, std::uint32_t id);
+    void (*setCheck)(PageRef page, std::uint32_t id, bool on);
+    int (*getScroll)(PageRef page, std::uint32_t id);
+    void (*setScroll)(PageRef page, std::uint32_t id, int min, int max, int pos);
+};
+
+// The operations in force; the headless ones unless a front end installs its
+// own. Passing nullptr restores the headless ones.
+void SetPageOps(const PageOps* ops);
+const PageOps& Page();
+
+// Reads the integer in edit control `id` and clamps it into the range written
+// as "%d,%d,%d" (minimum, maximum, default) in the window text of control
+// id + 10000; 0 .. 100 when that text does not parse. Text that is not a
+// number reads as 0 before clamping.
+int ReadPageInteger(PageRef page, std::uint32_t id);
+
+// Parses "%d,%d,%d"; false unless all three numbers are there.
+bool ParseRangeText(const char* text, int* min, int* max, int* def);
+// The integer an edit control's text holds, as the dialog reads it: optional
+// blanks, an optional sign and leading digits; 0 when there are none.
+int ParseEditInteger(const char* text);
+
+// In-memory page: what a dialog page would hold, control by control.
+struct HeadlessControl {
+    std::string text;
+    bool checked = false;
+    int scrollMin = 0, scrollMax = 0, scrollPos = 0;
+};
+struct HeadlessPage {
+    std::map<std::uint32_t, HeadlessControl> controls;
+};
+
+inline PageRef RefOf(HeadlessPage* page) {
+    return static_cast<PageRef>(reinterpret_cast<std::uintptr_t>(page));
+}
+
+}  // namespace tsn

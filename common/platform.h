@@ -1,0 +1,50 @@
+// The only place where the core meets the operating system. Everything here
+// has a Win32 implementation (platform_win32.cpp) and a portable one
+// (platform_posix.cpp) with the same semantics, so generators, records and
+// file formats never include a system header.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tsn {
+
+// A handle to a movable, zero-initialised memory block, as the host expects
+// images to arrive. 0 means "no block".
+using MemHandle = std::uint64_t;
+
+MemHandle MemAlloc(std::size_t bytes);  // zero-filled; 0 on failure
+void* MemLock(MemHandle h);             // nullptr on failure or for 0
+void MemUnlock(MemHandle h);
+void MemFree(MemHandle h);         // accepts 0
+std::size_t MemSize(MemHandle h);  // allocated size in bytes, 0 for 0
+
+// Test support: make the allocation after `n` successful ones fail (n = 0:
+// the very next one); a negative n switches failure injection off. Every
+// allocation through MemAlloc counts, on every platform.
+void MemFailAfter(long n);
+// Blocks allocated and not yet freed, for leak checks in tests.
+long MemLiveBlocks();
+
+// Path handling. Paths are fixed buffers of kMaxPath characters plus the
+// terminator; joining stops at kMaxPath.
+constexpr int kMaxPath = 260;
+char PathSeparator();
+// Appends `part` to `path` (capacity kMaxPath + 1) and a separator after it
+// when `asFolder` is set and it does not end in one already.
+void PathAppend(char* path, const char* part, bool asFolder);
+
+// The per-user application-data folder with a trailing separator. Returns
+// false when the platform cannot name one.
+bool AppDataFolder(char out[kMaxPath + 1]);
+// Redirects AppDataFolder (tests, and the command line's --appdata). nullptr
+// restores the platform's folder.
+void SetAppDataOverride(const char* folder);
+
+// Creates every missing folder of `folder` (which ends in a separator).
+bool MakeFolders(const char* folder);
+// Moves `from` over `to`, replacing `to` if it exists.
+bool ReplaceFile(const char* from, const char* to);
+bool DeleteFileAt(const char* path);
+
+}  // namespace tsn

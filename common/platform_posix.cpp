@@ -1,0 +1,113 @@
+// Portable implementation of the platform layer. A memory "handle" is the
+// address of a small header that records the block's size and lock count,
+// the same facts the Win32 global memory functions keep.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "common/platform.h"
+#include "common/platform_internal.h"
+
+namespace tsn {
+
+namespace {
+struct BlockHeader {
+    std::size_t size;
+    long locks;
+    std::uint64_t magic;
+};
+constexpr std::uint64_t kMagic = 0x4B434F4C424E5354ull;  // marks live blocks
+constexpr std::size_t kHeader = 32;                      // keeps the data 16-byte aligned
+static_assert(sizeof(BlockHeader) <= kHeader);
+
+BlockHeader* HeaderOf(MemHandle h) {
+    if (h == 0) return nullptr;
+    auto* hdr = reinterpret_cast<BlockHeader*>(static_cast<std::uintptr_t>(h));
+    return hdr->magic == kMagic ? hdr : nullptr;
+}
+}  // namespace
+
+MemHandle MemAlloc(std::size_t bytes) {
+    if (AllocationShouldFail()) return 0;
+    if (bytes > (~std::size_t{0}) - kHeader) return 0;
+    void* raw = std::calloc(1, kHeader + bytes);
+    if (!raw) return 0;
+    auto* hdr = static_cast<BlockHeader*>(raw);
+    hdr->size = bytes;
+    hdr->locks = 0;
+    hdr->magic = kMagic;
+    CountAllocation(1);
+    return static_cast<MemHandle>(reinterpret_cast<std::uintptr_t>(raw));
+}
+
+void* MemLock(MemHandle h) {
+    BlockHeader* hdr = HeaderOf(h);
+    if (!hdr) return nullptr;
+    ++hdr->locks;
+    return reinterpret_cast<unsigned char*>(hdr) + kHeader;
+}
+
+void MemUnlock(MemHandle h) {
+    BlockHeader* hdr = HeaderOf(h);
+    if (hdr && hdr->locks > 0) --hdr->locks;
+}
+
+void MemFree(MemHandle h) {
+    BlockHeader* hdr = HeaderOf(h);
+    if (!hdr) return;
+    hdr->magic = 0;
+    std::free(hdr);
+    CountAllocation(-1);
+}
+
+std::size_t MemSize(MemHandle h) {
+    BlockHeader* hdr = HeaderOf(h);
+    return hdr ? hdr->size : 0;
+}
+
+char PathSeparator() {
+    return '/';
+}
+
+bool AppDataFolder(char out[kMaxPath + 1]) {
+    if (AppDataOverride(out)) return true;
+    out[0] = 0;
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    if (xdg && xdg[0] == '/') {
+        PathAppend(out, xdg, true);
+        return true;
+    }
+    const char* home = std::getenv("HOME");
+    if (!home || !home[0]) return false;
+    PathAppend(out, home, true);
+    PathAppend(out, ".config", true);
+    return true;
+}
+
+bool MakeFolders(const char* folder) {
+    char buf[kMaxPath + 1];
+    std::snprintf(buf, sizeof buf, "%s", folder);
+    for (char* p = buf + 1; *p; ++p) {
+        if (*p != '/') continue;
+        *p = 0;
+        if (mkdir(buf, 0755) != 0 && errno != EEXIST) return false;
+        *p = '/';
+    }
+    struct stat st;
+    return stat(buf, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool ReplaceFile(const char* from, const char* to) {
+    return std::rename(from, to) == 0;
+}
+
+bool DeleteFileAt(const char* path) {
+    return unlink(path) == 0;
+}
+
+}  // namespace tsn

@@ -1,0 +1,79 @@
+// Win32 implementation of the platform layer: global memory blocks, the
+// roaming application-data folder and file replacement.
+#include <shlobj.h>
+#include <windows.h>
+
+#include <cstring>
+
+#include "common/platform.h"
+#include "common/platform_internal.h"
+
+namespace tsn {
+
+MemHandle MemAlloc(std::size_t bytes) {
+    if (AllocationShouldFail()) return 0;
+    HGLOBAL h = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, bytes);
+    if (!h) return 0;
+    CountAllocation(1);
+    return reinterpret_cast<MemHandle>(h);
+}
+
+void* MemLock(MemHandle h) {
+    return h ? GlobalLock(reinterpret_cast<HGLOBAL>(h)) : nullptr;
+}
+
+void MemUnlock(MemHandle h) {
+    if (h) GlobalUnlock(reinterpret_cast<HGLOBAL>(h));
+}
+
+void MemFree(MemHandle h) {
+    if (!h) return;
+    GlobalFree(reinterpret_cast<HGLOBAL>(h));
+    CountAllocation(-1);
+}
+
+std::size_t MemSize(MemHandle h) {
+    return h ? GlobalSize(reinterpret_cast<HGLOBAL>(h)) : 0;
+}
+
+char PathSeparator() {
+    return '\\';
+}
+
+bool AppDataFolder(char out[kMaxPath + 1]) {
+    if (AppDataOverride(out)) return true;
+    out[0] = 0;
+    LPITEMIDLIST list = nullptr;
+    if (SHGetSpecialFolderLocation(nullptr, CSIDL_APPDATA, &list) != S_OK || !list) return false;
+    char path[MAX_PATH] = {};
+    BOOL ok = SHGetPathFromIDListA(list, path);
+    CoTaskMemFree(list);
+    if (!ok) return false;
+    PathAppend(out, path, true);
+    return true;
+}
+
+bool MakeFolders(const char* folder) {
+    char buf[kMaxPath + 1];
+    std::strncpy(buf, folder, kMaxPath);
+    buf[kMaxPath] = 0;
+    for (char* p = buf + 3; *p; ++p) {
+        if (*p != '\\' && *p != '/') continue;
+        char keep = *p;
+        *p = 0;
+        if (!CreateDirectoryA(buf, nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) return false;
+        *p = keep;
+    }
+    DWORD attr = GetFileAttributesA(buf);
+    return attr != INVALID_FILE_ATTRIBUTES && (attr & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool ReplaceFile(const char* from, const char* to) {
+    return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0;
+}
+
+bool DeleteFileAt(const char* path) {
+    return DeleteFileA(path) != 0;
+}
+
+}  // namespace tsn

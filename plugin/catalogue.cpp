@@ -1,0 +1,214 @@
+#include "plugin/catalogue.h"
+
+#include <cstring>
+
+#include "common/text.h"
+#include "textures/gradient/noise.h"
+
+namespace tsn {
+
+namespace {
+
+struct Place {
+    const char* key;
+    const char* signature;
+    std::uint32_t offset;
+    std::uint32_t size;
+};
+
+// Where each kind's block lives in the record, in catalogue order.
+constexpr Place kPlaces[kKindCount] = {
+    {"absnoise", "VANTABSN", 29300, 749},  {"cgigranite", "VANTCGGR", 28848, 72},
+    {"cgijade", "VANTCGJA", 28604, 64},    {"cgisea", "VANTCGSE", 28736, 56},
+    {"cgisky", "VANTCGSK", 28668, 68},     {"cgislime", "VANTCGSL", 28792, 56},
+    {"cgiterrain", "VANTCGTR", 28528, 76}, {"cgiturbulence", "VANTCGTU", 28972, 76},
+    {"cgiwood", "VANTCGWO", 28920, 52},    {"clouds", "VANTCLOU", 8015, 352},
+    {"craters", "VANTPART", 7879, 136},    {"mandelbrot", "VANTMAND", 8367, 13077},
+    {"matrix", "VANTMTRX", 22508, 104},    {"noise", "VANTPERL", 6193, 725},
+    {"particle", "VANTPART", 7034, 837},   {"perturb", "VANTPERT", 21468, 1040},
+    {"pipes", "VANTPIPE", 28376, 152},     {"plasma", "VANTPLAS", 6926, 108},
+    {"ripples", "VANTRIPL", 29048, 68},    {"scratch", "VANTSCRA", 29116, 92},
+    {"surface", "VANTSURF", 25438, 1473},  {"terrain", "VANTTERR", 22612, 2826},
+    {"threads", "VANTTHRD", 29208, 92},
+};
+
+// Blocks are laid end to end (with the working slots that follow some of
+// them); a wrong number here would corrupt a neighbour.
+constexpr bool PlacesFitTheRecord() {
+    for (const Place& p : kPlaces)
+        if (p.offset < kBlocksOffset || p.offset + p.size > kBlocksEnd) return false;
+    return true;
+}
+static_assert(PlacesFitTheRecord());
+static_assert(kPlaces[13].offset + kPlaces[13].size + 8 == kPlaces[17].offset);   // Noise, slot
+static_assert(kPlaces[14].offset + kPlaces[14].size + 8 == kPlaces[10].offset);   // Particle
+static_assert(kPlaces[11].offset + kPlaces[11].size + 24 == kPlaces[15].offset);  // Mandelbrot
+static_assert(kPlaces[0].offset + kPlaces[0].size == kBlocksEnd);
+
+// Kinds whose generator is not built yet: their block carries its header and
+// size so presets and settings files keep their place, and render answers
+// with no image.
+template <int I>
+int HeaderOnlyReset(MasterTextureRecord* rec) {
+    std::uint8_t* b = BlockAt(rec, kPlaces[I].offset);
+    std::memset(b, 0, kPlaces[I].size);
+    WriteHeader(b, kPlaces[I].signature, kPlaces[I].size);
+    return 1;
+}
+
+template <int I>
+std::int64_t SizeOnlyQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryConvertIn:
+        case kQueryConvertOut:
+            return CopyTransfer(rec, kPlaces[I].size);
+        case kQueryBlockSize:
+        case kQueryOldBlockSize:
+            return kPlaces[I].size;
+        default:
+            return 0;
+    }
+}
+
+MemHandle NotBuiltRender(MasterTextureRecord*) {
+    return 0;
+}
+
+const std::uint32_t kNoControls[] = {0};
+
+template <int I>
+constexpr TextureKind Unbuilt(const char* name) {
+    return TextureKind{
+        name, NotBuiltRender, HeaderOnlyReset<I>, ReleaseNothing, SizeOnlyQuery<I>, kNoControls, 0,
+        0,    {0, 0, 0}};
+}
+
+std::uint32_t g_noiseControls[64];
+
+const TextureKind kCatalogue[kKindCount] = {
+    Unbuilt<0>("Absolute Noise"),
+    Unbuilt<1>("CGI Granite"),
+    Unbuilt<2>("CGI Jade"),
+    Unbuilt<3>("CGI Sea"),
+    Unbuilt<4>("CGI Sky"),
+    Unbuilt<5>("CGI Slime"),
+    Unbuilt<6>("CGI Terrain"),
+    Unbuilt<7>("CGI Turbulence"),
+    Unbuilt<8>("CGI Wood"),
+    Unbuilt<9>("Clouds"),
+    Unbuilt<10>("Craters"),
+    TextureKind{"Mandelbrot",
+                NotBuiltRender,
+                HeaderOnlyReset<11>,
+                ReleaseNothing,
+                SizeOnlyQuery<11>,
+                kNoControls,
+                kKindHasColourMap | kKindRepaintExtra,
+                364,
+                {0, 0, 0}},
+    Unbuilt<12>("Matrix"),
+    TextureKind{"Noise",
+                NoiseRender,
+                NoiseReset,
+                NoiseRelease,
+                NoiseQuery,
+                g_noiseControls,
+                kKindHasColourMap,
+                0,
+                {0, 0, 0}},
+    TextureKind{"Particle",
+                NotBuiltRender,
+                HeaderOnlyReset<14>,
+                ReleaseNothing,
+                SizeOnlyQuery<14>,
+                kNoControls,
+                kKindHasColourMap,
+                0,
+                {0, 0, 0}},
+    Unbuilt<15>("Perturbation"),
+    Unbuilt<16>("Pipes"),
+    Unbuilt<17>("Plasma"),
+    Unbuilt<18>("Ripples"),
+    Unbuilt<19>("Scratch"),
+    TextureKind{"Surface",
+                NotBuiltRender,
+                HeaderOnlyReset<20>,
+                ReleaseNothing,
+                SizeOnlyQuery<20>,
+                kNoControls,
+                kKindHasColourMap,
+                0,
+                {0, 0, 0}},
+    Unbuilt<21>("Terrain"),
+    Unbuilt<22>("Threads"),
+};
+
+KindInfo g_info[kKindCount];
+
+bool BuildTables() {
+    for (int i = 0; i < kKindCount; ++i)
+        g_info[i] = KindInfo{kPlaces[i].key,    kPlaces[i].signature,
+                             kPlaces[i].offset, kPlaces[i].size,
+                             nullptr,           false};
+    g_info[13].page = &NoisePageTable();
+    g_info[13].available = true;
+    BuildControlList(NoisePageTable(), g_noiseControls, 64);
+    return true;
+}
+bool EnsureTables() {
+    static const bool built = BuildTables();
+    return built;
+}
+
+}  // namespace
+
+int ReleaseNothing(MasterTextureRecord*) {
+    return 1;
+}
+
+std::int64_t CopyTransfer(MasterTextureRecord* rec, std::uint32_t size) {
+    if (rec->transferSourceSize != size || rec->transferTargetSize != size) return 0;
+    if (!rec->transferSource || !rec->transferTarget) return 0;
+    std::memmove(reinterpret_cast<void*>(static_cast<std::uintptr_t>(rec->transferTarget)),
+                 reinterpret_cast<const void*>(static_cast<std::uintptr_t>(rec->transferSource)),
+                 size);
+    return 1;
+}
+
+const TextureKind& KindAt(int index) {
+    EnsureTables();
+    return kCatalogue[index];
+}
+
+const KindInfo& KindInfoAt(int index) {
+    EnsureTables();
+    return g_info[index];
+}
+
+int FindKind(const char* keyOrName) {
+    for (int i = 0; i < kKindCount; ++i)
+        if (EqualNoCase(keyOrName, kPlaces[i].key) || EqualNoCase(keyOrName, kCatalogue[i].name))
+            return i;
+    return -1;
+}
+
+int FindKindBySignature(const char* signature, const char* keyHint) {
+    int found = -1;
+    for (int i = 0; i < kKindCount; ++i) {
+        if (std::memcmp(signature, kPlaces[i].signature, 8) != 0) continue;
+        if (keyHint && EqualNoCase(keyHint, kPlaces[i].key)) return i;
+        if (found < 0) found = i;
+    }
+    return found;
+}
+
+void ResetAllKinds(MasterTextureRecord* rec) {
+    EnsureTables();
+    for (int i = 0; i < kKindCount; ++i) kCatalogue[i].reset(rec);
+}
+
+void ReleaseAllKinds(MasterTextureRecord* rec) {
+    for (int i = 0; i < kKindCount; ++i) kCatalogue[i].release(rec);
+}
+
+}  // namespace tsn

@@ -1,0 +1,37 @@
+// Steps of a texture session that do not depend on the user interface, so
+// the dialog, the command line and the tests run them identically.
+#pragma once
+
+#include "common/page.h"
+#include "plugin/catalogue.h"
+#include "plugin/master_record.h"
+
+namespace tsn {
+
+// Moves every kind's block values into its page controls.
+void LoadPages(MasterTextureRecord* rec);
+
+// Preview: reads the selected kind's page into its block and renders it.
+// The caller owns the returned image (0 on failure or for a kind that is not
+// built).
+MemHandle RenderSelectedKind(MasterTextureRecord* rec);
+
+// A session with no window: the record on the heap, its pages headless.
+struct HeadlessSession {
+    MasterTextureRecord* rec = nullptr;
+    HeadlessPage page;
+};
+// Builds the record (all kinds reset, pages loaded); false when memory runs
+// out.
+bool StartHeadlessSession(HeadlessSession* s, const SessionArguments& args);
+// Frees the image and everything the kinds keep, then the record.
+void EndHeadlessSession(HeadlessSession* s);
+
+// Reads a preset file into kind `kind`'s block through the kind's older
+// layout conversion, as the preset list's Load does. False, with the block
+// unchanged, for a short file or one with another signature.
+bool LoadPresetFile(MasterTextureRecord* rec, int kind, const char* path);
+// Writes kind `kind`'s block as a preset file (in its older layout).
+bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path);
+
+}  // namespace tsn

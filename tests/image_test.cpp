@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "common/image.h"
+#include "tests/test_support.h"
+
+namespace tsn {
+namespace {
+
+TEST(ImageBlock, HeaderAndRowPaddingAreThoseOfA24BitBitmap) {
+    const MemHandle h = NewImage(3, 2);
+    ASSERT_NE(h, 0u);
+    const auto bytes = test::BlockBytes(h);
+    ASSERT_GE(bytes.size(), 40u + 24u);  // stride 12 (9 bytes padded), two rows
+    auto u32 = [&](int at) {
+        std::uint32_t v;
+        std::memcpy(&v, bytes.data() + at, 4);
+        return v;
+    };
+    auto u16 = [&](int at) { return std::uint32_t(bytes[at] | (bytes[at + 1] << 8)); };
+    EXPECT_EQ(u32(0), 40u);
+    EXPECT_EQ(u32(4), 3u);
+    EXPECT_EQ(u32(8), 2u);  // positive: bottom-up rows
+    EXPECT_EQ(u16(12), 1u);
+    EXPECT_EQ(u16(14), 24u);
+    EXPECT_EQ(u32(16), 0u);
+    EXPECT_EQ(u32(20), 24u);
+    for (int at = 24; at < 40; ++at) EXPECT_EQ(bytes[at], 0) << at;
+    for (std::size_t at = 40; at < bytes.size(); ++at) EXPECT_EQ(bytes[at], 0) << at;
+    EXPECT_EQ(ImageStride(1), 4u);
+    EXPECT_EQ(ImageStride(4), 12u);
+    EXPECT_EQ(ImageStride(5), 16u);
+    MemFree(h);
+    EXPECT_EQ(NewImage(0, 5), 0u);
+    EXPECT_EQ(NewImage(5, -1), 0u);
+}
+
+TEST(ImageBlock, PixelZeroZeroIsTheTopLeftAndStoredBlueGreenRed) {
+    const MemHandle h = NewImage(2, 3);
+    ImageView v;
+    ASSERT_TRUE(LockImage(h, &v));
+    SetPixel(v, 0, 0, 0x00112233);  // red 0x33, green 0x22, blue 0x11
+    SetPixel(v, 1, 2, 0x00ABCDEF);
+    UnlockImage(&v);
+    const auto b = test::BlockBytes(h);
+    // Top row y = 0 is the last stored row: offset 40 + 2 * stride(8).
+    EXPECT_EQ(b[40 + 16 + 0], 0x11);
+    EXPECT_EQ(b[40 + 16 + 1], 0x22);
+    EXPECT_EQ(b[40 + 16 + 2], 0x33);
+    // Bottom row y = 2 is the first stored row.
+    EXPECT_EQ(b[40 + 3], 0xAB);
+    EXPECT_EQ(b[40 + 5], 0xEF);
+    ASSERT_TRUE(LockImage(h, &v));
+    EXPECT_EQ(GetPixel(v, 0, 0), 0x00112233u);
+    EXPECT_EQ(GetPixel(v, 1, 2), 0x00ABCDEFu);
+    EXPECT_EQ(GetPixel(v, -1, 0), kNoPixel);
+    EXPECT_EQ(GetPixel(v, 2, 0), kNoPixel);
+    EXPECT_EQ(GetPixel(v, 0, 3), kNoPixel);
+    const auto before = test::BlockBytes(h);
+    SetPixel(v, 2, 0, 0xFFFFFF);
+    SetPixel(v, 0, -1, 0xFFFFFF);
+    SetPixel(v, 5, 7, 0xFFFFFF);
+    UnlockImage(&v);
+    EXPECT_EQ(test::BlockBytes(h), before) << "points outside must not be written";
+    MemFree(h);
+}
+
+TEST(ImageBlock, TileBlitClipsEveryPixelAsSetPixelWould) {
+    const MemHandle src = NewImage(4, 3), dst = NewImage(5, 4), ref = NewImage(5, 4);
+    ImageView s, d, r;
+    ASSERT_TRUE(LockImage(src, &s) && LockImage(dst, &d) && LockImage(ref, &r));
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 4; ++x) SetPixel(s, x, y, std::uint32_t(0x10101 * (1 + x + 4 * y)));
+    const int places[][2] = {{0, 0}, {-2, -1}, {3, 2}, {4, 3}, {-4, 0}, {5, 0}, {1, -3}, {2, 1}};
+    for (const auto& p : places) {
+        BlitTile(d, s, p[0], p[1]);
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 4; ++x) SetPixel(r, p[0] + x, p[1] + y, GetPixel(s, x, y));
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 5; ++x)
+                ASSERT_EQ(GetPixel(d, x, y), GetPixel(r, x, y)) << p[0] << "," << p[1];
+    }
+    UnlockImage(&s);
+    UnlockImage(&d);
+    UnlockImage(&r);
+    EXPECT_EQ(test::BlockBytes(dst), test::BlockBytes(ref)) << "padding stays zero";
+    MemFree(src);
+    MemFree(dst);
+    MemFree(ref);
+}
+
+TEST(ImageBlock, ColouringLooksTheRedByteUpInTheTable) {
+    std::uint8_t table[768];
+    for (int i = 0; i < 256; ++i) {
+        table[3 * i] = std::uint8_t(i);            // red
+        table[3 * i + 1] = std::uint8_t(255 - i);  // green
+        table[3 * i + 2] = 7;                      // blue
+    }
+    const MemHandle grey = NewImage(3, 1);
+    ImageView v;
+    ASSERT_TRUE(LockImage(grey, &v));
+    SetPixel(v, 0, 0, 0x000010);
+    SetPixel(v, 1, 0, 0xFFFF20);  // green and blue of an index pixel are ignored
+    UnlockImage(&v);
+    const MemHandle out = ColouriseImage(grey, table);
+    ASSERT_TRUE(LockImage(out, &v));
+    EXPECT_EQ(GetPixel(v, 0, 0), 0x07EF10u);
+    EXPECT_EQ(GetPixel(v, 1, 0), 0x07DF20u);
+    EXPECT_EQ(GetPixel(v, 2, 0), 0x07FF00u);
+    UnlockImage(&v);
+    MemFree(out);
+    MemFree(grey);
+}
+
+TEST(MemoryBlocks, FailureInjectionCountsAllocationsAndLeavesNothingBehind) {
+    const long live = MemLiveBlocks();
+    MemFailAfter(1);
+    const MemHandle a = MemAlloc(10);
+    const MemHandle b = MemAlloc(10);
+    const MemHandle c = MemAlloc(10);
+    EXPECT_NE(a, 0u);
+    EXPECT_EQ(b, 0u);
+    EXPECT_NE(c, 0u) << "injection fires once";
+    EXPECT_GE(MemSize(a), 10u);
+    EXPECT_EQ(MemLiveBlocks(), live + 2);
+    MemFree(a);
+    MemFree(c);
+    MemFree(0);
+    EXPECT_EQ(MemLiveBlocks(), live);
+    MemFailAfter(0);
+    EXPECT_EQ(NewImage(8, 8), 0u);
+    EXPECT_EQ(MemLiveBlocks(), live);
+}
+
+TEST(ImageBlock, ScalingAveragesTheCoveredPixels) {
+    const MemHandle h = NewImage(4, 2);
+    ImageView v;
+    ASSERT_TRUE(LockImage(h, &v));
+    SetPixel(v, 0, 0, 0x000064);
+    SetPixel(v, 1, 0, 0x0000C8);
+    SetPixel(v, 0, 1, 0x000000);
+    SetPixel(v, 1, 1, 0x000064);
+    UnlockImage(&v);
+    const MemHandle half = ScaleImage(h, 50);
+    ASSERT_TRUE(LockImage(half, &v));
+    EXPECT_EQ(v.width, 2);
+    EXPECT_EQ(v.depth, 1);
+    EXPECT_EQ(GetPixel(v, 0, 0), 0x000064u);  // (100 + 200 + 0 + 100) / 4
+    EXPECT_EQ(GetPixel(v, 1, 0), 0u);
+    UnlockImage(&v);
+    MemFree(half);
+    MemFree(h);
+}
+
+}  // namespace
+}  // namespace tsn

@@ -1,0 +1,46 @@
+// Helpers shared by the tests.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/platform.h"
+#include "plugin/session.h"
+
+namespace tsn::test {
+
+// A fresh folder under the system's temporary folder, removed at exit of the
+// object; the application-data folder points into it while it lives, so no
+// test touches a real user's files.
+class TempFolder {
+  public:
+    TempFolder();
+    ~TempFolder();
+    const std::string& path() const { return path_; }  // ends in a separator
+    std::string File(const std::string& name) const { return path_ + name; }
+
+  private:
+    std::string path_;
+};
+
+std::vector<std::uint8_t> ReadAll(const std::string& path);
+bool WriteAll(const std::string& path, const void* data, std::size_t n);
+bool FileExists(const std::string& path);
+
+// The bytes of a memory block (empty for 0).
+std::vector<std::uint8_t> BlockBytes(MemHandle h);
+
+// A headless session freed at scope exit.
+struct Session {
+    HeadlessSession s;
+    Session();
+    ~Session();
+    MasterTextureRecord* rec() const { return s.rec; }
+};
+
+// Enters "FIELD=VALUE" on the selected kind's page as a user would, the seed
+// also into the block (as the command line's --seed does).
+void Enter(Session& s, int kind, const std::string& field, const std::string& value);
+
+}  // namespace tsn::test

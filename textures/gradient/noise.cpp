@@ -1,0 +1,372 @@
+#include "textures/gradient/noise.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+
+#include "common/image.h"
+#include "common/page.h"
+#include "common/parallel.h"
+#include "plugin/catalogue.h"
+
+namespace tsn {
+
+namespace {
+
+constexpr std::uint32_t kPresetControls[] = {kNoisePresetListId, 218, 219, 220, 0};
+
+#define NOISE_FIELD(f) static_cast<std::uint32_t>(offsetof(NoiseParameters, f))
+const PageField kNoiseFields[] = {
+    {"width", "Width:", FieldType::I32, NOISE_FIELD(width), 0, Control::Edit, kNoiseWidthId, 64,
+     32760, 800, 800, 0, Role::Width, "picture width in pixels"},
+    {"depth", "Depth:", FieldType::I32, NOISE_FIELD(depth), 0, Control::Edit, kNoiseDepthId, 64,
+     32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
+    {"scale", "Scale:", FieldType::F64, NOISE_FIELD(scale), 0, Control::ScrollBar, kNoiseScaleId, 6,
+     128, 32.0, 0, 10, Role::Plain, "frequency across the longer side (square aspect on)"},
+    {"xScale", "X scale:", FieldType::F64, NOISE_FIELD(xScale), 0, Control::ScrollBar,
+     kNoiseXScaleId, 6, 128, 25.0, 0, 10, Role::Plain,
+     "frequency across the width (square aspect off)"},
+    {"yScale", "Y scale:", FieldType::F64, NOISE_FIELD(yScale), 0, Control::ScrollBar,
+     kNoiseYScaleId, 6, 128, 50.0, 0, 10, Role::Plain,
+     "frequency across the depth (square aspect off)"},
+    {"squareAspect", "Square aspect", FieldType::U32, NOISE_FIELD(squareAspect), 0,
+     Control::CheckBox, kNoiseSquareId, 0, 1, 1, 0, 0, Role::Plain,
+     "one scale for both axes, so the noise is never stretched"},
+    {"seed", "Random seed:", FieldType::I32, NOISE_FIELD(seed), 0, Control::Edit, kNoiseSeedId, 100,
+     32757, 10356, 15618, 0, Role::Seed, "random seed"},
+    {"fountain", "Colours", FieldType::Fountain, NOISE_FIELD(fountain), 0, Control::FountainView,
+     kNoiseFountainId, 0, 0, 0, 0, 0, Role::Plain, "colour map of the grey values"},
+    {"sum", "Sum", FieldType::FlagBit, NOISE_FIELD(flags), 0, Control::CheckBox, kNoiseSumId, 0, 1,
+     1, 0, 0, Role::Plain, "sum octaves of doubling frequency"},
+    {"layers", "Layers:", FieldType::I32, NOISE_FIELD(layers), 0, Control::Edit, kNoiseLayersId, 2,
+     7, 5, 4, 0, Role::Plain, "octaves summed when sum is on (a preset may hold 8)"},
+    {"zDivisor", "", FieldType::F64, NOISE_FIELD(zDivisor), 0, Control::None, 0, 0.001, 1e6, 8.0, 0,
+     0, Role::Plain, "the sampled plane lies at z = 1 / zDivisor"},
+    {"dimension", "", FieldType::U32, NOISE_FIELD(dimension), 0, Control::None, 0, 1, 3, 3, 0, 0,
+     Role::Plain, "gradient components of each layer's auxiliary table"},
+    {"reservedCount", "", FieldType::U32, NOISE_FIELD(reservedCount), 0, Control::None, 0, 0,
+     4294967295.0, 3, 0, 0, Role::Plain, "kept for older presets; not used"},
+};
+#undef NOISE_FIELD
+
+const PageTable kNoisePage = {kNoiseFields, int(sizeof kNoiseFields / sizeof kNoiseFields[0]),
+                              kPresetControls};
+
+float Draw(Rng& rng) {
+    return float((rng.Next() % 512) - 256) / 256;
+}
+
+float SCurve(float r) {
+    return r * r * (3.0f - 2.0f * r);
+}
+float Lerp(float t, float a, float b) {
+    return a + t * (b - a);
+}
+
+// Lattice coordinates of one axis.
+struct Axis {
+    int b0, b1;
+    float r0, r1, s;
+};
+
+Axis AxisOf(float c) {
+    Axis a;
+    float t = c + 4096.0f;
+    int it = TruncToInt(t);
+    a.b0 = it & 255;
+    a.b1 = (a.b0 + 1) & 255;
+    a.r0 = t - float(it);
+    a.r1 = a.r0 - 1.0f;
+    a.s = SCurve(a.r0);
+    return a;
+}
+
+float Dot(const float* q, float a, float b, float c) {
+    return a * q[0] + b * q[1] + c * q[2];
+}
+
+// Perlin's three-dimensional noise with the y and z axes already resolved
+// (they are constant along a row).
+float Noise3(const NoiseLattice& L, float px, const Axis& ay, const Axis& az) {
+    Axis ax = AxisOf(px);
+    const int i = L.p[ax.b0], j = L.p[ax.b1];
+    const int b00 = L.p[i + ay.b0], b10 = L.p[j + ay.b0];
+    const int b01 = L.p[i + ay.b1], b11 = L.p[j + ay.b1];
+
+    float u = Dot(L.g3[b00 + az.b0], ax.r0, ay.r0, az.r0);
+    float v = Dot(L.g3[b10 + az.b0], ax.r1, ay.r0, az.r0);
+    float a = Lerp(ax.s, u, v);
+    u = Dot(L.g3[b01 + az.b0], ax.r0, ay.r1, az.r0);
+    v = Dot(L.g3[b11 + az.b0], ax.r1, ay.r1, az.r0);
+    float b = Lerp(ax.s, u, v);
+    float c = Lerp(ay.s, a, b);
+
+    u = Dot(L.g3[b00 + az.b1], ax.r0, ay.r0, az.r1);
+    v = Dot(L.g3[b10 + az.b1], ax.r1, ay.r0, az.r1);
+    a = Lerp(ax.s, u, v);
+    u = Dot(L.g3[b01 + az.b1], ax.r0, ay.r1, az.r1);
+    v = Dot(L.g3[b11 + az.b1], ax.r1, ay.r1, az.r1);
+    b = Lerp(ax.s, u, v);
+    float d = Lerp(ay.s, a, b);
+    return Lerp(az.s, c, d);
+}
+
+int GreyOf(float n) {
+    return std::clamp(TruncToInt(double(n) * 255.0), 0, 255);
+}
+
+struct LayerPlan {
+    NoiseLattice lattice;
+    float sx, sy, s;
+};
+
+void AtomicMin(std::atomic<int>& a, int v) {
+    int cur = a.load();
+    while (v < cur && !a.compare_exchange_weak(cur, v)) {
+    }
+}
+void AtomicMax(std::atomic<int>& a, int v) {
+    int cur = a.load();
+    while (v > cur && !a.compare_exchange_weak(cur, v)) {
+    }
+}
+
+}  // namespace
+
+const PageTable& NoisePageTable() {
+    return kNoisePage;
+}
+
+MemHandle* NoiseGreySlotOf(MasterTextureRecord* rec) {
+    return reinterpret_cast<MemHandle*>(BlockAt(rec, kNoiseGreySlot));
+}
+
+bool DrawNoiseAuxiliaryTable(Rng& rng, std::uint32_t dimension) {
+    if (dimension < 1 || dimension > 3) return false;
+    // Nothing evaluates this table; building it only keeps the random
+    // sequence in step with the pictures' definition.
+    int perm[256];
+    for (int i = 0; i < 256; ++i) {
+        perm[i] = i;
+        for (std::uint32_t d = 0; d < dimension; ++d) Draw(rng);
+    }
+    for (int i = 0; i < 256; ++i) std::swap(perm[i], perm[rng.Next() % 256]);
+    return true;
+}
+
+void BuildNoiseLattice(Rng& rng, NoiseLattice* L) {
+    for (int i = 0; i < 256; ++i) {
+        L->p[i] = i;
+        Draw(rng);  // the one-dimensional gradient
+        Draw(rng);  // the two-dimensional gradient
+        Draw(rng);
+        float g[3] = {Draw(rng), Draw(rng), Draw(rng)};
+        float len = std::sqrt(g[0] * g[0] + g[1] * g[1] + g[2] * g[2]);
+        for (int k = 0; k < 3; ++k) L->g3[i][k] = g[k] / len;
+    }
+    for (int i = 255; i >= 1; --i) std::swap(L->p[i], L->p[rng.Next() % 256]);
+    for (int i = 0; i < 258; ++i) {
+        L->p[256 + i] = L->p[i];
+        std::memcpy(L->g3[256 + i], L->g3[i], sizeof L->g3[i]);
+    }
+}
+
+int NoiseReset(MasterTextureRecord* rec) {
+    NoiseParameters* b = NoiseBlock(rec);
+    std::memset(reinterpret_cast<std::uint8_t*>(b) + 8, 0, sizeof *b - 8);
+    WriteHeader(b, "VANTPERL", sizeof *b);
+    ApplyBlockDefaults(kNoisePage, reinterpret_cast<std::uint8_t*>(b));
+    ResetFountain(&b->fountain);
+    return 1;
+}
+
+int NoiseRelease(MasterTextureRecord* rec) {
+    MemHandle* slot = NoiseGreySlotOf(rec);
+    MemFree(*slot);
+    *slot = 0;
+    return 1;
+}
+
+namespace {
+
+template <class From, class To>
+void ConvertNoise(const From& f, To* t) {
+    std::memcpy(t->signature, f.signature, 8);
+    t->version = f.version;
+    t->size = sizeof(To);
+    t->flags = f.flags;
+    t->width = f.width;
+    t->depth = f.depth;
+    t->xScale = f.xScale;
+    t->yScale = f.yScale;
+    t->scale = f.scale;
+    t->zDivisor = f.zDivisor;
+    t->reservedCount = f.reservedCount;
+    t->squareAspect = f.squareAspect;
+    t->seed = f.seed;
+    t->dimension = f.dimension;
+    t->layers = f.layers;
+}
+
+template <class T>
+T* TransferPtr(std::uint64_t address) {
+    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
+}
+
+}  // namespace
+
+std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryIndexImage:
+            return std::int64_t(*NoiseGreySlotOf(rec));
+        case kQuerySeed:
+            return ReadPageInteger(rec->dialog, kNoiseSeedId);
+        case kQueryFountain:
+            return std::int64_t(reinterpret_cast<std::uintptr_t>(&NoiseBlock(rec)->fountain));
+        case kQueryFountainControl:
+            return kNoiseFountainId;
+        case kQueryConvertIn: {
+            if (rec->transferSourceSize != 721 || rec->transferTargetSize != 725) return 0;
+            auto* from = TransferPtr<const NoiseParameters721>(rec->transferSource);
+            auto* to = TransferPtr<NoiseParameters>(rec->transferTarget);
+            if (!from || !to) return 0;
+            ConvertNoise(*from, to);
+            ConvertFountain581To585(from->fountain, &to->fountain);
+            return 1;
+        }
+        case kQueryConvertOut: {
+            if (rec->transferSourceSize != 725 || rec->transferTargetSize != 721) return 0;
+            auto* from = TransferPtr<const NoiseParameters>(rec->transferSource);
+            auto* to = TransferPtr<NoiseParameters721>(rec->transferTarget);
+            if (!from || !to) return 0;
+            ConvertNoise(*from, to);
+            ConvertFountain585To581(from->fountain, &to->fountain);
+            return 1;
+        }
+        case kQueryBlockSize:
+            return 725;
+        case kQueryOldBlockSize:
+            return 721;
+        default:
+            return 0;
+    }
+}
+
+MemHandle NoiseRender(MasterTextureRecord* rec) {
+    NoiseParameters* b = NoiseBlock(rec);
+    MemHandle* slot = NoiseGreySlotOf(rec);
+
+    const int w = ReadPageInteger(rec->dialog, kNoiseWidthId);
+    const int h = ReadPageInteger(rec->dialog, kNoiseDepthId);
+    // The generation uses the seed the block held before this render; the
+    // page's seed is stored for the next one.
+    Rng rng;
+    rng.Seed(std::uint32_t(b->seed));
+    b->seed = ReadPageInteger(rec->dialog, kNoiseSeedId);
+    b->layers = std::clamp(b->layers, 2, 8);
+    b->width = w;
+    b->depth = h;
+    MemFree(*slot);
+    *slot = 0;
+
+    const bool sum = (b->flags & kNoiseSum) != 0;
+    const int layerCount = sum ? b->layers : 1;
+
+    // Every layer's tables first, in the order their draws are defined; then
+    // the pixels can be summed in one pass with no layer images at all.
+    static_assert(sizeof(LayerPlan) * 8 < 80 * 1024, "the plans live on the stack");
+    LayerPlan plans[8];
+    for (int i = 0; i < layerCount; ++i) {
+        if (!DrawNoiseAuxiliaryTable(rng, b->dimension)) return 0;
+        BuildNoiseLattice(rng, &plans[i].lattice);
+        const double k = double(1u << i);
+        plans[i].sx = float(k * b->xScale);
+        plans[i].sy = float(k * b->yScale);
+        plans[i].s = float(k * b->scale);
+    }
+
+    MemHandle grey = NewImage(w, h);
+    ImageView g;
+    if (!grey || !LockImage(grey, &g)) {
+        MemFree(grey);
+        return 0;
+    }
+
+    const float z = float(1.0 / b->zDivisor);
+    const Axis az = AxisOf(z);
+    const bool square = b->squareAspect != 0;
+    const float fw = float(w), fh = float(h), fl = float(std::max(w, h));
+    std::atomic<int> lo{255}, hi{0};
+    PlanWork(2L * h);
+
+    ParallelRows(h, [&](int y0, int y1) {
+        int bandLo = 255, bandHi = 0;
+        Axis ay[8];
+        for (int y = y0; y < y1; ++y) {
+            for (int l = 0; l < layerCount; ++l)
+                ay[l] =
+                    AxisOf(square ? (float(y) / fl) * plans[l].s : (float(y) / fh) * plans[l].sy);
+            std::uint8_t* row = g.Row(y);
+            for (int x = 0; x < w; ++x) {
+                const float fx = square ? float(x) / fl : float(x) / fw;
+                int v;
+                if (sum) {
+                    int total = 0;
+                    for (int l = 0; l < layerCount; ++l)
+                        total += GreyOf(Noise3(
+                            plans[l].lattice, fx * (square ? plans[l].s : plans[l].sx), ay[l], az));
+                    v = std::clamp(total / 8, 0, 255);
+                } else {
+                    v = GreyOf(Noise3(plans[0].lattice, fx * (square ? plans[0].s : plans[0].sx),
+                                      ay[0], az));
+                }
+                row[3 * x + 2] = std::uint8_t(v);
+                bandLo = std::min(bandLo, v);
+                bandHi = std::max(bandHi, v);
+            }
+        }
+        AtomicMin(lo, bandLo);
+        AtomicMax(hi, bandHi);
+    });
+
+    // The stretch: subtract the minimum, then scale by the truncated factor
+    // 25500 / maximum. A flat picture has no range to stretch and stays 0.
+    std::uint8_t stretch[256] = {};
+    const int m = lo.load(), range = hi.load() - m;
+    if (range > 0) {
+        const int f = 25500 / range;
+        for (int v = m; v <= m + range; ++v) stretch[v] = std::uint8_t(((v - m) * f) / 100);
+    }
+
+    FountainToColourTable(b->fountain, rec->colourTable);
+
+    MemHandle out = NewImage(w, h);
+    ImageView o;
+    if (!out || !LockImage(out, &o)) {
+        MemFree(out);
+        UnlockImage(&g);
+        MemFree(grey);
+        return 0;
+    }
+    const std::uint8_t* table = rec->colourTable;
+    ParallelRows(h, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            std::uint8_t* gr = g.Row(y);
+            std::uint8_t* orow = o.Row(y);
+            for (int x = 0; x < w; ++x) {
+                const std::uint8_t v = stretch[gr[3 * x + 2]];
+                gr[3 * x + 2] = v;
+                orow[3 * x] = table[3 * v + 2];
+                orow[3 * x + 1] = table[3 * v + 1];
+                orow[3 * x + 2] = table[3 * v];
+            }
+        }
+    });
+    UnlockImage(&o);
+    UnlockImage(&g);
+    *slot = grey;
+    return out;
+}
+
+}  // namespace tsn
