@@ -272,23 +272,38 @@ int DescribeKind(const std::string& name) {
     return 0;
 }
 
-int Render(const RenderRequest& r) {
-    if (!CheckOutput(r.output)) return 2;
+namespace {
+
+// A headless session prepared for the request: kind, file, options.
+struct PreparedSession {
     HeadlessSession s;
-    if (!StartHeadlessSession(&s, SessionArguments{})) {
-        Fail("out of memory");
-        return 1;
-    }
     std::vector<Requested> asked;
-    int code = 0;
-    const int kind = Prepare(s, r, &asked, &code);
-    if (kind < 0) {
-        EndHeadlessSession(&s);
-        return code;
+    int kind = -1;
+    int code = 0;  // the exit code when kind < 0
+
+    explicit PreparedSession(const RenderRequest& r) {
+        if (!CheckOutput(r.output)) {
+            code = 2;
+        } else if (!StartHeadlessSession(&s, SessionArguments{})) {
+            Fail("out of memory");
+            code = 1;
+        } else {
+            kind = Prepare(s, r, &asked, &code);
+        }
     }
-    s.rec->image = RenderPrepared(s, kind, asked);
+    ~PreparedSession() { EndHeadlessSession(&s); }
+    MemHandle Render() { return RenderPrepared(s, kind, asked); }
+};
+
+}  // namespace
+
+int Render(const RenderRequest& r) {
+    PreparedSession p(r);
+    if (p.kind < 0) return p.code;
+    HeadlessSession& s = p.s;
+    s.rec->image = p.Render();
     std::string error;
-    code = 0;
+    int code = 0;
     if (!s.rec->image) {
         code = 1;
     } else if (!WriteImageFile(s.rec->image, r.output, &error)) {
@@ -299,94 +314,93 @@ int Render(const RenderRequest& r) {
         // The file keeps what a plug-in session would remember; handles of
         // this process are of no use to it.
         MasterTextureRecord copy = *s.rec;
-        copy.dialog = copy.image = 0;
-        for (FountainDefinition& m : copy.mutations) m.cachedImage = 0;
+        ClearSessionFields(&copy);
         if (!SaveSettingsFile(copy, r.saveSettings.c_str())) {
             Fail("cannot write the settings file '" + r.saveSettings + "'");
             code = 1;
         }
     }
-    EndHeadlessSession(&s);
     return code;
 }
 
-int Mutations(const RenderRequest& r) {
-    if (!CheckOutput(r.output)) return 2;
-    HeadlessSession s;
-    if (!StartHeadlessSession(&s, SessionArguments{})) {
-        Fail("out of memory");
-        return 1;
+namespace {
+
+// The dialog's grid: three by three buttons, each showing the grey image in
+// one mutation's colours, scaled by a whole percentage to fit, centred and
+// framed. 0 when memory runs out.
+MemHandle MutationGrid(MasterTextureRecord* rec, MemHandle grey) {
+    constexpr int kCellW = 200, kCellH = 150, kGap = 6;
+    constexpr std::uint32_t kFace = 0xF0F0F0, kShadow = 0xA0A0A0;
+    ImageView src;
+    if (!LockImage(grey, &src)) return 0;
+    const int pct = std::max(1, std::min(kCellW * 100 / src.width, kCellH * 100 / src.depth));
+    UnlockImage(&src);
+    MemHandle grid = NewImage(3 * kCellW + 4 * kGap, 3 * kCellH + 4 * kGap);
+    ImageView g;
+    if (!LockImage(grid, &g)) {
+        MemFree(grid);
+        return 0;
     }
-    std::vector<Requested> asked;
-    int code = 0;
-    const int kind = Prepare(s, r, &asked, &code);
-    if (kind >= 0 && !(KindAt(kind).flags & kKindHasColourMap)) {
-        Fail(std::string(KindAt(kind).name) + " has no colour map to mutate");
-        code = 2;
-    }
-    MemHandle grid = 0;
-    if (kind >= 0 && code == 0) {
-        s.rec->image = RenderPrepared(s, kind, asked);
-        const MemHandle grey = MemHandle(KindAt(kind).query(s.rec, kQueryIndexImage));
-        s.rec->mutationGeneration = std::uint32_t(r.generation);
-        BuildMutationSet(s.rec, kind);
-        // The dialog's grid: three by three buttons, each thumbnail scaled by
-        // a whole percentage to fit, centred and framed.
-        constexpr int kCellW = 200, kCellH = 150, kGap = 6;
-        grid = grey ? NewImage(3 * kCellW + 4 * kGap, 3 * kCellH + 4 * kGap) : 0;
-        ImageView gv, tv;
-        if (grid && LockImage(grid, &gv)) {
-            for (int y = 0; y < gv.depth; ++y)
-                for (int x = 0; x < gv.width; ++x) SetPixel(gv, x, y, 0xF0F0F0);
-            ImageView src;
-            LockImage(grey, &src);
-            const int pct =
-                std::max(1, std::min(kCellW * 100 / src.width, kCellH * 100 / src.depth));
-            UnlockImage(&src);
-            for (int k = 0; k < 9 && grid; ++k) {
-                FountainToColourTable(s.rec->mutations[k], s.rec->colourTable);
-                const MemHandle coloured = ColouriseImage(grey, s.rec->colourTable);
-                const MemHandle thumb = coloured ? ScaleImage(coloured, pct) : 0;
-                MemFree(coloured);
-                if (!thumb || !LockImage(thumb, &tv)) {
-                    MemFree(thumb);
-                    UnlockImage(&gv);
-                    MemFree(grid);
-                    grid = 0;
-                    break;
-                }
-                const int cx = kGap + (k % 3) * (kCellW + kGap),
-                          cy = kGap + (k / 3) * (kCellH + kGap);
-                const int x = cx + (kCellW - tv.width) / 2, y = cy + (kCellH - tv.depth) / 2;
-                for (int i = -1; i <= tv.width; ++i) {
-                    SetPixel(gv, x + i, y - 1, 0xA0A0A0);
-                    SetPixel(gv, x + i, y + tv.depth, 0xA0A0A0);
-                }
-                for (int j = -1; j <= tv.depth; ++j) {
-                    SetPixel(gv, x - 1, y + j, 0xA0A0A0);
-                    SetPixel(gv, x + tv.width, y + j, 0xA0A0A0);
-                }
-                BlitTile(gv, tv, x, y);
-                UnlockImage(&tv);
-                MemFree(thumb);
+    for (int y = 0; y < g.depth; ++y)
+        for (int x = 0; x < g.width; ++x) SetPixel(g, x, y, kFace);
+    bool ok = true;
+    for (int k = 0; k < 9 && ok; ++k) {
+        FountainToColourTable(rec->mutations[k], rec->colourTable);
+        const MemHandle coloured = ColouriseImage(grey, rec->colourTable);
+        const MemHandle thumb = coloured ? ScaleImage(coloured, pct) : 0;
+        MemFree(coloured);
+        ImageView t;
+        ok = LockImage(thumb, &t);
+        if (ok) {
+            const int x = kGap + (k % 3) * (kCellW + kGap) + (kCellW - t.width) / 2;
+            const int y = kGap + (k / 3) * (kCellH + kGap) + (kCellH - t.depth) / 2;
+            for (int i = -1; i <= t.width; ++i) {
+                SetPixel(g, x + i, y - 1, kShadow);
+                SetPixel(g, x + i, y + t.depth, kShadow);
             }
-            if (grid) UnlockImage(&gv);
-        } else {
-            MemFree(grid);
-            grid = 0;
+            for (int j = -1; j <= t.depth; ++j) {
+                SetPixel(g, x - 1, y + j, kShadow);
+                SetPixel(g, x + t.width, y + j, kShadow);
+            }
+            BlitTile(g, t, x, y);
+            UnlockImage(&t);
         }
-        if (!grid && s.rec->image) Fail("out of memory");
+        MemFree(thumb);
+    }
+    UnlockImage(&g);
+    if (!ok) {
+        MemFree(grid);
+        return 0;
+    }
+    return grid;
+}
+
+}  // namespace
+
+int Mutations(const RenderRequest& r) {
+    PreparedSession p(r);
+    if (p.kind < 0) return p.code;
+    MasterTextureRecord* rec = p.s.rec;
+    if (!(KindAt(p.kind).flags & kKindHasColourMap)) {
+        Fail(std::string(KindAt(p.kind).name) + " has no colour map to mutate");
+        return 2;
+    }
+    rec->image = p.Render();
+    if (!rec->image) return 1;
+    rec->mutationGeneration = std::uint32_t(r.generation);
+    BuildMutationSet(rec, p.kind);
+    const MemHandle grid =
+        MutationGrid(rec, MemHandle(KindAt(p.kind).query(rec, kQueryIndexImage)));
+    std::string error;
+    int code = 0;
+    if (!grid) {
+        Fail("out of memory");
         code = 1;
-        std::string error;
-        if (grid) {
-            if (WriteImageFile(grid, r.output, &error))
-                code = 0;
-            else
-                Fail(error);
-        }
+    } else if (!WriteImageFile(grid, r.output, &error)) {
+        Fail(error);
+        code = 1;
     }
     MemFree(grid);
-    EndHeadlessSession(&s);
     return code;
 }
 

@@ -93,7 +93,7 @@ bool WriteImageFile(MemHandle image, const std::string& path, std::string* error
     bool ok = ext == "bmp" ? WriteBmp(v, f) : WritePng(v, f, &why);
     UnlockImage(&v);
     if (std::fclose(f) != 0) ok = false;
-    if (ok && !ReplaceFile(temp.c_str(), path.c_str())) {
+    if (ok && !MoveFileOver(temp.c_str(), path.c_str())) {
         why = std::strerror(errno);
         ok = false;
     }

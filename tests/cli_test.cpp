@@ -1,1 +1,222 @@
+// Runs the tsntxtr command as a user would and checks its files and
+// messages against the core.
 #include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "cli/image_io.h"
+#include "common/image.h"
+#include "tests/test_support.h"
+#include "textures/gradient/noise.h"
+
+namespace tsn {
+namespace {
+
+struct Outcome {
+    int code;
+    std::string out, err;
+};
+
+class Cli : public ::testing::Test {
+  protected:
+    test::TempFolder folder;
+
+    Outcome Tsntxtr(const std::string& args) {
+        const std::string out = folder.File("stdout.txt"), err = folder.File("stderr.txt");
+        const std::string cmd =
+            std::string("'") + TSNTXTR_EXE + "' " + args + " >'" + out + "' 2>'" + err + "'";
+        const int status = std::system(cmd.c_str());
+        auto text = [](const std::string& p) {
+            auto b = test::ReadAll(p);
+            return std::string(b.begin(), b.end());
+        };
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(out), text(err)};
+    }
+
+    // The same render in this process: the picture the command must write.
+    std::vector<std::uint8_t> InProcess(
+        const std::vector<std::pair<std::string, std::string>>& set) {
+        test::Session s;
+        s.rec()->kindIndex = 13;
+        for (const auto& [f, v] : set) test::Enter(s, 13, f, v);
+        const MemHandle h = RenderSelectedKind(s.rec());
+        auto bytes = test::BlockBytes(h);
+        MemFree(h);
+        return bytes;
+    }
+};
+
+TEST_F(Cli, BmpIsTheBitmapBehindAFourteenByteHeader) {
+    const std::string bmp = folder.File("n.bmp");
+    const Outcome r = Tsntxtr("render noise --width 100 --depth 70 --seed 777 -o '" + bmp + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto file = test::ReadAll(bmp);
+    const auto dib = InProcess({{"width", "100"}, {"depth", "70"}, {"seed", "777"}});
+    ASSERT_EQ(file.size(), 14 + dib.size());
+    EXPECT_EQ(file[0], 'B');
+    EXPECT_EQ(file[1], 'M');
+    std::uint32_t size, reserved, offset;
+    std::memcpy(&size, file.data() + 2, 4);
+    std::memcpy(&reserved, file.data() + 6, 4);
+    std::memcpy(&offset, file.data() + 10, 4);
+    EXPECT_EQ(size, file.size());
+    EXPECT_EQ(reserved, 0u);
+    EXPECT_EQ(offset, 54u);
+    EXPECT_TRUE(std::equal(dib.begin(), dib.end(), file.begin() + 14));
+}
+
+TEST_F(Cli, PngHoldsTheSamePixels) {
+    const std::string png = folder.File("n.png"), bmp = folder.File("n.bmp");
+    ASSERT_EQ(Tsntxtr("render noise --width 67 --depth 65 --set sum=0 -o '" + png + "'").code, 0);
+    ASSERT_EQ(Tsntxtr("render NOISE --width 67 --depth 65 --set sum=0 -o '" + bmp + "'").code, 0);
+    RgbImage img;
+    std::string error;
+    ASSERT_TRUE(ReadPngFile(png, &img, &error)) << error;
+    ASSERT_EQ(img.width, 67);
+    ASSERT_EQ(img.height, 65);
+    const auto file = test::ReadAll(bmp);
+    const std::size_t stride = ImageStride(67);
+    for (int y = 0; y < 65; ++y)
+        for (int x = 0; x < 67; ++x) {
+            const std::uint8_t* p = file.data() + 54 + (64 - y) * stride + 3 * x;
+            const unsigned char* q = img.rgb.data() + (y * 67 + x) * 3;
+            ASSERT_EQ(q[0], p[2]);
+            ASSERT_EQ(q[1], p[1]);
+            ASSERT_EQ(q[2], p[0]);
+        }
+}
+
+TEST_F(Cli, ClampedValuesAreReportedAndUsed) {
+    const std::string bmp = folder.File("c.bmp");
+    const Outcome r = Tsntxtr(
+        "render noise --width 10 --depth 64 --set layers=9 --set xScale=3 "
+        "--set squareAspect=0 --seed 5 -o '" +
+        bmp + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.err.find("width 10"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("used 64"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("layers 9"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("xScale 3"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("seed 5"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("squareAspect"), std::string::npos) << r.err;
+    const auto dib = InProcess({{"width", "64"},
+                                {"depth", "64"},
+                                {"layers", "7"},
+                                {"xScale", "6"},
+                                {"squareAspect", "0"},
+                                {"seed", "100"}});
+    const auto file = test::ReadAll(bmp);
+    ASSERT_EQ(file.size(), dib.size() + 14);
+    EXPECT_TRUE(std::equal(dib.begin(), dib.end(), file.begin() + 14));
+}
+
+TEST_F(Cli, BadRequestsSayWhatIsValidAndWriteNothing) {
+    const std::string out = folder.File("x.png");
+    Outcome r = Tsntxtr("render nosuch -o '" + out + "'");
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("noise"), std::string::npos);
+    EXPECT_NE(r.err.find("cgiturbulence"), std::string::npos);
+    r = Tsntxtr("render noise --set bogus=1 -o '" + out + "'");
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("xScale"), std::string::npos) << r.err;
+    r = Tsntxtr("render noise --set layers=many -o '" + out + "'");
+    EXPECT_EQ(r.code, 2);
+    r = Tsntxtr("render noise -o '" + folder.File("x.jpg") + "'");
+    EXPECT_EQ(r.code, 2);
+    r = Tsntxtr("render plasma -o '" + out + "'");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("not built yet"), std::string::npos);
+    r = Tsntxtr("render noise --set dimension=0 -o '" + out + "'");
+    EXPECT_EQ(r.code, 0) << "clamped into 1..3";
+    std::remove(out.c_str());
+    EXPECT_FALSE(test::FileExists(out));
+    r = Tsntxtr("frobnicate");
+    EXPECT_EQ(r.code, 2);
+}
+
+TEST_F(Cli, AFailedWriteLeavesNoFile) {
+    const std::string out = folder.File("missing/dir/n.png");
+    const Outcome r = Tsntxtr("render noise --width 64 --depth 64 -o '" + out + "'");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("cannot write"), std::string::npos);
+    EXPECT_FALSE(test::FileExists(out));
+    const std::string ro = folder.File("ro");
+    ASSERT_EQ(std::system(("mkdir '" + ro + "' && chmod 500 '" + ro + "'").c_str()), 0);
+    if (getuid() != 0) {  // root writes anywhere
+        EXPECT_EQ(Tsntxtr("render noise --width 64 --depth 64 -o '" + ro + "/n.bmp'").code, 1);
+        EXPECT_EQ(std::system(("test -z \"$(ls -A '" + ro + "')\"").c_str()), 0);
+    }
+}
+
+TEST_F(Cli, SettingsAndPresetFilesRenderWhatTheyHold) {
+    const std::string settings = folder.File("texture.texture");
+    const std::string a = folder.File("a.bmp"), b = folder.File("b.bmp");
+    ASSERT_EQ(Tsntxtr("render noise --width 90 --depth 80 --seed 4321 --set sum=0 -o '" + a +
+                      "' --save-settings '" + settings + "'")
+                  .code,
+              0);
+    const auto file = test::ReadAll(settings);
+    ASSERT_EQ(file.size(), 30073u);
+    std::int32_t kind;
+    std::memcpy(&kind, file.data() + 36, 4);
+    EXPECT_EQ(kind, 13);
+    ASSERT_EQ(Tsntxtr("render --from '" + settings + "' -o '" + b + "'").code, 0);
+    EXPECT_TRUE(test::ReadAll(a) == test::ReadAll(b));
+    // Options beside the file win.
+    ASSERT_EQ(Tsntxtr("render --from '" + settings + "' --width 64 -o '" + b + "'").code, 0);
+    const auto smaller = test::ReadAll(b);
+    std::int32_t w;
+    std::memcpy(&w, smaller.data() + 18, 4);
+    EXPECT_EQ(w, 64);
+
+    // A preset written in the older layout renders the same picture.
+    test::Session s;
+    s.rec()->kindIndex = 13;
+    test::Enter(s, 13, "width", "90");
+    test::Enter(s, 13, "depth", "80");
+    test::Enter(s, 13, "seed", "4321");
+    test::Enter(s, 13, "sum", "0");
+    PageToBlock(NoisePageTable(), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
+    NoiseBlock(s.rec())->width = 90;
+    NoiseBlock(s.rec())->depth = 80;
+    const std::string preset = folder.File("mine.noise");
+    ASSERT_TRUE(SavePresetFile(s.rec(), 13, preset.c_str()));
+    ASSERT_EQ(Tsntxtr("render --from '" + preset + "' -o '" + b + "'").code, 0);
+    EXPECT_TRUE(test::ReadAll(a) == test::ReadAll(b));
+
+    auto damaged = test::ReadAll(settings);
+    damaged.pop_back();
+    test::WriteAll(settings, damaged.data(), damaged.size());
+    const Outcome r = Tsntxtr("render --from '" + settings + "' -o '" + b + "'");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("damaged"), std::string::npos);
+}
+
+TEST_F(Cli, ListDescribeAndMutations) {
+    Outcome r = Tsntxtr("list");
+    ASSERT_EQ(r.code, 0);
+    EXPECT_NE(r.out.find("13  noise          Noise            renders"), std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("not built yet"), std::string::npos);
+    r = Tsntxtr("describe Noise");
+    ASSERT_EQ(r.code, 0);
+    EXPECT_NE(r.out.find("64 .. 32760"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("10356"), std::string::npos);
+    const std::string grid = folder.File("grid.png");
+    r = Tsntxtr("mutations noise --generation 3 --width 200 --depth 150 -o '" + grid + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    RgbImage img;
+    std::string error;
+    ASSERT_TRUE(ReadPngFile(grid, &img, &error)) << error;
+    EXPECT_EQ(img.width, 3 * 200 + 4 * 6);
+    EXPECT_EQ(img.height, 3 * 150 + 4 * 6);
+    EXPECT_EQ(Tsntxtr("mutations noise --generation 32 -o '" + grid + "'").code, 2);
+    EXPECT_NE(Tsntxtr("--version").out.find("tsntxtr "), std::string::npos);
+}
+
+}  // namespace
+}  // namespace tsn
