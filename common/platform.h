@@ -44,7 +44,7 @@ void SetAppDataOverride(const char* folder);
 // Creates every missing folder of `folder` (which ends in a separator).
 bool MakeFolders(const char* folder);
 // Moves `from` over `to`, replacing `to` if it exists.
-bool ReplaceFile(const char* from, const char* to);
+bool MoveFileOver(const char* from, const char* to);
 bool DeleteFileAt(const char* path);
 
 }  // namespace tsn

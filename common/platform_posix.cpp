@@ -102,7 +102,7 @@ bool MakeFolders(const char* folder) {
     return stat(buf, &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool ReplaceFile(const char* from, const char* to) {
+bool MoveFileOver(const char* from, const char* to) {
     return std::rename(from, to) == 0;
 }
 

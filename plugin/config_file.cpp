@@ -177,7 +177,7 @@ bool WriteConfigFile(const ConfigValues& c, const char* path) {
             std::fprintf(f, "%s = %u\n", e.key, *IntOf(&values, e));
     }
     const bool ok = !std::ferror(f);
-    if (std::fclose(f) != 0 || !ok || !ReplaceFile(temp, path)) {
+    if (std::fclose(f) != 0 || !ok || !MoveFileOver(temp, path)) {
         DeleteFileAt(temp);
         return false;
     }

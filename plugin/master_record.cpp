@@ -25,6 +25,16 @@ void InitRecord(MasterTextureRecord* rec, const SessionArguments& args) {
     }
 }
 
+void ClearSessionFields(MasterTextureRecord* rec) {
+    rec->parent = rec->dialog = rec->image = 0;
+    rec->viewImage = rec->hostService = rec->viewContext = 0;
+    for (FountainDefinition& m : rec->mutations) m.cachedImage = 0;
+    rec->transferSource = rec->transferTarget = 0;
+    rec->transferSourceSize = rec->transferTargetSize = 0;
+    for (const RecordRange& r : kWorkingSlots)
+        std::memset(reinterpret_cast<std::uint8_t*>(rec) + r.offset, 0, r.size);
+}
+
 bool TextureFolder(char out[kMaxPath + 1]) {
     if (!AppDataFolder(out)) return false;
     PathAppend(out, "Vantorel", true);
@@ -71,6 +81,9 @@ bool LoadSettingsFile(MasterTextureRecord* rec, const char* path) {
         for (FountainDefinition& m : loaded->mutations) m.cachedImage = 0;
         loaded->transferSource = loaded->transferTarget = 0;
         loaded->transferSourceSize = loaded->transferTargetSize = 0;
+        for (const RecordRange& r : kWorkingSlots)
+            std::memcpy(reinterpret_cast<std::uint8_t*>(loaded) + r.offset,
+                        reinterpret_cast<const std::uint8_t*>(rec) + r.offset, r.size);
         std::memcpy(rec, loaded, kRecordSize);
     }
     delete loaded;

@@ -71,6 +71,18 @@ static_assert(offsetof(MasterTextureRecord, transferTarget) == 30057);
 static_assert(offsetof(MasterTextureRecord, transferSourceSize) == 30065);
 static_assert(offsetof(MasterTextureRecord, transferTargetSize) == 30069);
 
+// Working slots that follow some kinds' blocks (grey images, caches). They
+// hold handles of the running session, so a settings file's values for them
+// are never used.
+struct RecordRange {
+    std::uint32_t offset, size;
+};
+constexpr RecordRange kWorkingSlots[] = {{6918, 8}, {7871, 8}, {21444, 24}};
+
+// Clears every field that only means something inside the running session
+// (handles, addresses), as a record is written for another session to read.
+void ClearSessionFields(MasterTextureRecord* rec);
+
 // Session flags.
 constexpr std::uint32_t kFlagSizeValid = 1u << 0;
 constexpr std::uint32_t kFlagNoSave = 1u << 1;

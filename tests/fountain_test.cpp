@@ -21,6 +21,13 @@ std::vector<std::uint32_t> Row0(MemHandle h) {
     return out;
 }
 
+// Row 0 of an image this call takes over and frees.
+std::vector<std::uint32_t> TakeRow0(MemHandle h) {
+    auto row = Row0(h);
+    MemFree(h);
+    return row;
+}
+
 TEST(LinearGradient, StepsByRepeatedAdditionAndStopsOneStepShort) {
     const MemHandle h = LinearGradient(0x000000, 0x0000FF, 10, 3);
     const auto row = Row0(h);
@@ -34,7 +41,7 @@ TEST(LinearGradient, StepsByRepeatedAdditionAndStopsOneStepShort) {
     UnlockImage(&v);
     MemFree(h);
     // Falling channels truncate toward zero too: 200 - 2.5x.
-    const auto down = Row0(LinearGradient(0xC80000, 0xAF0000, 10, 1));
+    const auto down = TakeRow0(LinearGradient(0xC80000, 0xAF0000, 10, 1));
     EXPECT_EQ(down[1], 0xC50000u);  // 197.5
     EXPECT_EQ(down[9], 0xB10000u);  // 177.5
 }
@@ -51,7 +58,7 @@ TEST(Fountain, DefaultIsBlackToWhiteThroughSevenMarkers) {
     EXPECT_EQ(f.markers[0], 0x20FF0000u);
     EXPECT_EQ(f.markers[6], 0xE0CC0099u);
     EXPECT_EQ(f.markers[7], 0u);
-    const auto row = Row0(RenderFountain(f, 256, 1));
+    const auto row = TakeRow0(RenderFountain(f, 256, 1));
     ASSERT_EQ(row.size(), 256u);
     EXPECT_EQ(row[0], 0x000000u);
     // Marker 0x20 lands at x = trunc(32 / 255 * 256) = 32, where its segment
@@ -66,15 +73,15 @@ TEST(Fountain, EdgeCasesOfMarkerPlacement) {
     f.count = 0;
     f.start = 0x000010;
     f.end = 0xFF0000F0;
-    auto plain = Row0(RenderFountain(f, 256, 1));
-    auto direct = Row0(LinearGradient(0x000010, 0x0000F0, 256, 1));
+    auto plain = TakeRow0(RenderFountain(f, 256, 1));
+    auto direct = TakeRow0(LinearGradient(0x000010, 0x0000F0, 256, 1));
     EXPECT_EQ(plain, direct) << "no markers: one gradient start to end";
 
     // Two markers at one place: no segment between them, the colour jumps.
     f.count = 2;
     f.markers[0] = MakeMarker(0x80, 0x0000FF);
     f.markers[1] = MakeMarker(0x80, 0x00FF00);
-    auto jump = Row0(RenderFountain(f, 256, 1));
+    auto jump = TakeRow0(RenderFountain(f, 256, 1));
     const int x = int(0x80 / 255.0 * 256);
     EXPECT_EQ(jump[x], 0x00FF00u);
     EXPECT_NE(jump[x - 1], 0x00FF00u);
@@ -85,7 +92,7 @@ TEST(Fountain, EdgeCasesOfMarkerPlacement) {
     f.start = 0x000000;
     f.end = 0xFFFFFFFF;
     f.markers[0] = MakeMarker(0xFF, 0x000080);
-    auto last = Row0(RenderFountain(f, 256, 1));
+    auto last = TakeRow0(RenderFountain(f, 256, 1));
     EXPECT_EQ(std::count(last.begin(), last.end(), 0xFFFFFFu), 0);
     EXPECT_LT(last[255], 0x000080u);
 }

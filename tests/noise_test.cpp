@@ -27,7 +27,7 @@ Result RenderWith(const Settings& settings, bool literal) {
     for (const auto& [field, value] : settings) test::Enter(s, kNoise, field, value);
     PageToBlock(NoisePageTable(), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
     const MemHandle img = literal ? reference::LiteralNoiseRender(s.rec()) : NoiseRender(s.rec());
-    Result r{test::BlockBytes(img), test::BlockBytes(*NoiseGreySlotOf(s.rec())),
+    Result r{test::BlockBytes(img), test::BlockBytes(NoiseGreyImage(s.rec())),
              std::vector<std::uint8_t>(s.rec()->colourTable, s.rec()->colourTable + 768),
              std::vector<std::uint8_t>(BlockAt(s.rec(), kNoiseOffset),
                                        BlockAt(s.rec(), kNoiseOffset) + 725)};
@@ -78,13 +78,13 @@ TEST(NoiseFastPath, EqualsTheLiteralGeneratorWithEightLayersAndAtDefaultSize) {
     s.rec()->kindIndex = kNoise;
     NoiseBlock(s.rec())->layers = 8;  // beyond the page, as a preset may hold
     const MemHandle fast = NoiseRender(s.rec());
-    const auto fastGrey = test::BlockBytes(*NoiseGreySlotOf(s.rec()));
+    const auto fastGrey = test::BlockBytes(NoiseGreyImage(s.rec()));
     test::Session t;
     t.rec()->kindIndex = kNoise;
     NoiseBlock(t.rec())->layers = 8;
     const MemHandle lit = reference::LiteralNoiseRender(t.rec());
     EXPECT_TRUE(test::BlockBytes(fast) == test::BlockBytes(lit));
-    EXPECT_TRUE(fastGrey == test::BlockBytes(*NoiseGreySlotOf(t.rec())));
+    EXPECT_TRUE(fastGrey == test::BlockBytes(NoiseGreyImage(t.rec())));
     EXPECT_EQ(NoiseBlock(s.rec())->layers, 8);
     MemFree(fast);
     MemFree(lit);
@@ -212,11 +212,11 @@ TEST(Noise, AnInvalidDimensionFailsAndFreesEverything) {
         test::Session s;
         s.rec()->kindIndex = kNoise;
         MemFree(NoiseRender(s.rec()));
-        ASSERT_NE(*NoiseGreySlotOf(s.rec()), 0u);
+        ASSERT_NE(NoiseGreyImage(s.rec()), 0u);
         const long live = MemLiveBlocks();
         NoiseBlock(s.rec())->dimension = d;
         EXPECT_EQ(NoiseRender(s.rec()), 0u);
-        EXPECT_EQ(*NoiseGreySlotOf(s.rec()), 0u);
+        EXPECT_EQ(NoiseGreyImage(s.rec()), 0u);
         EXPECT_EQ(MemLiveBlocks(), live - 1) << "the old grey image is gone too";
     }
 }
@@ -232,7 +232,7 @@ TEST(Noise, EveryAllocationFailureIsSurvived) {
         MemFailAfter(n);
         const MemHandle h = NoiseRender(s.rec());
         MemFailAfter(-1);
-        const MemHandle grey = *NoiseGreySlotOf(s.rec());
+        const MemHandle grey = NoiseGreyImage(s.rec());
         if (!h) {
             EXPECT_EQ(grey, 0u) << n;
             EXPECT_EQ(MemLiveBlocks(), live) << n;
@@ -258,7 +258,7 @@ TEST(Noise, QueryAnswersByCode) {
     MasterTextureRecord* rec = s.rec();
     rec->kindIndex = kNoise;
     const MemHandle h = RenderSelectedKind(rec);
-    EXPECT_EQ(MemHandle(NoiseQuery(rec, 1)), *NoiseGreySlotOf(rec));
+    EXPECT_EQ(MemHandle(NoiseQuery(rec, 1)), NoiseGreyImage(rec));
     EXPECT_NE(NoiseQuery(rec, 1), 0);
     Page().setText(rec->dialog, kNoiseSeedId, "5");
     EXPECT_EQ(NoiseQuery(rec, 2), 100) << "the page seed, clamped";
@@ -272,7 +272,7 @@ TEST(Noise, QueryAnswersByCode) {
     EXPECT_EQ(NoiseQuery(rec, 10), 0);
     MemFree(h);
     NoiseRelease(rec);
-    EXPECT_EQ(*NoiseGreySlotOf(rec), 0u);
+    EXPECT_EQ(NoiseGreyImage(rec), 0u);
     EXPECT_EQ(NoiseQuery(rec, 1), 0);
 }
 

@@ -39,7 +39,7 @@ std::vector<std::uint8_t> ReadAll(const std::string& path) {
 bool WriteAll(const std::string& path, const void* data, std::size_t n) {
     std::FILE* f = std::fopen(path.c_str(), "wb");
     if (!f) return false;
-    const bool ok = std::fwrite(data, 1, n, f) == n;
+    const bool ok = n == 0 || std::fwrite(data, 1, n, f) == n;
     return std::fclose(f) == 0 && ok;
 }
 

@@ -3,6 +3,7 @@
 // the colour table. The native build and the Windows build under Wine must
 // print the same lines.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -66,13 +67,19 @@ int main() {
                 std::fprintf(stderr, "bad case '%s'\n", item.c_str());
                 return 1;
             }
+            // Width, depth and seed go through the page; everything else is
+            // put into the block as a preset holds it, unclamped and exact.
             if (f->role == Role::Seed)
                 SetFieldValue(*f, block, ReadPageInteger(s.rec->dialog, f->id));
+            if (f->role == Role::Plain) {
+                SetFieldValue(*f, block, std::strtod(item.c_str() + eq + 1, nullptr));
+                PageFromBlock(t, block, s.rec->dialog);
+            }
         }
         s.rec->image = RenderSelectedKind(s.rec);
         std::printf("noise [%s] image %016llx grey %016llx table %016llx\n", c.settings,
                     (unsigned long long)Digest(s.rec->image),
-                    (unsigned long long)Digest(*NoiseGreySlotOf(s.rec)),
+                    (unsigned long long)Digest(NoiseGreyImage(s.rec)),
                     (unsigned long long)Fnv(s.rec->colourTable, 768));
         EndHeadlessSession(&s);
     }

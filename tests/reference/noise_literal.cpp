@@ -258,7 +258,6 @@ void stretch(MemHandle img) {
 
 MemHandle LiteralNoiseRender(MasterTextureRecord* rec) {
     NoiseParameters* blk = NoiseBlock(rec);
-    MemHandle* slot = NoiseGreySlotOf(rec);
 
     // 1.
     int w = ReadPageInteger(rec->dialog, kNoiseWidthId);
@@ -272,8 +271,8 @@ MemHandle LiteralNoiseRender(MasterTextureRecord* rec) {
     // 4.
     blk->width = w;
     blk->depth = h;
-    MemFree(*slot);
-    *slot = 0;
+    MemFree(NoiseGreyImage(rec));
+    SetNoiseGreyImage(rec, 0);
     // 5.
     MemHandle grey;
     if (!(blk->flags & 1)) {
@@ -347,7 +346,7 @@ MemHandle LiteralNoiseRender(MasterTextureRecord* rec) {
         }
     UnlockImage(&ov);
     UnlockImage(&gv);
-    *slot = grey;
+    SetNoiseGreyImage(rec, grey);
     return out;
 }
 

@@ -75,7 +75,7 @@ MemHandle RenderFountain(const FountainDefinition& f, int width, int height) {
     bool ok = true;
     std::uint32_t prev = f.start;
     int px = 0;
-    const std::uint32_t count = std::min<std::uint32_t>(f.count, 64);
+    const std::uint32_t count = f.count < 64 ? f.count : 64;  // packed: read by value
     for (std::uint32_t i = 0; i < count && ok; ++i) {
         const int xi = TruncToInt(MarkerPosition(f.markers[i]) / 255.0 * width);
         const int span = xi - px;

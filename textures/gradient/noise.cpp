@@ -138,8 +138,14 @@ const PageTable& NoisePageTable() {
     return kNoisePage;
 }
 
-MemHandle* NoiseGreySlotOf(MasterTextureRecord* rec) {
-    return reinterpret_cast<MemHandle*>(BlockAt(rec, kNoiseGreySlot));
+MemHandle NoiseGreyImage(const MasterTextureRecord* rec) {
+    MemHandle h;
+    std::memcpy(&h, reinterpret_cast<const std::uint8_t*>(rec) + kNoiseGreySlot, sizeof h);
+    return h;
+}
+
+void SetNoiseGreyImage(MasterTextureRecord* rec, MemHandle grey) {
+    std::memcpy(BlockAt(rec, kNoiseGreySlot), &grey, sizeof grey);
 }
 
 bool DrawNoiseAuxiliaryTable(Rng& rng, std::uint32_t dimension) {
@@ -182,9 +188,8 @@ int NoiseReset(MasterTextureRecord* rec) {
 }
 
 int NoiseRelease(MasterTextureRecord* rec) {
-    MemHandle* slot = NoiseGreySlotOf(rec);
-    MemFree(*slot);
-    *slot = 0;
+    MemFree(NoiseGreyImage(rec));
+    SetNoiseGreyImage(rec, 0);
     return 1;
 }
 
@@ -219,7 +224,7 @@ T* TransferPtr(std::uint64_t address) {
 std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryIndexImage:
-            return std::int64_t(*NoiseGreySlotOf(rec));
+            return std::int64_t(NoiseGreyImage(rec));
         case kQuerySeed:
             return ReadPageInteger(rec->dialog, kNoiseSeedId);
         case kQueryFountain:
@@ -255,7 +260,6 @@ std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
 
 MemHandle NoiseRender(MasterTextureRecord* rec) {
     NoiseParameters* b = NoiseBlock(rec);
-    MemHandle* slot = NoiseGreySlotOf(rec);
 
     const int w = ReadPageInteger(rec->dialog, kNoiseWidthId);
     const int h = ReadPageInteger(rec->dialog, kNoiseDepthId);
@@ -264,11 +268,12 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
     Rng rng;
     rng.Seed(std::uint32_t(b->seed));
     b->seed = ReadPageInteger(rec->dialog, kNoiseSeedId);
-    b->layers = std::clamp(b->layers, 2, 8);
+    const int layers = b->layers;  // a packed field: no reference to it
+    b->layers = std::clamp(layers, 2, 8);
     b->width = w;
     b->depth = h;
-    MemFree(*slot);
-    *slot = 0;
+    MemFree(NoiseGreyImage(rec));
+    SetNoiseGreyImage(rec, 0);
 
     const bool sum = (b->flags & kNoiseSum) != 0;
     const int layerCount = sum ? b->layers : 1;
@@ -365,7 +370,7 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
     });
     UnlockImage(&o);
     UnlockImage(&g);
-    *slot = grey;
+    SetNoiseGreyImage(rec, grey);
     return out;
 }
 

@@ -13,10 +13,13 @@
 namespace tsn {
 
 #pragma pack(push, 1)
-struct NoiseParameters {
+// The block, generic in its embedded fountain: the current layout holds a
+// 585-byte fountain, presets of earlier versions the 581-byte one.
+template <class Fountain>
+struct NoiseLayout {
     char signature[8];  // "VANTPERL"
     std::uint32_t version;
-    std::uint32_t size;   // 725
+    std::uint32_t size;   // 725 (721 in the older layout)
     std::uint32_t flags;  // bit 0: sum of octaves
     std::int32_t width;
     std::int32_t depth;
@@ -28,32 +31,13 @@ struct NoiseParameters {
     std::uint32_t squareAspect;
     std::int32_t seed;
     std::uint32_t dimension;
-    FountainDefinition fountain;
-    std::int32_t layers;
-    std::uint8_t reserved[60];
-};
-
-// Presets written by earlier versions: the fountain in its 581-byte layout.
-struct NoiseParameters721 {
-    char signature[8];
-    std::uint32_t version;
-    std::uint32_t size;  // 721
-    std::uint32_t flags;
-    std::int32_t width;
-    std::int32_t depth;
-    double xScale;
-    double yScale;
-    double scale;
-    double zDivisor;
-    std::uint32_t reservedCount;
-    std::uint32_t squareAspect;
-    std::int32_t seed;
-    std::uint32_t dimension;
-    FountainDefinition581 fountain;
+    Fountain fountain;
     std::int32_t layers;
     std::uint8_t reserved[60];
 };
 #pragma pack(pop)
+using NoiseParameters = NoiseLayout<FountainDefinition>;
+using NoiseParameters721 = NoiseLayout<FountainDefinition581>;
 
 static_assert(sizeof(NoiseParameters) == 725);
 static_assert(offsetof(NoiseParameters, flags) == 16);
@@ -75,6 +59,7 @@ static_assert(offsetof(NoiseParameters721, layers) == 657);
 
 constexpr std::uint32_t kNoiseOffset = 6193;
 constexpr std::uint32_t kNoiseGreySlot = kNoiseOffset + sizeof(NoiseParameters);
+static_assert(kNoiseGreySlot == kWorkingSlots[0].offset);
 constexpr std::uint32_t kNoiseSum = 1u << 0;
 
 // Page controls.
@@ -102,7 +87,10 @@ std::int64_t NoiseQuery(MasterTextureRecord* rec, int code);
 inline NoiseParameters* NoiseBlock(MasterTextureRecord* rec) {
     return BlockAs<NoiseParameters>(rec, kNoiseOffset);
 }
-MemHandle* NoiseGreySlotOf(MasterTextureRecord* rec);
+// The grey image kept after the block (at an unaligned place in the record,
+// so it is copied in and out, never addressed as a handle).
+MemHandle NoiseGreyImage(const MasterTextureRecord* rec);
+void SetNoiseGreyImage(MasterTextureRecord* rec, MemHandle grey);
 
 // The lattice one layer evaluates: the permutation and unit gradients of
 // Perlin's reference noise, 256 entries repeated to 514.
