@@ -1,6 +1,7 @@
 // Portable implementation of the platform layer. A memory "handle" is the
 // address of a small header that records the block's size and lock count,
 // the same facts the Win32 global memory functions keep.
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ struct BlockHeader {
     std::size_t size;
     long locks;
     std::uint64_t magic;
+    std::size_t mapped;  // bytes mapped for a large block, 0 for the heap
 };
 constexpr std::uint64_t kMagic = 0x4B434F4C424E5354ull;  // marks live blocks
 constexpr std::size_t kHeader = 32;                      // keeps the data 16-byte aligned
@@ -30,14 +32,33 @@ BlockHeader* HeaderOf(MemHandle h) {
     auto* hdr = reinterpret_cast<BlockHeader*>(static_cast<std::uintptr_t>(h));
     return hdr->magic == kMagic ? hdr : nullptr;
 }
+
+// Pictures are large and written once from end to end. Mapped with huge
+// pages they fault once per 2 MiB instead of once per 4 KiB, which on a
+// virtual machine is most of the cost of a fresh picture.
+constexpr std::size_t kHugePage = std::size_t(2) << 20;
+
+void* MapLarge(std::size_t bytes, std::size_t* mapped) {
+    const std::size_t length = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+    void* p = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED) return nullptr;
+#ifdef MADV_HUGEPAGE
+    madvise(p, length, MADV_HUGEPAGE);
+#endif
+    *mapped = length;
+    return p;  // anonymous pages are zero
+}
 }  // namespace
 
 MemHandle MemAlloc(std::size_t bytes) {
     if (AllocationShouldFail()) return 0;
-    if (bytes > (~std::size_t{0}) - kHeader) return 0;
-    void* raw = std::calloc(1, kHeader + bytes);
+    if (bytes > (~std::size_t{0}) - kHeader - kHugePage) return 0;
+    std::size_t mapped = 0;
+    void* raw = kHeader + bytes >= kHugePage ? MapLarge(kHeader + bytes, &mapped)
+                                             : std::calloc(1, kHeader + bytes);
     if (!raw) return 0;
     auto* hdr = static_cast<BlockHeader*>(raw);
+    hdr->mapped = mapped;
     hdr->size = bytes;
     hdr->locks = 0;
     hdr->magic = kMagic;
@@ -61,7 +82,10 @@ void MemFree(MemHandle h) {
     BlockHeader* hdr = HeaderOf(h);
     if (!hdr) return;
     hdr->magic = 0;
-    std::free(hdr);
+    if (hdr->mapped)
+        munmap(hdr, hdr->mapped);
+    else
+        std::free(hdr);
     CountAllocation(-1);
 }
 
