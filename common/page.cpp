@@ -50,8 +50,36 @@ void HeadlessSetScroll(PageRef page, std::uint32_t id, int min, int max, int pos
     c.scrollPos = std::clamp(pos, min, std::max(min, max));
 }
 
-const PageOps kHeadlessOps = {HeadlessGetText,  HeadlessSetText,   HeadlessGetCheck,
-                              HeadlessSetCheck, HeadlessGetScroll, HeadlessSetScroll};
+int HeadlessGetSelection(PageRef page, std::uint32_t id) {
+    HeadlessPage* p = Headless(page);
+    if (!p) return -1;
+    auto it = p->controls.find(id);
+    return it == p->controls.end() ? -1 : it->second.selection;
+}
+void HeadlessSetSelection(PageRef page, std::uint32_t id, const char* items, int index) {
+    HeadlessPage* p = Headless(page);
+    if (!p) return;
+    HeadlessControl& c = p->controls[id];
+    if (items) {
+        c.items.clear();
+        std::string item;
+        for (const char* s = items;; ++s) {
+            if (*s == ';' || *s == 0) {
+                c.items.push_back(item);
+                item.clear();
+                if (*s == 0) break;
+            } else {
+                item += *s;
+            }
+        }
+    }
+    // Like the real controls, an index outside the list selects nothing.
+    c.selection = index >= 0 && index < int(c.items.size()) ? index : -1;
+}
+
+const PageOps kHeadlessOps = {HeadlessGetText,      HeadlessSetText,     HeadlessGetCheck,
+                              HeadlessSetCheck,     HeadlessGetScroll,   HeadlessSetScroll,
+                              HeadlessGetSelection, HeadlessSetSelection};
 const PageOps* g_ops = &kHeadlessOps;
 
 }  // namespace

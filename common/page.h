@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace tsn {
 
@@ -20,6 +21,13 @@ struct PageOps {
     void (*setCheck)(PageRef page, std::uint32_t id, bool on);
     int (*getScroll)(PageRef page, std::uint32_t id);
     void (*setScroll)(PageRef page, std::uint32_t id, int min, int max, int pos);
+    // Drop-down lists and list boxes: the selected item's index, -1 for none.
+    int (*getSelection)(PageRef page, std::uint32_t id);
+    // Selects item `index` (none when it is outside the list). `items`, when
+    // not null, first replaces the list's items: their texts separated by
+    // ';' ("Fast;Standard;Best"). A list box filled by its kind's own code is
+    // given null and keeps its items.
+    void (*setSelection)(PageRef page, std::uint32_t id, const char* items, int index);
 };
 
 // The operations in force; the headless ones unless a front end installs its
@@ -44,6 +52,8 @@ struct HeadlessControl {
     std::string text;
     bool checked = false;
     int scrollMin = 0, scrollMax = 0, scrollPos = 0;
+    std::vector<std::string> items;
+    int selection = -1;
 };
 struct HeadlessPage {
     std::map<std::uint32_t, HeadlessControl> controls;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "common/text.h"
+#include "textures/external/cgi.h"
 #include "textures/gradient/noise.h"
 
 namespace tsn {
@@ -85,16 +86,27 @@ constexpr TextureKind Unbuilt(const char* name) {
 
 std::uint32_t g_noiseControls[64];
 
+std::uint32_t g_cgiControls[kCgiMemberCount][64];
+
+// A member of the CGI family: its block, page and query come from the
+// family's shared code.
+template <int M>
+constexpr TextureKind Cgi(const char* name) {
+    return TextureKind{name,        NotBuiltRender,   CgiReset<M>, ReleaseNothing,
+                       CgiQuery<M>, g_cgiControls[M], 0,           0,
+                       {0, 0, 0}};
+}
+
 const TextureKind kCatalogue[kKindCount] = {
     Unbuilt<0>("Absolute Noise"),
-    Unbuilt<1>("CGI Granite"),
-    Unbuilt<2>("CGI Jade"),
-    Unbuilt<3>("CGI Sea"),
-    Unbuilt<4>("CGI Sky"),
-    Unbuilt<5>("CGI Slime"),
-    Unbuilt<6>("CGI Terrain"),
-    Unbuilt<7>("CGI Turbulence"),
-    Unbuilt<8>("CGI Wood"),
+    Cgi<kCgiGranite>("CGI Granite"),
+    Cgi<kCgiJade>("CGI Jade"),
+    Cgi<kCgiSea>("CGI Sea"),
+    Cgi<kCgiSky>("CGI Sky"),
+    Cgi<kCgiSlime>("CGI Slime"),
+    Cgi<kCgiTerrain>("CGI Terrain"),
+    Cgi<kCgiTurbulence>("CGI Turbulence"),
+    Cgi<kCgiWood>("CGI Wood"),
     Unbuilt<9>("Clouds"),
     Unbuilt<10>("Craters"),
     TextureKind{"Mandelbrot",
@@ -153,6 +165,12 @@ bool BuildTables() {
     g_info[13].page = &NoisePageTable();
     g_info[13].available = true;
     BuildControlList(NoisePageTable(), g_noiseControls, 64);
+    // Catalogue rows 1 .. 8 hold the CGI members in alphabetical order.
+    constexpr int kCgiRows[kCgiMemberCount] = {6, 2, 4, 3, 5, 1, 8, 7};
+    for (int m = 0; m < kCgiMemberCount; ++m) {
+        g_info[kCgiRows[m]].page = &CgiPageTable(m);
+        BuildControlList(CgiPageTable(m), g_cgiControls[m], 64);
+    }
     return true;
 }
 bool EnsureTables() {

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/text.h"
+
 namespace tsn {
 
 const char* FieldTypeName(FieldType t) {
@@ -42,8 +44,35 @@ const char* ControlName(Control c) {
             return "colour button";
         case Control::FountainView:
             return "fountain";
+        case Control::DropList:
+            return "drop list";
+        case Control::ListBox:
+            return "list box";
     }
     return "?";
+}
+
+int ChoiceCount(const char* choices) {
+    if (!choices) return 0;
+    int n = 1;
+    for (const char* c = choices; *c; ++c) n += *c == ';';
+    return n;
+}
+
+int FindChoice(const char* choices, const std::string& text) {
+    if (!choices) return -1;
+    int index = 0;
+    std::string item;
+    for (const char* c = choices;; ++c) {
+        if (*c == ';' || *c == 0) {
+            if (EqualNoCase(item.c_str(), text.c_str())) return index;
+            if (*c == 0) return -1;
+            item.clear();
+            ++index;
+        } else {
+            item += *c;
+        }
+    }
 }
 
 double GetFieldValue(const PageField& f, const std::uint8_t* block) {
@@ -166,6 +195,10 @@ void PageFromBlock(const PageTable& t, const std::uint8_t* block, PageRef page) 
             case Control::ColourButton:
                 ops.setText(page, f.id, ColourText(std::uint32_t(v)).c_str());
                 break;
+            case Control::DropList:
+            case Control::ListBox:
+                ops.setSelection(page, f.id, f.choices, TruncToInt(v));
+                break;
             case Control::None:
             case Control::FountainView:
                 break;
@@ -204,6 +237,15 @@ void PageToBlock(const PageTable& t, PageRef page, std::uint8_t* block) {
                 double c;
                 if (ParseNumber(buf, &c) && std::uint32_t(c) != std::uint32_t(v))
                     SetFieldValue(f, block, double(std::uint32_t(c) & 0xFFFFFFu));
+                break;
+            }
+            case Control::DropList:
+            case Control::ListBox: {
+                // A list shows nothing for a value that is no item of it;
+                // with nothing selected the block keeps what it holds.
+                const int now = ops.getSelection(page, f.id);
+                if (now >= 0 && now != TruncToInt(v))
+                    SetFieldValue(f, block, std::clamp(double(now), f.min, f.max));
                 break;
             }
             case Control::None:
@@ -246,6 +288,10 @@ bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, s
         *error = std::string(f.name) + " is a colour map and cannot be set as a value";
         return false;
     }
+    if (f.control == Control::DropList) {
+        const int item = FindChoice(f.choices, text);
+        if (item >= 0) lower = std::to_string(item);
+    }
     if (!ParseNumber(lower, &v)) {
         *error = "'" + text + "' is not a value for " + f.name;
         return false;
@@ -271,6 +317,15 @@ bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, s
             break;
         case Control::ColourButton:
             ops.setText(page, f.id, ColourText(std::uint32_t(v)).c_str());
+            break;
+        case Control::DropList:
+            ops.setSelection(page, f.id, f.choices, TruncToInt(std::clamp(v, f.min, f.max)));
+            break;
+        case Control::ListBox:
+            // Its items come from the kind's own code and may not be there
+            // (no dialog); the block takes the value, the list shows it.
+            SetFieldValue(f, block, std::clamp(v, f.min, f.max));
+            ops.setSelection(page, f.id, nullptr, TruncToInt(std::clamp(v, f.min, f.max)));
             break;
         case Control::None:
             SetFieldValue(f, block, std::clamp(v, f.min, f.max));

@@ -28,7 +28,9 @@ enum class Control : std::uint8_t {
     ScrollBar,  // position = value x scrollScale
     CheckBox,
     ColourButton,
-    FountainView
+    FountainView,
+    DropList,  // drop-down list of the field's `choices`; value = item index
+    ListBox    // list box whose items its kind's own code fills; value = index
 };
 
 // How the generator treats the field. Width, depth and seed are read by the
@@ -50,6 +52,9 @@ struct PageField {
     int scrollScale;      // ScrollBar: positions per unit of value
     Role role;
     const char* help;
+    // DropList: the items in value order, separated by ';'
+    // ("Fast;Standard;Best"); null for every other control.
+    const char* choices = nullptr;
 };
 
 struct PageTable {
@@ -63,6 +68,11 @@ struct PageTable {
 
 const char* FieldTypeName(FieldType t);
 const char* ControlName(Control c);
+
+// Number of ';'-separated items in a DropList's choices (0 for null).
+int ChoiceCount(const char* choices);
+// Index of the item equal to `text` without regard to case, or -1.
+int FindChoice(const char* choices, const std::string& text);
 
 // Field value as a double (flags and check boxes read as 0 or 1).
 double GetFieldValue(const PageField& f, const std::uint8_t* block);
