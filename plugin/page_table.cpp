@@ -142,9 +142,23 @@ void ApplyBlockDefaults(const PageTable& t, std::uint8_t* block) {
 
 namespace {
 
+// Scroll position of a value, unrounded, and the value of a position.
+double PositionOf(const PageField& f, double v) {
+    return f.scrollScale >= 0 ? v * f.scrollScale : v / -f.scrollScale;
+}
+double ValueOfPosition(const PageField& f, int pos) {
+    return f.scrollScale >= 0 ? double(pos) / f.scrollScale : double(pos) * -f.scrollScale;
+}
+int ScrollMin(const PageField& f) {
+    return int(PositionOf(f, f.min));
+}
+int ScrollMax(const PageField& f) {
+    return int(PositionOf(f, f.max));
+}
+
 int ScrollPosition(const PageField& f, double v) {
-    double pos = std::floor(v * f.scrollScale + 0.5);
-    return std::clamp(TruncToInt(pos), int(f.min * f.scrollScale), int(f.max * f.scrollScale));
+    double pos = std::floor(PositionOf(f, v) + 0.5);
+    return std::clamp(TruncToInt(pos), ScrollMin(f), ScrollMax(f));
 }
 
 std::string ColourText(std::uint32_t c) {
@@ -186,8 +200,7 @@ void PageFromBlock(const PageTable& t, const std::uint8_t* block, PageRef page) 
                 ops.setText(page, f.id, buf);
                 break;
             case Control::ScrollBar:
-                ops.setScroll(page, f.id, int(f.min * f.scrollScale), int(f.max * f.scrollScale),
-                              ScrollPosition(f, v));
+                ops.setScroll(page, f.id, ScrollMin(f), ScrollMax(f), ScrollPosition(f, v));
                 break;
             case Control::CheckBox:
                 ops.setCheck(page, f.id, v != 0);
@@ -224,7 +237,7 @@ void PageToBlock(const PageTable& t, PageRef page, std::uint8_t* block) {
             case Control::ScrollBar: {
                 int now = ops.getScroll(page, f.id);
                 if (now != ScrollPosition(f, v))
-                    SetFieldValue(f, block, double(now) / f.scrollScale);
+                    SetFieldValue(f, block, ValueOfPosition(f, now));
                 break;
             }
             case Control::CheckBox: {
@@ -309,8 +322,8 @@ bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, s
             ops.setText(page, f.id, buf);
             break;
         case Control::ScrollBar:
-            ops.setScroll(page, f.id, int(f.min * f.scrollScale), int(f.max * f.scrollScale),
-                          TruncToInt(std::floor(v * f.scrollScale + 0.5)));
+            ops.setScroll(page, f.id, ScrollMin(f), ScrollMax(f),
+                          TruncToInt(std::floor(PositionOf(f, v) + 0.5)));
             break;
         case Control::CheckBox:
             ops.setCheck(page, f.id, v != 0);

@@ -25,7 +25,7 @@ enum class FieldType : std::uint8_t {
 enum class Control : std::uint8_t {
     None,       // kept in the block, not shown on the page
     Edit,       // edit field with an up-down control at id + 10000
-    ScrollBar,  // position = value x scrollScale
+    ScrollBar,  // position = value x scrollScale (see PageField::scrollScale)
     CheckBox,
     ColourButton,
     FountainView,
@@ -49,7 +49,10 @@ struct PageField {
     double min, max;      // accepted values (in value units)
     double blockDefault;  // what `reset` writes
     int pageDefault;      // third number of an up-down control's range text
-    int scrollScale;      // ScrollBar: positions per unit of value
+    // ScrollBar: positions per unit of value. A negative -n means the
+    // opposite, n units of value per position, for coarse counts such as
+    // thousands of impacts.
+    int scrollScale;
     Role role;
     const char* help;
     // DropList: the items in value order, separated by ';'
