@@ -4,7 +4,10 @@
 
 #include "common/text.h"
 #include "textures/external/cgi.h"
+#include "textures/gradient/craters.h"
+#include "textures/gradient/mandelbrot.h"
 #include "textures/gradient/noise.h"
+#include "textures/gradient/plasma.h"
 
 namespace tsn {
 
@@ -85,6 +88,9 @@ constexpr TextureKind Unbuilt(const char* name) {
 }
 
 std::uint32_t g_noiseControls[64];
+std::uint32_t g_plasmaControls[64];
+std::uint32_t g_mandelbrotControls[64];
+std::uint32_t g_cratersControls[64];
 
 std::uint32_t g_cgiControls[kCgiMemberCount][64];
 
@@ -108,13 +114,21 @@ const TextureKind kCatalogue[kKindCount] = {
     Cgi<kCgiTurbulence>("CGI Turbulence"),
     Cgi<kCgiWood>("CGI Wood"),
     Unbuilt<9>("Clouds"),
-    Unbuilt<10>("Craters"),
-    TextureKind{"Mandelbrot",
-                NotBuiltRender,
-                HeaderOnlyReset<11>,
+    TextureKind{"Craters",
+                CratersRender,
+                CratersReset,
                 ReleaseNothing,
-                SizeOnlyQuery<11>,
-                kNoControls,
+                CratersQuery,
+                g_cratersControls,
+                0,
+                0,
+                {0, 0, 0}},
+    TextureKind{"Mandelbrot",
+                MandelbrotRender,
+                MandelbrotReset,
+                MandelbrotRelease,
+                MandelbrotQuery,
+                g_mandelbrotControls,
                 kKindHasColourMap | kKindRepaintExtra,
                 364,
                 {0, 0, 0}},
@@ -139,7 +153,15 @@ const TextureKind kCatalogue[kKindCount] = {
                 {0, 0, 0}},
     Unbuilt<15>("Perturbation"),
     Unbuilt<16>("Pipes"),
-    Unbuilt<17>("Plasma"),
+    TextureKind{"Plasma",
+                PlasmaRender,
+                PlasmaReset,
+                ReleaseNothing,
+                PlasmaQuery,
+                g_plasmaControls,
+                0,
+                0,
+                {0, 0, 0}},
     Unbuilt<18>("Ripples"),
     Unbuilt<19>("Scratch"),
     TextureKind{"Surface",
@@ -165,6 +187,15 @@ bool BuildTables() {
     g_info[13].page = &NoisePageTable();
     g_info[13].available = true;
     BuildControlList(NoisePageTable(), g_noiseControls, 64);
+    g_info[10].page = &CratersPageTable();
+    g_info[10].available = true;
+    BuildControlList(CratersPageTable(), g_cratersControls, 64);
+    g_info[11].page = &MandelbrotPageTable();
+    g_info[11].available = true;
+    BuildControlList(MandelbrotPageTable(), g_mandelbrotControls, 64);
+    g_info[17].page = &PlasmaPageTable();
+    g_info[17].available = true;
+    BuildControlList(PlasmaPageTable(), g_plasmaControls, 64);
     // Catalogue rows 1 .. 8 hold the CGI members in alphabetical order.
     constexpr int kCgiRows[kCgiMemberCount] = {6, 2, 4, 3, 5, 1, 8, 7};
     for (int m = 0; m < kCgiMemberCount; ++m) {

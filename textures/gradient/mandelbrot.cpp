@@ -1,0 +1,509 @@
+#include "textures/gradient/mandelbrot.h"
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "common/image.h"
+#include "common/page.h"
+#include "common/parallel.h"
+#include "plugin/catalogue.h"
+
+namespace tsn {
+
+namespace {
+
+constexpr std::uint32_t kExtraControls[] = {
+    kMandelbrotPresetListId, 361, 362, 363, kMandelbrotNavigatorId, kMandelbrotStatusId, 0};
+
+#define MANDELBROT_FIELD(f) static_cast<std::uint32_t>(offsetof(MandelbrotParameters, f))
+const PageField kMandelbrotFields[] = {
+    {"width", "Width:", FieldType::I32, MANDELBROT_FIELD(width), 0, Control::Edit,
+     kMandelbrotWidthId, 64, 32760, 800, 800, 0, Role::Width, "picture width in pixels"},
+    {"depth", "Depth:", FieldType::I32, MANDELBROT_FIELD(depth), 0, Control::Edit,
+     kMandelbrotDepthId, 64, 32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
+    {"fountain", "Colours", FieldType::Fountain, MANDELBROT_FIELD(fountain), 0,
+     Control::FountainView, kMandelbrotFountainId, 0, 0, 0, 0, 0, Role::Plain,
+     "colour map of the stretched iteration counts"},
+    {"centreRealOffset", "", FieldType::F64, MANDELBROT_FIELD(centreRealOffset), 0, Control::None,
+     0, -1000, 1000, 1.525, 0, 0, Role::Plain,
+     "view centre's real part plus 2.05 (set by the navigation view)"},
+    {"centreImaginaryOffset", "", FieldType::F64, MANDELBROT_FIELD(centreImaginaryOffset), 0,
+     Control::None, 0, -1000, 1000, 1.4, 0, 0, Role::Plain,
+     "view centre's imaginary part plus 1.4 (set by the navigation view)"},
+    {"zoomLevel", "", FieldType::U32, MANDELBROT_FIELD(zoomLevel), 0, Control::None, 0, 0,
+     kMandelbrotMaxZoomLevel, 0, 0, 0, Role::Plain,
+     "0 shows the whole set; magnification grows as (zoomLevel + 1) squared"},
+    {"zoomFactor", "", FieldType::U32, MANDELBROT_FIELD(zoomFactor), 0, Control::None, 0, 1,
+     kMandelbrotMaxZoomFactor, 1, 0, 0, Role::Plain, "multiplies the magnification"},
+};
+#undef MANDELBROT_FIELD
+
+const PageTable kMandelbrotPage = {
+    kMandelbrotFields, int(sizeof kMandelbrotFields / sizeof kMandelbrotFields[0]), kExtraControls};
+
+// Four points side by side on one row, in two SSE2 registers, iterated
+// until all four have escaped or the limit is reached. Every lane performs
+// exactly the operations of MandelbrotCount, in the same order, so the
+// counts are the same bits; a lane that has escaped keeps computing but is
+// no longer counted.
+void CountFour(const double* cr, double ci, std::uint16_t limit, std::uint16_t out[4]) {
+    const __m128d four = _mm_set1_pd(4.0), two = _mm_set1_pd(2.0);
+    const __m128d vci = _mm_set1_pd(ci);
+    const __m128d crA = _mm_loadu_pd(cr), crB = _mm_loadu_pd(cr + 2);
+    __m128d aA = _mm_mul_pd(crA, crA), aB = _mm_mul_pd(crB, crB);
+    __m128d bA = _mm_mul_pd(vci, vci), bB = bA;
+    __m128d zrA = _mm_add_pd(_mm_sub_pd(aA, bA), crA), zrB = _mm_add_pd(_mm_sub_pd(aB, bB), crB);
+    __m128d ziA = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(two, crA), vci), vci);
+    __m128d ziB = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(two, crB), vci), vci);
+    __m128d liveA = _mm_castsi128_pd(_mm_set1_epi32(-1)), liveB = liveA;
+    __m128i stepsA = _mm_setzero_si128(), stepsB = stepsA;
+    const int rounds = std::uint16_t(limit - 1);
+    for (int k = 0; k < rounds; ++k) {
+        liveA = _mm_andnot_pd(_mm_cmpgt_pd(_mm_add_pd(aA, bA), four), liveA);
+        liveB = _mm_andnot_pd(_mm_cmpgt_pd(_mm_add_pd(aB, bB), four), liveB);
+        if ((_mm_movemask_pd(liveA) | _mm_movemask_pd(liveB)) == 0) break;
+        aA = _mm_mul_pd(zrA, zrA);
+        aB = _mm_mul_pd(zrB, zrB);
+        bA = _mm_mul_pd(ziA, ziA);
+        bB = _mm_mul_pd(ziB, ziB);
+        ziA = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(ziA, two), zrA), vci);
+        ziB = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(ziB, two), zrB), vci);
+        zrA = _mm_add_pd(_mm_sub_pd(aA, bA), crA);
+        zrB = _mm_add_pd(_mm_sub_pd(aB, bB), crB);
+        // A live lane is all ones, -1 as a 64-bit integer.
+        stepsA = _mm_sub_epi64(stepsA, _mm_castpd_si128(liveA));
+        stepsB = _mm_sub_epi64(stepsB, _mm_castpd_si128(liveB));
+    }
+    alignas(16) std::int64_t steps[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(steps), stepsA);
+    _mm_store_si128(reinterpret_cast<__m128i*>(steps + 2), stepsB);
+    const bool rowOutside = std::fabs(ci) > 4;
+    for (int i = 0; i < 4; ++i)
+        out[i] = (rowOutside || std::fabs(cr[i]) > 4) ? 0 : std::uint16_t(1 + steps[i]);
+}
+
+// Column and row coordinates are accumulated by repeated addition of the
+// step, as the picture is defined, not computed as start + i x step.
+void Accumulate(double start, double step, int n, double* out) {
+    double v = start;
+    for (int i = 0; i < n; ++i) {
+        out[i] = v;
+        v += step;
+    }
+}
+
+double Magnification(const MandelbrotParameters& b) {
+    const double level = double(b.zoomLevel) + 1.0;
+    return double(b.zoomFactor) * (level * level);
+}
+
+}  // namespace
+
+const PageTable& MandelbrotPageTable() {
+    return kMandelbrotPage;
+}
+
+MemHandle MandelbrotGreyImage(const MasterTextureRecord* rec) {
+    MemHandle h;
+    std::memcpy(&h, reinterpret_cast<const std::uint8_t*>(rec) + kMandelbrotGreySlot, sizeof h);
+    return h;
+}
+
+void SetMandelbrotGreyImage(MasterTextureRecord* rec, MemHandle grey) {
+    std::memcpy(BlockAt(rec, kMandelbrotGreySlot), &grey, sizeof grey);
+}
+
+bool ComputeMandelbrotView(const MandelbrotParameters& b, int side, MandelbrotView* view) {
+    if (b.zoomFactor == 0 || side < 1) return false;  // an infinite step shows nothing
+    const double v = Magnification(b);
+    const double step = 1000.0 / v / double(side) * 0.0028;
+    const double realSpan = 3.05 / v, imaginarySpan = 2.8 / v;
+    const double cr = b.centreRealOffset, ci = b.centreImaginaryOffset;
+    view->realStart = cr - realSpan / 2 - 2.05;
+    view->realEnd = cr + realSpan / 2 - 2.05;
+    view->imaginaryStart = ci - imaginarySpan / 2 - 1.4;
+    view->imaginaryEnd = ci + imaginarySpan / 2 - 1.4;
+    view->step = step;
+    // The limit doubles for every factor 100 the step shrinks by; it is a
+    // 32-bit count that wraps, of which the iteration uses 16 bits.
+    std::uint32_t limit = 25;
+    for (double t = step * 100; t < 1 && t > 0; t *= 100) limit *= 2;
+    view->iterationLimit = limit;
+    return true;
+}
+
+std::uint16_t MandelbrotCount(double cr, double ci, std::uint16_t limit) {
+    if (std::fabs(cr) > 4 || std::fabs(ci) > 4) return 0;
+    double a = cr * cr, b = ci * ci;
+    double zr = a - b + cr, zi = 2.0 * cr * ci + ci;
+    std::uint16_t n = std::uint16_t(limit - 1);
+    if (limit != 1) {
+        for (;;) {
+            if (a + b > 4) break;
+            a = zr * zr;
+            b = zi * zi;
+            zi = zi * 2.0 * zr + ci;
+            zr = a - b + cr;
+            if (--n == 0) break;
+        }
+    }
+    return std::uint16_t(limit - n);
+}
+
+bool MandelbrotCounts(const MandelbrotView& view, int side, std::uint16_t* counts) {
+    // Coordinates padded to a multiple of four lanes; the extra lanes are
+    // computed and dropped.
+    const int padded = (side + 3) & ~3;
+    const MemHandle coordinates =
+        MemAlloc((std::size_t(padded) + std::size_t(side)) * sizeof(double));
+    auto* cr = static_cast<double*>(MemLock(coordinates));
+    if (!cr) {
+        MemFree(coordinates);
+        return false;
+    }
+    double* ci = cr + padded;
+    Accumulate(view.realStart, view.step, padded, cr);
+    Accumulate(view.imaginaryStart, view.step, side, ci);
+    const std::uint16_t limit = std::uint16_t(view.iterationLimit);
+    PlanWork(side);
+    ParallelRows(side, [&](int y0, int y1) {
+        std::uint16_t four[4];
+        for (int y = y0; y < y1; ++y) {
+            std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
+            for (int x = 0; x < side; x += 4) {
+                CountFour(cr + x, ci[y], limit, four);
+                std::memcpy(row + x, four,
+                            sizeof(std::uint16_t) * std::size_t(std::min(4, side - x)));
+            }
+        }
+    });
+    MemUnlock(coordinates);
+    MemFree(coordinates);
+    return true;
+}
+
+int MandelbrotReset(MasterTextureRecord* rec) {
+    MandelbrotParameters* b = MandelbrotBlock(rec);
+    std::memset(reinterpret_cast<std::uint8_t*>(b) + 8, 0, sizeof *b - 8);
+    WriteHeader(b, "VANTMAND", sizeof *b);
+    ApplyBlockDefaults(kMandelbrotPage, reinterpret_cast<std::uint8_t*>(b));
+    b->realStart = -2.05;
+    b->imaginaryStart = -1.4;
+    b->realEnd = 1.0;
+    b->imaginaryEnd = 1.4;
+    ResetFountain(&b->fountain);
+    return 1;
+}
+
+int MandelbrotRelease(MasterTextureRecord* rec) {
+    MemFree(MandelbrotGreyImage(rec));
+    SetMandelbrotGreyImage(rec, 0);
+    return 1;
+}
+
+namespace {
+
+template <class From, class To>
+void ConvertMandelbrot(const From& f, To* t) {
+    std::memcpy(t->signature, f.signature, 8);
+    t->version = f.version;
+    // Both directions write the current size; presets of the older layout
+    // have always carried it.
+    t->size = sizeof(MandelbrotParameters);
+    t->reserved0 = f.reserved0;
+    t->width = f.width;
+    t->depth = f.depth;
+    t->realStart = f.realStart;
+    t->imaginaryStart = f.imaginaryStart;
+    t->realEnd = f.realEnd;
+    t->imaginaryEnd = f.imaginaryEnd;
+    t->centreRealOffset = f.centreRealOffset;
+    t->centreImaginaryOffset = f.centreImaginaryOffset;
+    t->step = f.step;
+    t->realStartCopy = f.realStartCopy;
+    t->imaginaryBound = f.imaginaryBound;
+    t->stepCopy = f.stepCopy;
+    std::memcpy(t->viewRect, f.viewRect, sizeof t->viewRect);
+    t->viewRectLeftCopy = f.viewRectLeftCopy;
+    t->iterationLimit = f.iterationLimit;
+    t->zoomLevel = f.zoomLevel;
+    t->zoomFactor = f.zoomFactor;
+    std::memcpy(t->navigation, f.navigation, sizeof t->navigation);
+}
+
+template <class T>
+T* TransferPtr(std::uint64_t address) {
+    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
+}
+
+}  // namespace
+
+std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryIndexImage:
+            return std::int64_t(MandelbrotGreyImage(rec));
+        case kQueryFountain:
+            return std::int64_t(reinterpret_cast<std::uintptr_t>(&MandelbrotBlock(rec)->fountain));
+        case kQueryFountainControl:
+            return kMandelbrotFountainId;
+        case kQueryConvertIn: {
+            if (rec->transferSourceSize != 13073 || rec->transferTargetSize != 13077) return 0;
+            auto* from = TransferPtr<const MandelbrotParameters13073>(rec->transferSource);
+            auto* to = TransferPtr<MandelbrotParameters>(rec->transferTarget);
+            if (!from || !to) return 0;
+            ConvertMandelbrot(*from, to);
+            ConvertFountain581To585(from->fountain, &to->fountain);
+            return 1;
+        }
+        case kQueryConvertOut: {
+            if (rec->transferSourceSize != 13077 || rec->transferTargetSize != 13073) return 0;
+            auto* from = TransferPtr<const MandelbrotParameters>(rec->transferSource);
+            auto* to = TransferPtr<MandelbrotParameters13073>(rec->transferTarget);
+            if (!from || !to) return 0;
+            ConvertMandelbrot(*from, to);
+            ConvertFountain585To581(from->fountain, &to->fountain);
+            return 1;
+        }
+        case kQueryBlockSize:
+            return 13077;
+        case kQueryOldBlockSize:
+            return 13073;
+        default:
+            return 0;
+    }
+}
+
+MemHandle MandelbrotRender(MasterTextureRecord* rec) {
+    MandelbrotParameters* b = MandelbrotBlock(rec);
+    const int w = ReadPageInteger(rec->dialog, kMandelbrotWidthId);
+    const int h = ReadPageInteger(rec->dialog, kMandelbrotDepthId);
+    b->width = w;
+    b->depth = h;
+    MemFree(MandelbrotGreyImage(rec));
+    SetMandelbrotGreyImage(rec, 0);
+    if (w < 1 || h < 1) return 0;
+
+    const int side = std::max(w, h);
+    MandelbrotView view;
+    if (!ComputeMandelbrotView(*b, side, &view)) return 0;
+    b->realStart = view.realStart;
+    b->realEnd = view.realEnd;
+    b->imaginaryStart = view.imaginaryStart;
+    b->imaginaryEnd = view.imaginaryEnd;
+    b->step = view.step;
+    b->realStartCopy = view.realStart;
+    b->stepCopy = view.step;
+    const std::int32_t rect[4] = {0, 0, side - 1, side - 1};
+    std::memcpy(b->viewRect, rect, sizeof rect);
+    b->viewRectLeftCopy = 0;
+    b->imaginaryBound = view.imaginaryStart - double(rect[3] - rect[1]) * view.step;
+    b->iterationLimit = view.iterationLimit;
+
+    const std::size_t cells = std::size_t(side) * std::size_t(side);
+    const MemHandle grey = NewImage(side, side);
+    const MemHandle countBlock = grey ? MemAlloc(cells * sizeof(std::uint16_t)) : 0;
+    auto* counts = static_cast<std::uint16_t*>(MemLock(countBlock));
+    ImageView g;
+    if (!counts || !LockImage(grey, &g)) {
+        MemUnlock(countBlock);
+        MemFree(countBlock);
+        MemFree(grey);
+        return 0;
+    }
+    if (!MandelbrotCounts(view, side, counts)) {
+        UnlockImage(&g);
+        MemUnlock(countBlock);
+        MemFree(countBlock);
+        MemFree(grey);
+        return 0;
+    }
+
+    // The stretch: subtract the smallest count, scale the largest to 65535,
+    // keep the high byte. It depends on the count alone, so it is a table.
+    std::uint16_t lo = 65535, hi = 0;
+    for (std::size_t i = 0; i < cells; ++i) {
+        lo = std::min(lo, counts[i]);
+        hi = std::max(hi, counts[i]);
+    }
+    const double factor = 65535.0 / std::max(double(hi - lo), 0.0001);
+    std::uint8_t stretch[65536];
+    for (int c = lo; c <= hi; ++c)
+        stretch[c] = std::uint8_t(TruncToInt(double(c - lo) * factor) >> 8);
+    ParallelRows(side, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            const std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
+            std::uint8_t* out = g.Row(y);
+            for (int x = 0; x < side; ++x) std::memset(out + 3 * x, stretch[row[x]], 3);
+        }
+    });
+    MemUnlock(countBlock);
+    MemFree(countBlock);
+
+    FountainToColourTable(b->fountain, rec->colourTable);
+    const std::uint8_t* table = rec->colourTable;
+
+    // The picture is the centre of the square, coloured. If there is no
+    // memory for it, the whole square is handed back instead.
+    MemHandle out = NewImage(w, h);
+    ImageView o;
+    if (out && LockImage(out, &o)) {
+        const int ox = (side - w) / 2, oy = (side - h) / 2;
+        ParallelRows(h, [&](int y0, int y1) {
+            for (int y = y0; y < y1; ++y) {
+                const std::uint8_t* src = g.Row(oy + y) + 3 * ox;
+                std::uint8_t* dst = o.Row(y);
+                for (int x = 0; x < w; ++x) {
+                    const std::uint8_t v = src[3 * x];
+                    dst[3 * x] = table[3 * v + 2];
+                    dst[3 * x + 1] = table[3 * v + 1];
+                    dst[3 * x + 2] = table[3 * v];
+                }
+            }
+        });
+        UnlockImage(&o);
+    } else {
+        MemFree(out);
+        out = ColouriseImage(grey, table);
+    }
+    UnlockImage(&g);
+    SetMandelbrotGreyImage(rec, grey);
+    return out;
+}
+
+// Navigation.
+
+namespace {
+
+#pragma pack(push, 1)
+struct HistoryEntry {
+    double centreRealOffset;
+    double centreImaginaryOffset;
+    std::uint32_t zoomLevel;
+    std::uint32_t zoomFactor;
+};
+// The navigation data: a ring of the last views left, newest at top - 1.
+struct History {
+    std::uint32_t count;
+    std::uint32_t top;  // the slot the next view goes to
+    std::uint32_t reserved[2];
+    HistoryEntry entries[kMandelbrotHistoryCapacity];
+};
+#pragma pack(pop)
+static_assert(sizeof(History) == sizeof(MandelbrotParameters::navigation));
+
+// The history as stored; a damaged header (from a file) reads as empty.
+History ReadHistory(const MandelbrotParameters& b) {
+    History h;
+    std::memcpy(&h, b.navigation, sizeof h);
+    if (h.count > std::uint32_t(kMandelbrotHistoryCapacity) ||
+        h.top >= std::uint32_t(kMandelbrotHistoryCapacity))
+        h.count = h.top = 0;
+    return h;
+}
+
+void PushView(MandelbrotParameters* b) {
+    History h = ReadHistory(*b);
+    HistoryEntry& e = h.entries[h.top];
+    e.centreRealOffset = b->centreRealOffset;
+    e.centreImaginaryOffset = b->centreImaginaryOffset;
+    e.zoomLevel = b->zoomLevel;
+    e.zoomFactor = b->zoomFactor;
+    h.top = (h.top + 1) % kMandelbrotHistoryCapacity;
+    const std::uint32_t count = h.count + 1;
+    h.count = std::min(count, std::uint32_t(kMandelbrotHistoryCapacity));
+    std::memcpy(b->navigation, &h, sizeof h);
+}
+
+double NavigationMagnification(const MandelbrotParameters& b) {
+    const double v = Magnification(b);
+    return v > 0 ? v : 1.0;
+}
+
+// The point at the middle of the square (and so of the picture): the
+// square spans 2.8 / v from its start along both axes.
+void VisualCentre(const MandelbrotParameters& b, double* re, double* im) {
+    const double v = NavigationMagnification(b);
+    *re = b.centreRealOffset - 2.05 - 0.125 / v;
+    *im = b.centreImaginaryOffset - 1.4;
+}
+
+void SetVisualCentre(MandelbrotParameters* b, double re, double im) {
+    const double v = NavigationMagnification(*b);
+    b->centreRealOffset = re + 2.05 + 0.125 / v;
+    b->centreImaginaryOffset = im + 1.4;
+}
+
+}  // namespace
+
+void MandelbrotPointAt(const MandelbrotParameters& b, int x, int y, int viewWidth, int viewHeight,
+                       double* re, double* im) {
+    const int width = b.width, depth = b.depth;  // packed fields: copied, never referenced
+    const int w = std::clamp(width, 1, 32760), h = std::clamp(depth, 1, 32760);
+    const int side = std::max(w, h);
+    MandelbrotParameters view = b;
+    if (view.zoomFactor == 0) view.zoomFactor = 1;
+    MandelbrotView v;
+    ComputeMandelbrotView(view, side, &v);
+    const double px = viewWidth > 0 ? double(x) * w / viewWidth : double(x);
+    const double py = viewHeight > 0 ? double(y) * h / viewHeight : double(y);
+    *re = v.realStart + (double((side - w) / 2) + px) * v.step;
+    *im = v.imaginaryStart + (double((side - h) / 2) + py) * v.step;
+}
+
+void MandelbrotStatusText(const MandelbrotParameters& b, double re, double im, char* out, int cap) {
+    if (cap < 1) return;
+    const std::uint64_t shown = std::uint64_t(b.zoomLevel) + 1;
+    const int level = shown > std::uint64_t(INT_MAX) ? INT_MAX : int(shown);
+    std::snprintf(out, std::size_t(cap), "REAL: %.5f   IMAG: %.5f   ZOOM LEVEL: %d", re, im, level);
+}
+
+void MandelbrotCentreOn(MandelbrotParameters* b, double re, double im) {
+    PushView(b);
+    SetVisualCentre(b, re, im);
+}
+
+bool MandelbrotZoomIn(MandelbrotParameters* b) {
+    if (b->zoomLevel >= kMandelbrotMaxZoomLevel) return false;
+    double re, im;
+    VisualCentre(*b, &re, &im);
+    PushView(b);
+    b->zoomLevel = b->zoomLevel + 1;
+    SetVisualCentre(b, re, im);
+    return true;
+}
+
+bool MandelbrotZoomOut(MandelbrotParameters* b) {
+    if (b->zoomLevel == 0) return false;
+    double re, im;
+    VisualCentre(*b, &re, &im);
+    PushView(b);
+    const std::uint32_t level = b->zoomLevel;
+    b->zoomLevel = std::min(level, kMandelbrotMaxZoomLevel + 1) - 1;
+    SetVisualCentre(b, re, im);
+    return true;
+}
+
+bool MandelbrotBack(MandelbrotParameters* b) {
+    History h = ReadHistory(*b);
+    if (h.count == 0) return false;
+    h.top = (h.top + kMandelbrotHistoryCapacity - 1) % kMandelbrotHistoryCapacity;
+    h.count -= 1;
+    const HistoryEntry& e = h.entries[h.top];
+    b->centreRealOffset = e.centreRealOffset;
+    b->centreImaginaryOffset = e.centreImaginaryOffset;
+    b->zoomLevel = e.zoomLevel;
+    b->zoomFactor = e.zoomFactor;
+    std::memcpy(b->navigation, &h, sizeof h);
+    return true;
+}
+
+int MandelbrotHistoryDepth(const MandelbrotParameters& b) {
+    return int(ReadHistory(b).count);
+}
+
+}  // namespace tsn
