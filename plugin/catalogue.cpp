@@ -4,10 +4,14 @@
 
 #include "common/text.h"
 #include "textures/external/cgi.h"
+#include "textures/external/pipes.h"
 #include "textures/gradient/craters.h"
+#include "textures/gradient/designed_kinds.h"
 #include "textures/gradient/mandelbrot.h"
 #include "textures/gradient/noise.h"
 #include "textures/gradient/plasma.h"
+#include "textures/structured/matrix.h"
+#include "textures/structured/scratch.h"
 
 namespace tsn {
 
@@ -93,6 +97,21 @@ std::uint32_t g_mandelbrotControls[64];
 std::uint32_t g_cratersControls[64];
 
 std::uint32_t g_cgiControls[kCgiMemberCount][64];
+std::uint32_t g_absNoiseControls[64];
+std::uint32_t g_cloudsControls[64];
+std::uint32_t g_matrixControls[64];
+std::uint32_t g_particleControls[64];
+std::uint32_t g_perturbationControls[64];
+std::uint32_t g_pipesControls[64];
+std::uint32_t g_ripplesControls[64];
+std::uint32_t g_scratchControls[64];
+std::uint32_t g_threadsControls[64];
+
+// A kind whose block and page are built and whose generator is not yet.
+constexpr TextureKind Paged(const char* name, ResetFn reset, ReleaseFn release, QueryFn query,
+                            const std::uint32_t* controls, std::uint32_t flags = 0) {
+    return TextureKind{name, NotBuiltRender, reset, release, query, controls, flags, 0, {0, 0, 0}};
+}
 
 // A member of the CGI family: its block, page and query come from the
 // family's shared code.
@@ -104,7 +123,7 @@ constexpr TextureKind Cgi(const char* name) {
 }
 
 const TextureKind kCatalogue[kKindCount] = {
-    Unbuilt<0>("Absolute Noise"),
+    Paged("Absolute Noise", AbsNoiseReset, ReleaseNothing, AbsNoiseQuery, g_absNoiseControls),
     Cgi<kCgiGranite>("CGI Granite"),
     Cgi<kCgiJade>("CGI Jade"),
     Cgi<kCgiSea>("CGI Sea"),
@@ -113,7 +132,7 @@ const TextureKind kCatalogue[kKindCount] = {
     Cgi<kCgiTerrain>("CGI Terrain"),
     Cgi<kCgiTurbulence>("CGI Turbulence"),
     Cgi<kCgiWood>("CGI Wood"),
-    Unbuilt<9>("Clouds"),
+    Paged("Clouds", CloudsReset, ReleaseNothing, CloudsQuery, g_cloudsControls),
     TextureKind{"Craters",
                 CratersRender,
                 CratersReset,
@@ -132,7 +151,7 @@ const TextureKind kCatalogue[kKindCount] = {
                 kKindHasColourMap | kKindRepaintExtra,
                 364,
                 {0, 0, 0}},
-    Unbuilt<12>("Matrix"),
+    Paged("Matrix", MatrixReset, ReleaseNothing, MatrixQuery, g_matrixControls),
     TextureKind{"Noise",
                 NoiseRender,
                 NoiseReset,
@@ -142,17 +161,11 @@ const TextureKind kCatalogue[kKindCount] = {
                 kKindHasColourMap,
                 0,
                 {0, 0, 0}},
-    TextureKind{"Particle",
-                NotBuiltRender,
-                HeaderOnlyReset<14>,
-                ReleaseNothing,
-                SizeOnlyQuery<14>,
-                kNoControls,
-                kKindHasColourMap,
-                0,
-                {0, 0, 0}},
-    Unbuilt<15>("Perturbation"),
-    Unbuilt<16>("Pipes"),
+    Paged("Particle", ParticleReset, ParticleRelease, ParticleQuery, g_particleControls,
+          kKindHasColourMap),
+    Paged("Perturbation", PerturbationReset, ReleaseNothing, PerturbationQuery,
+          g_perturbationControls),
+    Paged("Pipes", PipesReset, PipesRelease, PipesQuery, g_pipesControls),
     TextureKind{"Plasma",
                 PlasmaRender,
                 PlasmaReset,
@@ -162,8 +175,8 @@ const TextureKind kCatalogue[kKindCount] = {
                 0,
                 0,
                 {0, 0, 0}},
-    Unbuilt<18>("Ripples"),
-    Unbuilt<19>("Scratch"),
+    Paged("Ripples", RipplesReset, ReleaseNothing, RipplesQuery, g_ripplesControls),
+    Paged("Scratch", ScratchReset, ReleaseNothing, ScratchQuery, g_scratchControls),
     TextureKind{"Surface",
                 NotBuiltRender,
                 HeaderOnlyReset<20>,
@@ -174,7 +187,8 @@ const TextureKind kCatalogue[kKindCount] = {
                 0,
                 {0, 0, 0}},
     Unbuilt<21>("Terrain"),
-    Unbuilt<22>("Threads"),
+    // Threads answers through Scratch's query: one function for both.
+    Paged("Threads", ThreadsReset, ReleaseNothing, ScratchQuery, g_threadsControls),
 };
 
 KindInfo g_info[kKindCount];
@@ -201,6 +215,25 @@ bool BuildTables() {
     for (int m = 0; m < kCgiMemberCount; ++m) {
         g_info[kCgiRows[m]].page = &CgiPageTable(m);
         BuildControlList(CgiPageTable(m), g_cgiControls[m], 64);
+    }
+    const struct {
+        int kind;
+        const PageTable& page;
+        std::uint32_t* controls;
+    } paged[] = {
+        {0, AbsNoisePageTable(), g_absNoiseControls},
+        {9, CloudsPageTable(), g_cloudsControls},
+        {12, MatrixPageTable(), g_matrixControls},
+        {14, ParticlePageTable(), g_particleControls},
+        {15, PerturbationPageTable(), g_perturbationControls},
+        {16, PipesPageTable(), g_pipesControls},
+        {18, RipplesPageTable(), g_ripplesControls},
+        {19, ScratchPageTable(), g_scratchControls},
+        {22, ThreadsPageTable(), g_threadsControls},
+    };
+    for (const auto& p : paged) {
+        g_info[p.kind].page = &p.page;
+        BuildControlList(p.page, p.controls, 64);
     }
     return true;
 }

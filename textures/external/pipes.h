@@ -1,0 +1,104 @@
+// The "Pipes" kind: a picture of industrial pipework assembled from eleven
+// stored pipe tiles on a grid of square cells, with valve colours, colour
+// effects and a drop shadow.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "common/platform.h"
+#include "plugin/master_record.h"
+#include "plugin/page_table.h"
+
+namespace tsn {
+
+#pragma pack(push, 1)
+struct PipesParameters {
+    char signature[8];  // "VANTPIPE"
+    std::uint32_t version;
+    std::uint32_t size;  // 152
+    std::uint32_t reserved;
+    std::int32_t outputWidth;  // written by the generator: cells x cell size
+    std::int32_t outputDepth;
+    std::int32_t reduction;  // cell size = 512 / reduction
+    std::int32_t widthCells;
+    std::int32_t depthCells;
+    std::int32_t density;
+    std::uint32_t style;  // 0 Industrial, 1 Stainless Steel
+    std::uint32_t shadow;
+    std::int32_t shadowOffset;
+    std::int32_t shadowOpacity;
+    std::int32_t shadowSoftness;
+    std::uint32_t valveColour;  // index into Red .. Gray
+    std::uint32_t background;
+    std::uint32_t shadowColour;
+    std::int32_t seed;
+    std::uint32_t effect;  // index into None .. Steampunk-moderne
+    std::uint32_t noHiddenValves;
+    std::uint8_t reserved2[64];
+};
+#pragma pack(pop)
+
+static_assert(sizeof(PipesParameters) == 152);
+static_assert(offsetof(PipesParameters, version) == 8);
+static_assert(offsetof(PipesParameters, size) == 12);
+static_assert(offsetof(PipesParameters, reserved) == 16);
+static_assert(offsetof(PipesParameters, outputWidth) == 20);
+static_assert(offsetof(PipesParameters, outputDepth) == 24);
+static_assert(offsetof(PipesParameters, reduction) == 28);
+static_assert(offsetof(PipesParameters, widthCells) == 32);
+static_assert(offsetof(PipesParameters, depthCells) == 36);
+static_assert(offsetof(PipesParameters, density) == 40);
+static_assert(offsetof(PipesParameters, style) == 44);
+static_assert(offsetof(PipesParameters, shadow) == 48);
+static_assert(offsetof(PipesParameters, shadowOffset) == 52);
+static_assert(offsetof(PipesParameters, shadowOpacity) == 56);
+static_assert(offsetof(PipesParameters, shadowSoftness) == 60);
+static_assert(offsetof(PipesParameters, valveColour) == 64);
+static_assert(offsetof(PipesParameters, background) == 68);
+static_assert(offsetof(PipesParameters, shadowColour) == 72);
+static_assert(offsetof(PipesParameters, seed) == 76);
+static_assert(offsetof(PipesParameters, effect) == 80);
+static_assert(offsetof(PipesParameters, noHiddenValves) == 84);
+static_assert(offsetof(PipesParameters, reserved2) == 88);
+
+constexpr std::uint32_t kPipesOffset = 28376;
+constexpr int kPipesTileCount = 11;
+
+// Page controls.
+enum : std::uint32_t {
+    kPipesWidthId = 479,
+    kPipesDepthId = 481,
+    kPipesSeedId = 483,
+    kPipesDensityId = 486,
+    kPipesStyleId = 487,
+    kPipesValvesId = 489,
+    kPipesReductionId = 491,
+    kPipesEffectId = 494,
+    kPipesBackgroundId = 496,
+    kPipesShadowColourId = 498,
+    kPipesShadowOffsetId = 500,
+    kPipesShadowOpacityId = 502,
+    kPipesShadowSoftnessId = 504,
+    kPipesShadowId = 506,
+    kPipesPresetListId = 507,
+    // Static text "%s X %s pixels": the output size the cells make.
+    kPipesDimensionsId = 511,
+    kPipesNoHiddenValvesId = 513,
+};
+
+const PageTable& PipesPageTable();
+
+int PipesReset(MasterTextureRecord* rec);
+int PipesRelease(MasterTextureRecord* rec);
+std::int64_t PipesQuery(MasterTextureRecord* rec, int code);
+
+inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
+    return BlockAs<PipesParameters>(rec, kPipesOffset);
+}
+
+// The loaded, unscaled tile images, kept for the session (0 when not loaded).
+MemHandle PipesCachedTile(int tile);
+void SetPipesCachedTile(int tile, MemHandle image);
+
+}  // namespace tsn
