@@ -1,5 +1,7 @@
 #include "plugin/page_table.h"
 
+#include "plugin/page_layout.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -236,8 +238,7 @@ void PageToBlock(const PageTable& t, PageRef page, std::uint8_t* block) {
             }
             case Control::ScrollBar: {
                 int now = ops.getScroll(page, f.id);
-                if (now != ScrollPosition(f, v))
-                    SetFieldValue(f, block, ValueOfPosition(f, now));
+                if (now != ScrollPosition(f, v)) SetFieldValue(f, block, ValueOfPosition(f, now));
                 break;
             }
             case Control::CheckBox: {
@@ -358,9 +359,14 @@ int BuildControlList(const PageTable& t, std::uint32_t* out, int cap) {
         const PageField& f = t.fields[i];
         if (f.control == Control::None) continue;
         add(f.id);
-        if (f.control == Control::Edit) add(f.id + 10000);
+        if (f.control == Control::Edit) add(f.id + kUpDownOffset);
+        // Captions are separate statics except on check boxes, which carry
+        // their own; scroll bars show their value beside them.
+        if (f.label && f.label[0] && f.control != Control::CheckBox) add(f.id + kLabelOffset);
+        if (f.control == Control::ScrollBar) add(f.id + kValueDisplayOffset);
     }
     for (const std::uint32_t* e = t.extraControls; e && *e; ++e) add(*e);
+    if (t.extraControls && t.extraControls[0]) add(t.extraControls[0] + kLabelOffset);
     if (cap > 0) out[n] = 0;
     return n;
 }

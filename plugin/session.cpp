@@ -25,6 +25,9 @@ bool StartHeadlessSession(HeadlessSession* s, const SessionArguments& args) {
     if (!s->rec) return false;
     InitRecord(s->rec, args);
     s->rec->dialog = RefOf(&s->page);
+    // As the dialog starts: the grid is shown, so a settings file written
+    // from here opens the dialog with it.
+    s->rec->showMutations = 1;
     ResetAllKinds(s->rec);
     LoadPages(s->rec);
     return true;

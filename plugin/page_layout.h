@@ -1,0 +1,26 @@
+// Where a kind's page sits among the page templates and how its controls
+// are laid out, in dialog units. The resource generator and the dialog both
+// use it, so the templates and the code that fills them agree.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/page_table.h"
+
+namespace tsn {
+
+// Page templates are numbered by the kinds' control ranges: the kind whose
+// controls have the lowest identifiers has page 1. Returns 1 .. 23.
+int PageTemplateNumber(int kind);
+// The kind whose page template has this number, or -1.
+int KindOfPageTemplate(int number);
+
+// Companion controls the dialog creates for fields.
+constexpr std::uint32_t kUpDownOffset = 10000;
+constexpr std::uint32_t kLabelOffset = 20000;
+constexpr std::uint32_t kValueDisplayOffset = 30000;
+
+// The page area inside the master dialog, in dialog units.
+constexpr int kPageLeft = 7, kPageTop = 30, kPageWidth = 236, kPageHeight = 236;
+
+}  // namespace tsn

@@ -1,0 +1,203 @@
+// Controls and small dialogs the pages share: the page operations over real
+// windows, the colour-map view, and the plug-in's message dialogs.
+#include <windows.h>
+// After windows.h, which it needs.
+#include <commctrl.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "common/image.h"
+#include "common/page.h"
+#include "plugin/win32/frame.h"
+#include "textures/gradient/fountain.h"
+
+namespace tsn::win {
+
+namespace {
+
+HWND Control(PageRef page, std::uint32_t id) {
+    return GetDlgItem(reinterpret_cast<HWND>(page), int(id));
+}
+
+bool IsClass(HWND w, const char* name) {
+    char cls[64] = {};
+    GetClassNameA(w, cls, sizeof cls);
+    return lstrcmpiA(cls, name) == 0;
+}
+
+bool GetText(PageRef page, std::uint32_t id, char* buf, int cap) {
+    if (cap > 0) buf[0] = 0;
+    HWND w = Control(page, id);
+    if (!w) return false;
+    GetWindowTextA(w, buf, cap);
+    return true;
+}
+
+void SetText(PageRef page, std::uint32_t id, const char* text) {
+    HWND w = Control(page, id);
+    if (!w) return;
+    SetWindowTextA(w, text);
+    // An up-down control keeps its range as text for the page reader; its
+    // arrows need the range as numbers too.
+    int mn, mx, def;
+    if (IsClass(w, UPDOWN_CLASSA) && ParseRangeText(text, &mn, &mx, &def))
+        SendMessageA(w, UDM_SETRANGE32, WPARAM(mn), LPARAM(mx));
+    InvalidateRect(w, nullptr, TRUE);
+}
+
+bool GetCheck(PageRef page, std::uint32_t id) {
+    return IsDlgButtonChecked(reinterpret_cast<HWND>(page), int(id)) == BST_CHECKED;
+}
+
+void SetCheck(PageRef page, std::uint32_t id, bool on) {
+    CheckDlgButton(reinterpret_cast<HWND>(page), int(id), on ? BST_CHECKED : BST_UNCHECKED);
+}
+
+int GetScroll(PageRef page, std::uint32_t id) {
+    HWND w = Control(page, id);
+    return w ? GetScrollPos(w, SB_CTL) : 0;
+}
+
+void SetScroll(PageRef page, std::uint32_t id, int min, int max, int pos) {
+    HWND w = Control(page, id);
+    if (!w) return;
+    SetScrollRange(w, SB_CTL, min, max, FALSE);
+    SetScrollPos(w, SB_CTL, pos, TRUE);
+}
+
+bool IsListBox(HWND w) {
+    return IsClass(w, "ListBox");
+}
+
+int GetSelection(PageRef page, std::uint32_t id) {
+    HWND w = Control(page, id);
+    if (!w) return -1;
+    const LRESULT sel = SendMessageA(w, IsListBox(w) ? LB_GETCURSEL : CB_GETCURSEL, 0, 0);
+    return sel < 0 ? -1 : int(sel);
+}
+
+void SetSelection(PageRef page, std::uint32_t id, const char* items, int index) {
+    HWND w = Control(page, id);
+    if (!w) return;
+    const bool list = IsListBox(w);
+    if (items) {
+        SendMessageA(w, list ? LB_RESETCONTENT : CB_RESETCONTENT, 0, 0);
+        const char* start = items;
+        for (const char* p = items;; ++p) {
+            if (*p != ';' && *p) continue;
+            char text[128];
+            const std::size_t n = std::min<std::size_t>(std::size_t(p - start), sizeof text - 1);
+            std::memcpy(text, start, n);
+            text[n] = 0;
+            SendMessageA(w, list ? LB_ADDSTRING : CB_ADDSTRING, 0, LPARAM(text));
+            if (!*p) break;
+            start = p + 1;
+        }
+    }
+    SendMessageA(w, list ? LB_SETCURSEL : CB_SETCURSEL, WPARAM(index), 0);
+}
+
+const PageOps kWin32Ops = {GetText,   SetText,   GetCheck,     SetCheck,
+                           GetScroll, SetScroll, GetSelection, SetSelection};
+
+// The colour-map view: shows a copy of a fountain, given with message 1424.
+constexpr char kFountainViewClass[] = "TsnFountainView";
+
+LRESULT CALLBACK FountainViewProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
+    auto* own = reinterpret_cast<FountainDefinition*>(GetWindowLongPtrA(w, GWLP_USERDATA));
+    switch (msg) {
+        case kMsgSetFountain: {
+            const auto* given = reinterpret_cast<const FountainDefinition*>(lp);
+            if (!given) return 0;
+            if (!own) {
+                own = static_cast<FountainDefinition*>(
+                    HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(FountainDefinition)));
+                if (!own) return 0;
+                SetWindowLongPtrA(w, GWLP_USERDATA, LONG_PTR(own));
+            }
+            std::memcpy(own, given, sizeof *own);
+            own->cachedImage = 0;  // never a handle of someone else's
+            InvalidateRect(w, nullptr, FALSE);
+            return 1;
+        }
+        case WM_PAINT: {
+            PAINTSTRUCT ps;
+            HDC dc = BeginPaint(w, &ps);
+            RECT r;
+            GetClientRect(w, &r);
+            MemHandle strip = own ? RenderFountain(*own, r.right > 0 ? r.right : 1, 1) : 0;
+            if (strip) {
+                DrawImage(dc, reinterpret_cast<HGLOBAL>(strip), r);
+                MemFree(strip);
+            } else {
+                FillRect(dc, &r, GetSysColorBrush(COLOR_BTNFACE));
+            }
+            EndPaint(w, &ps);
+            return 0;
+        }
+        case WM_NCDESTROY:
+            if (own) HeapFree(GetProcessHeap(), 0, own);
+            SetWindowLongPtrA(w, GWLP_USERDATA, 0);
+            break;
+    }
+    return DefWindowProcA(w, msg, wp, lp);
+}
+
+INT_PTR CALLBACK MessageProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
+    switch (msg) {
+        case WM_INITDIALOG:
+            SetDlgItemTextA(w, 100, reinterpret_cast<const char*>(lp));
+            return TRUE;
+        case WM_COMMAND:
+            if (LOWORD(wp) == IDOK || LOWORD(wp) == IDCANCEL || LOWORD(wp) == IDYES ||
+                LOWORD(wp) == IDNO) {
+                EndDialog(w, LOWORD(wp) == IDCANCEL ? IDNO : LOWORD(wp));
+                return TRUE;
+            }
+            break;
+    }
+    return FALSE;
+}
+
+}  // namespace
+
+const PageOps* Win32PageOps() {
+    return &kWin32Ops;
+}
+
+void ShowMessage(HWND owner, const char* text) {
+    DialogBoxParamA(Lib().module, "MessageBox", owner, MessageProc, LPARAM(text));
+}
+
+bool AskYesNo(HWND owner, const char* text) {
+    return DialogBoxParamA(Lib().module, "YesnoBox", owner, MessageProc, LPARAM(text)) == IDYES;
+}
+
+bool RegisterControlClasses(HINSTANCE module) {
+    WNDCLASSA wc = {};
+    wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS;
+    wc.lpfnWndProc = FountainViewProc;
+    wc.hInstance = module;
+    wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    wc.lpszClassName = kFountainViewClass;
+    return RegisterClassA(&wc) != 0;
+}
+
+void UnregisterControlClasses(HINSTANCE module) {
+    UnregisterClassA(kFountainViewClass, module);
+}
+
+void DrawImage(HDC dc, HGLOBAL image, const RECT& dest) {
+    ImageView v;
+    if (!LockImage(reinterpret_cast<MemHandle>(image), &v)) return;
+    SetStretchBltMode(dc, HALFTONE);
+    SetBrushOrgEx(dc, 0, 0, nullptr);
+    StretchDIBits(dc, dest.left, dest.top, dest.right - dest.left, dest.bottom - dest.top, 0, 0,
+                  v.width, v.depth, v.bits, reinterpret_cast<BITMAPINFO*>(v.header), DIB_RGB_COLORS,
+                  SRCCOPY);
+    UnlockImage(&v);
+}
+
+}  // namespace tsn::win

@@ -1,0 +1,50 @@
+// Shared state and helpers of the Windows frame: the library's globals, the
+// master dialog and the controls the pages use.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+#include "common/page.h"
+#include "plugin/master_record.h"
+
+namespace tsn::win {
+
+// Messages between the dialog and its pages.
+constexpr UINT kMsgRefreshMutations = WM_USER + 300;  // 1324
+constexpr UINT kMsgHostService = WM_USER + 301;       // 1325
+constexpr UINT kMsgSetFountain = WM_USER + 400;       // 1424
+
+struct Library {
+    HINSTANCE module = nullptr;
+    char home[kMaxPath + 1] = {};
+    HFONT smallFont = nullptr;
+    std::uint32_t buttonStyle = 1;
+    bool rememberSettings = true;
+    char rememberedTexture[kMaxPath + 1] = {};
+    MasterTextureRecord* current = nullptr;  // only while the dialog runs
+};
+Library& Lib();
+
+// The host's functions, as the record keeps them.
+using ViewImageFn = BOOL(WINAPI*)(HWND dialog, HGLOBAL image, std::uint64_t viewContext);
+using HostServiceFn = INT_PTR(WINAPI*)(HWND dialog, WPARAM request);
+
+INT_PTR RunMasterDialog(HWND parent, MasterTextureRecord* rec);
+
+// The page operations over real controls, installed while the dialog runs.
+const tsn::PageOps* Win32PageOps();
+
+// The plug-in's own message dialogs.
+void ShowMessage(HWND owner, const char* text);
+bool AskYesNo(HWND owner, const char* text);
+
+// Registers the window classes the page templates use.
+bool RegisterControlClasses(HINSTANCE module);
+void UnregisterControlClasses(HINSTANCE module);
+
+// Draws a 24-bit image block into `dc` at `dest`, stretched with halftone.
+void DrawImage(HDC dc, HGLOBAL image, const RECT& dest);
+
+}  // namespace tsn::win

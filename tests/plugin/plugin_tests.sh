@@ -1,0 +1,149 @@
+#!/usr/bin/env bash
+# Tests of the Windows plug-in under Wine, through the stand-in host: the
+# exports and imports of the DLL, sessions with and without interaction,
+# the settings and configuration files, and a walk through every kind with
+# a screenshot each. Starts (and stops) its own X server and Wine prefix.
+#
+# usage: plugin_tests.sh HOST.exe PLUGIN.dll NATIVE_BUILD_DIR WORK_DIR ARTIFACTS_DIR
+set -uo pipefail
+host_exe=$1 dll=$2 native=$3 work=$4 artifacts=$5
+here=$(cd "$(dirname "$0")" && pwd)
+wine_run="$here/../../tools/wine-run.sh"
+tsntxtr="$native/tsntxtr"
+bmp2png="$native/bmp2png"
+
+passed=0 failed=0
+pass() { passed=$((passed + 1)); echo "PASS: $*"; }
+fail() { failed=$((failed + 1)); echo "FAIL: $*"; }
+check() { local what=$1; shift; if "$@"; then pass "$what"; else fail "$what"; fi; }
+
+rm -rf "$work/stage" "$artifacts"
+mkdir -p "$work/stage" "$artifacts"
+cp "$host_exe" "$dll" "$work/stage/"
+export TSN_WINEPREFIX="$work/wine"
+export WINEPREFIX="$TSN_WINEPREFIX"
+
+# An X server of our own, on the first free display.
+for n in $(seq 91 120); do
+  [ -e "/tmp/.X$n-lock" ] || { display=$n; break; }
+done
+Xvfb ":$display" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+xvfb=$!
+export DISPLAY=":$display"
+cleanup() {
+  /usr/lib/wine/wineserver -k >/dev/null 2>&1 || wineserver -k >/dev/null 2>&1 || true
+  kill "$xvfb" 2>/dev/null || true
+}
+trap cleanup EXIT
+sleep 1
+
+wine() { "$wine_run" "$@"; }
+wine reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d Default /f >/dev/null 2>&1
+wine reg add 'HKCU\Software\Wine\Explorer\Desktops' /v Default /d 1024x768 /f >/dev/null 2>&1
+
+user_dir=$(ls -d "$WINEPREFIX"/drive_c/users/*/ | grep -v -i '/public/$' | head -n 1)
+appdata="${user_dir}AppData/Roaming"
+texture_dir="$appdata/Vantorel/Tessarine 16/texture"
+settings="$texture_dir/texture.texture"
+ini="$appdata/Vantorel/TSNTXTR.INI"
+mkdir -p "$texture_dir"
+
+# Runs the host in the stage folder; its output goes to $work/out.txt.
+host() { (cd "$work/stage" && wine tsnhost.exe "$@") >"$work/out.txt" 2>"$work/err.txt"; }
+said() { grep -q -- "$1" "$work/out.txt"; }
+
+# --- The DLL's exports and imports.
+objdump=x86_64-w64-mingw32-objdump
+exports=$($objdump -p "$dll" | awk '/\[Ordinal\/Name Pointer\] Table/ {t=1; next} t && /^\t\[/ {print $NF} t && /^$/ {t=0}' | sort | tr '\n' ' ')
+check "exports exactly the four entry points ($exports)" \
+  test "$exports" = "DllMain TSN16TEXTUREDoTexture TSN16TEXTUREGetCopyright TSN16TEXTUREGetVersion "
+imports=$($objdump -p "$dll" | awk '/DLL Name:/ {print tolower($3)}' | sort -u | tr '\n' ' ')
+bad=""
+for d in $imports; do
+  case $d in
+    kernel32.dll|user32.dll|gdi32.dll|comctl32.dll|comdlg32.dll|shell32.dll|advapi32.dll|ole32.dll|winmm.dll|msvcrt.dll|api-ms-win-*) ;;
+    *) bad="$bad $d" ;;
+  esac
+done
+check "imports only system libraries ($imports)" test -z "$bad"
+
+# --- Version.
+host --version
+check "version 257" said "^version 257"
+
+# --- Every built kind, without interaction, equals tsntxtr byte for byte.
+built=$("$tsntxtr" list | awk 'NR > 1 && $NF == "renders" {print $2}')
+for kind in $built; do
+  rm -f "$settings"
+  "$tsntxtr" render "$kind" -o "$work/ref-$kind.bmp" --save-settings "$settings" >/dev/null 2>&1
+  host --flags 4 --out got.bmp
+  check "$kind: a session without interaction returns a picture" said "^result 1"
+  check "$kind: the same bytes as tsntxtr" cmp -s "$work/ref-$kind.bmp" "$work/stage/got.bmp"
+done
+
+# --- The host's size wins over the settings file; the file is written.
+rm -f "$settings" "$ini"
+"$tsntxtr" render noise --width 320 --depth 240 -o "$work/ref.bmp" --save-settings "$settings" >/dev/null 2>&1
+"$tsntxtr" render noise --width 200 --depth 120 -o "$work/ref-small.bmp" >/dev/null 2>&1
+touch -d '2000-01-01' "$settings"
+host --flags 4 --width 200 --depth 120 --out got.bmp
+check "host size: picture 200 x 120" said "^image 200 x 120"
+check "host size: the same bytes as tsntxtr at that size" cmp -s "$work/ref-small.bmp" "$work/stage/got.bmp"
+check "accepted session rewrites the settings file" test "$settings" -nt "$work/ref.bmp"
+check "settings file is 30073 bytes" test "$(stat -c %s "$settings")" = 30073
+check "accepted session writes the configuration file" test -f "$ini"
+
+# --- Flag bit 1: the settings file is neither written nor deleted.
+touch -d '2000-01-01' "$settings"
+before=$(stat -c %Y "$settings")
+host --flags 6 --out got.bmp
+check "no-save flag: session still accepted" said "^result 1"
+check "no-save flag: settings file untouched" test "$(stat -c %Y "$settings")" = "$before"
+
+# --- A damaged settings file is ignored: the session starts from the defaults
+# (the first kind in the list, which is not built, so rendering fails).
+head -c 30072 "$settings" >"$settings.short" && mv "$settings.short" "$settings"
+host --flags 6 --out got.bmp --dismiss-messages
+check "damaged settings: defaults used (first kind fails to render)" said "^messagebox Memory error"
+check "damaged settings: accepted with no picture" said "^image none"
+
+# --- imageOut null: renders, frees, still writes the configuration file.
+"$tsntxtr" render noise --width 64 --depth 64 -o "$work/ref.bmp" --save-settings "$settings" >/dev/null 2>&1
+rm -f "$ini"
+host --flags 4 --null-image
+check "null imageOut: accepted" said "^result 1"
+check "null imageOut: no picture handed over" said "^image none"
+check "null imageOut: configuration file written" test -f "$ini"
+
+# --- Cancel: returns 0 and writes no configuration file.
+rm -f "$ini"
+host --cancel-after 1500
+check "cancel: result 0" said "^result 0"
+check "cancel: no configuration file" test ! -f "$ini"
+
+# --- A walk through all 23 kinds with Preview and a screenshot each.
+mkdir -p "$work/stage/shots"
+host --walk shots --width 400 --depth 300
+built_list=" $(echo $built | tr '\n' ' ') "
+walked=$(grep -c '^walk ' "$work/out.txt")
+check "walk: all 23 kinds visited" test "$walked" = 23
+while read -r _ index _ data _ name rest; do
+  key=$("$tsntxtr" list | awk -v i="$index" 'NR > 1 && $1 == i {print $2}')
+  grid=$(sed -E 's/.*grid ([01]).*/\1/' <<<"$rest")
+  box=$(sed -E 's/.*messagebox ([01]).*/\1/' <<<"$rest")
+  case $index in 11|13|14|20) want_grid=1 ;; *) want_grid=0 ;; esac
+  check "walk $index $key: item data is index + 1" test "$data" = $((index + 1))
+  check "walk $index $key: mutation grid shown = $want_grid" test "$grid" = "$want_grid"
+  if [[ "$built_list" == *" $key "* ]]; then
+    check "walk $index $key: renders without a message box" test "$box" = 0
+  else
+    check "walk $index $key: not built, so the render reports failure" test "$box" = 1
+  fi
+  shot="$work/stage/shots/kind-$(printf %02d "$index").bmp"
+  if [ -f "$shot" ]; then "$bmp2png" "$shot" "$artifacts/dialog-$(printf %02d "$index")-$key.png"; fi
+done < <(grep '^walk ' "$work/out.txt")
+check "walk: screenshots saved" test "$(ls "$artifacts" | wc -l)" = 23
+
+echo
+echo "plugin: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
