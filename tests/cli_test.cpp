@@ -127,7 +127,7 @@ TEST_F(Cli, BadRequestsSayWhatIsValidAndWriteNothing) {
     EXPECT_EQ(r.code, 2);
     r = Tsntxtr("render noise -o '" + folder.File("x.jpg") + "'");
     EXPECT_EQ(r.code, 2);
-    r = Tsntxtr("render plasma -o '" + out + "'");
+    r = Tsntxtr("render ripples -o '" + out + "'");
     EXPECT_EQ(r.code, 1);
     EXPECT_NE(r.err.find("not built yet"), std::string::npos);
     r = Tsntxtr("render noise --set dimension=0 -o '" + out + "'");

@@ -46,6 +46,15 @@ const Case kCases[] = {
     {"noise", "width=640 depth=480 xScale=6 yScale=127.9 squareAspect=0 layers=8"},
     // Terrain and Surface cases
     // Plasma, Mandelbrot and Craters cases
+    {"plasma", ""},
+    {"plasma", "width=257 depth=130 seed=777 turbulence=1000"},
+    {"plasma", "width=90 depth=200 useSeedColour=1 seedColour=0x3060C0 turbulence=25"},
+    {"mandelbrot", ""},
+    {"mandelbrot", "width=333 depth=517 zoomLevel=5 centreImaginaryOffset=1.51"},
+    {"mandelbrot", "width=640 depth=480 zoomLevel=10 zoomFactor=3 centreRealOffset=0.3"},
+    {"craters", ""},
+    {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
+    {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is

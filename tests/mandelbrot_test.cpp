@@ -1,0 +1,362 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "common/image.h"
+#include "common/parallel.h"
+#include "plugin/catalogue.h"
+#include "tests/reference/mandelbrot_literal.h"
+#include "tests/test_support.h"
+#include "textures/gradient/mandelbrot.h"
+
+namespace tsn {
+namespace {
+
+constexpr int kMandelbrot = 11;
+using Settings = std::vector<std::pair<std::string, std::string>>;
+
+struct Result {
+    std::vector<std::uint8_t> image, grey, table, block;
+};
+
+Result RenderWith(const Settings& settings, bool literal) {
+    test::Session s;
+    s.rec()->kindIndex = kMandelbrot;
+    for (const auto& [field, value] : settings) test::Enter(s, kMandelbrot, field, value);
+    PageToBlock(MandelbrotPageTable(), s.rec()->dialog, BlockAt(s.rec(), kMandelbrotOffset));
+    const MemHandle img =
+        literal ? reference::LiteralMandelbrotRender(s.rec()) : MandelbrotRender(s.rec());
+    const std::uint8_t* block = BlockAt(s.rec(), kMandelbrotOffset);
+    Result r{test::BlockBytes(img), test::BlockBytes(MandelbrotGreyImage(s.rec())),
+             std::vector<std::uint8_t>(s.rec()->colourTable, s.rec()->colourTable + 768),
+             std::vector<std::uint8_t>(block, block + 13077)};
+    MemFree(img);
+    return r;
+}
+
+TEST(MandelbrotFastPath, EqualsTheLiteralGeneratorByteForByte) {
+    const std::vector<Settings> cases = {
+        {{"width", "64"}, {"depth", "64"}},
+        {{"width", "201"}, {"depth", "130"}},
+        {{"width", "99"}, {"depth", "257"}},
+        {{"width", "150"},
+         {"depth", "150"},
+         {"zoomLevel", "5"},
+         {"centreRealOffset", "1.305"},
+         {"centreImaginaryOffset", "1.51"}},
+        {{"width", "131"},
+         {"depth", "77"},
+         {"zoomLevel", "10"},
+         {"zoomFactor", "3"},
+         {"centreRealOffset", "0.30"},
+         {"centreImaginaryOffset", "1.4"}},
+        {{"width", "90"},
+         {"depth", "70"},
+         {"zoomLevel", "300"},
+         {"centreRealOffset", "1.3"},
+         {"centreImaginaryOffset", "1.5"}},
+        // Partly beyond |c| = 4, where counts are 0.
+        {{"width", "65"}, {"depth", "65"}, {"centreRealOffset", "7.5"}},
+    };
+    for (const Settings& c : cases) {
+        std::string what;
+        for (const auto& [f, v] : c) what += f + "=" + v + " ";
+        const Result fast = RenderWith(c, false), lit = RenderWith(c, true);
+        ASSERT_FALSE(fast.image.empty()) << what;
+        EXPECT_TRUE(fast.image == lit.image) << what << ": picture differs";
+        EXPECT_TRUE(fast.grey == lit.grey) << what << ": grey image differs";
+        EXPECT_TRUE(fast.table == lit.table) << what << ": colour table differs";
+        EXPECT_TRUE(fast.block == lit.block) << what << ": block differs";
+    }
+}
+
+TEST(MandelbrotFastPath, OneCoreAndTwoGiveTheSamePicture) {
+    const Settings c = {{"width", "203"}, {"depth", "101"}};
+    SetWorkerThreads(1);
+    const Result one = RenderWith(c, false);
+    SetWorkerThreads(2);
+    const Result two = RenderWith(c, false);
+    SetWorkerThreads(0);
+    EXPECT_TRUE(one.image == two.image);
+    EXPECT_TRUE(one.grey == two.grey);
+}
+
+// The lanes against the plain loop at the limits' edges: a limit of 1 (no
+// iteration), 2, the 16-bit wrap (65536 counts as 0), points exactly on and
+// just beyond |c| = 4, and NaN, which never escapes.
+TEST(MandelbrotFastPath, LanesCountExactlyAsThePlainLoop) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (std::uint32_t limit : {1u, 2u, 3u, 25u, 800u, 65536u, 65536u + 7u}) {
+        for (double start : {-4.0, -2.05, -4.0000001, 3.9, nan}) {
+            MandelbrotView view{start, -1.2, 0, 0, 0.0371, limit};
+            const int side = 13;
+            std::vector<std::uint16_t> counts(side * side);
+            ASSERT_TRUE(MandelbrotCounts(view, side, counts.data()));
+            double cr = start;
+            for (int x = 0; x < side; ++x, cr += view.step) {
+                double ci = view.imaginaryStart;
+                for (int y = 0; y < side; ++y, ci += view.step)
+                    ASSERT_EQ(counts[y * side + x], MandelbrotCount(cr, ci, std::uint16_t(limit)))
+                        << limit << " " << start << " " << x << "," << y;
+            }
+        }
+    }
+    EXPECT_EQ(MandelbrotCount(0, 0, 1), 1);
+    EXPECT_EQ(MandelbrotCount(0, 0, 50), 50);
+    EXPECT_EQ(MandelbrotCount(0, 0, 0), 0) << "65536 iterations wrap to 0";
+    EXPECT_EQ(MandelbrotCount(3, 3, 50), 1) << "escapes at the first test";
+    EXPECT_EQ(MandelbrotCount(4.5, 0, 50), 0);
+    EXPECT_EQ(MandelbrotCount(nan, 0, 50), 50);
+}
+
+TEST(Mandelbrot, ViewAndIterationLimitFollowTheStep) {
+    test::Session s;
+    MandelbrotParameters* b = MandelbrotBlock(s.rec());
+    MandelbrotView v;
+    ASSERT_TRUE(ComputeMandelbrotView(*b, 800, &v));
+    EXPECT_EQ(v.realStart, -2.05);
+    EXPECT_NEAR(v.realEnd, 1.0, 1e-15);
+    EXPECT_NEAR(v.imaginaryStart, -1.4, 1e-15);
+    EXPECT_NEAR(v.imaginaryEnd, 1.4, 1e-15);
+    EXPECT_NEAR(v.step, 2.8 / 800, 1e-18);
+    EXPECT_EQ(v.iterationLimit, 50u);  // step x 100 = 0.35: one doubling
+    ASSERT_TRUE(ComputeMandelbrotView(*b, 200, &v));
+    EXPECT_EQ(v.iterationLimit, 25u);  // 1.4
+    ASSERT_TRUE(ComputeMandelbrotView(*b, 30000, &v));
+    EXPECT_EQ(v.iterationLimit, 100u);  // 0.0093: two
+    b->zoomLevel = 99;                  // v = 10000
+    ASSERT_TRUE(ComputeMandelbrotView(*b, 800, &v));
+    EXPECT_EQ(v.iterationLimit, 200u);
+    EXPECT_NEAR(v.realEnd - v.realStart, 3.05 / 10000, 1e-15);
+    b->zoomFactor = 0;
+    EXPECT_FALSE(ComputeMandelbrotView(*b, 800, &v));
+}
+
+// A wide picture is the middle band of the square; a tall one its middle
+// columns.
+TEST(Mandelbrot, ThePictureIsTheCentreCutOfTheColouredSquare) {
+    for (auto [w, h] : {std::pair{120, 80}, {80, 121}}) {
+        test::Session s;
+        s.rec()->kindIndex = kMandelbrot;
+        test::Enter(s, kMandelbrot, "width", std::to_string(w));
+        test::Enter(s, kMandelbrot, "depth", std::to_string(h));
+        const MemHandle img = RenderSelectedKind(s.rec());
+        ImageView pic, grey;
+        ASSERT_TRUE(LockImage(img, &pic));
+        ASSERT_TRUE(LockImage(MandelbrotGreyImage(s.rec()), &grey));
+        const int side = std::max(w, h);
+        EXPECT_EQ(grey.width, side);
+        EXPECT_EQ(grey.depth, side);
+        EXPECT_EQ(pic.width, w);
+        EXPECT_EQ(pic.depth, h);
+        const int ox = (side - w) / 2, oy = (side - h) / 2;
+        const std::uint8_t* t = s.rec()->colourTable;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const std::uint32_t g = GetPixel(grey, ox + x, oy + y) & 0xFF;
+                ASSERT_EQ(GetPixel(grey, ox + x, oy + y), g * 0x010101u);
+                const std::uint32_t want = t[3 * g] | t[3 * g + 1] << 8 | t[3 * g + 2] << 16;
+                ASSERT_EQ(GetPixel(pic, x, y), want) << x << "," << y;
+            }
+        UnlockImage(&grey);
+        UnlockImage(&pic);
+        MemFree(img);
+    }
+}
+
+// All counts equal (every point beyond |c| = 4, or every point inside the
+// set): the stretch divides by 0.0001 and gives 0 everywhere.
+TEST(Mandelbrot, AUniformCountFieldStretchesToZero) {
+    for (const char* centre : {"100", "1.55"}) {
+        Settings c = {{"width", "64"}, {"depth", "64"}, {"centreRealOffset", centre}};
+        if (std::string(centre) == "1.55") c.push_back({"zoomLevel", "50"});
+        const Result r = RenderWith(c, false);
+        for (std::size_t i = 40; i < r.grey.size(); ++i) ASSERT_EQ(r.grey[i], 0) << centre;
+    }
+}
+
+TEST(Mandelbrot, SetFieldsReachTheView) {
+    test::Session s;
+    s.rec()->kindIndex = kMandelbrot;
+    test::Enter(s, kMandelbrot, "width", "64");
+    test::Enter(s, kMandelbrot, "depth", "64");
+    test::Enter(s, kMandelbrot, "zoomLevel", "4");
+    test::Enter(s, kMandelbrot, "zoomFactor", "2");
+    test::Enter(s, kMandelbrot, "centreRealOffset", "1.3");
+    test::Enter(s, kMandelbrot, "centreImaginaryOffset", "1.5");
+    test::Enter(s, kMandelbrot, "zoomFactor", "0");  // clamped to 1 .. 1000000
+    test::Enter(s, kMandelbrot, "zoomFactor", "2");
+    const MemHandle img = RenderSelectedKind(s.rec());
+    ASSERT_NE(img, 0u);
+    const MandelbrotParameters* b = MandelbrotBlock(s.rec());
+    EXPECT_EQ(b->zoomLevel, 4u);
+    EXPECT_EQ(b->zoomFactor, 2u);
+    EXPECT_NEAR(b->step, 2.8 / (50.0 * 64), 1e-15);
+    EXPECT_NEAR(b->realStart, 1.3 - 3.05 / 100 - 2.05, 1e-12);
+    EXPECT_NEAR(b->imaginaryStart, 1.5 - 2.8 / 100 - 1.4, 1e-12);
+    EXPECT_EQ(b->viewRect[2], 63);
+    EXPECT_EQ(b->viewRect[3], 63);
+    EXPECT_NEAR(b->imaginaryBound, b->imaginaryStart - 63 * b->step, 1e-15);
+    MemFree(img);
+}
+
+TEST(Mandelbrot, DamagedViewAndEveryAllocationFailureGiveNullWithoutLeaks) {
+    {
+        test::Session s;
+        MandelbrotBlock(s.rec())->zoomFactor = 0;
+        EXPECT_EQ(MandelbrotRender(s.rec()), 0u);
+    }
+    for (long n = 0; n < 14; ++n) {
+        test::Session s;
+        s.rec()->kindIndex = kMandelbrot;
+        test::Enter(s, kMandelbrot, "width", "70");
+        test::Enter(s, kMandelbrot, "depth", "66");
+        const long live = MemLiveBlocks();
+        MemFailAfter(n);
+        const MemHandle h = MandelbrotRender(s.rec());
+        MemFailAfter(-1);
+        const MemHandle grey = MandelbrotGreyImage(s.rec());
+        if (!h) {
+            EXPECT_EQ(grey, 0u) << n;
+            EXPECT_EQ(MemLiveBlocks(), live) << n;
+        } else {
+            ImageView v;
+            ASSERT_TRUE(LockImage(h, &v));
+            // Without memory for the cut, the whole square comes back.
+            EXPECT_TRUE((v.width == 70 && v.depth == 66) || (v.width == 70 && v.depth == 70));
+            UnlockImage(&v);
+            EXPECT_EQ(MemLiveBlocks(), live + 2) << n;
+        }
+        MemFree(h);
+    }
+}
+
+TEST(Mandelbrot, QueryAndOlderLayoutConversion) {
+    test::TempFolder folder;
+    test::Session s;
+    MasterTextureRecord* rec = s.rec();
+    rec->kindIndex = kMandelbrot;
+    EXPECT_EQ(MandelbrotQuery(rec, 4), 359);
+    EXPECT_EQ(MandelbrotQuery(rec, 8), 13077);
+    EXPECT_EQ(MandelbrotQuery(rec, 9), 13073);
+    EXPECT_EQ(MandelbrotQuery(rec, 2), 0);
+    EXPECT_EQ(MandelbrotQuery(rec, 3),
+              std::int64_t(reinterpret_cast<std::uintptr_t>(&MandelbrotBlock(rec)->fountain)));
+    MandelbrotParameters* b = MandelbrotBlock(rec);
+    b->zoomLevel = 7;
+    b->zoomFactor = 3;
+    b->centreRealOffset = 1.25;
+    b->fountain.count = 2;
+    b->fountain.markers[1] = MakeMarker(0x77, 0xABCDEF);
+    MandelbrotCentreOn(b, -0.7, 0.2);
+    const MemHandle img = RenderSelectedKind(rec);
+    EXPECT_EQ(MandelbrotQuery(rec, 1), std::int64_t(MandelbrotGreyImage(rec)));
+    MemFree(img);
+
+    const std::string path = folder.File("deep.mandelbrot");
+    ASSERT_TRUE(SavePresetFile(rec, kMandelbrot, path.c_str()));
+    const auto file = test::ReadAll(path);
+    ASSERT_EQ(file.size(), 13073u);
+    std::uint32_t size, level;
+    std::memcpy(&size, file.data() + 12, 4);
+    EXPECT_EQ(size, 13077u) << "the older layout carries the current size";
+    std::memcpy(&level, file.data() + 717 - 4, 4);
+    EXPECT_EQ(level, 7u) << "fields sit 4 bytes earlier after the 581-byte fountain";
+    std::uint32_t marker;
+    std::memcpy(&marker, file.data() + 28 + 297 + 4, 4);
+    EXPECT_EQ(marker, MakeMarker(0x77, 0xABCDEF));
+
+    const MandelbrotParameters saved = *b;
+    MandelbrotReset(rec);
+    ASSERT_TRUE(LoadPresetFile(rec, kMandelbrot, path.c_str()));
+    EXPECT_EQ(std::memcmp(b, &saved, sizeof saved), 0);
+    EXPECT_EQ(MandelbrotHistoryDepth(*b), 1);
+
+    std::vector<std::uint8_t> buf(13077);
+    rec->transferSource = reinterpret_cast<std::uintptr_t>(b);
+    rec->transferTarget = reinterpret_cast<std::uintptr_t>(buf.data());
+    rec->transferSourceSize = rec->transferTargetSize = 13077;
+    EXPECT_EQ(MandelbrotQuery(rec, 6), 0);
+    EXPECT_EQ(MandelbrotQuery(rec, 7), 0);
+    rec->transferSource = rec->transferTarget = 0;
+    MandelbrotRelease(rec);
+    EXPECT_EQ(MandelbrotQuery(rec, 1), 0);
+}
+
+TEST(MandelbrotNavigation, CentreZoomAndBackThroughTheHistory) {
+    test::Session s;
+    MandelbrotParameters* b = MandelbrotBlock(s.rec());
+    b->width = 300;
+    b->depth = 200;
+    const MandelbrotParameters start = *b;
+    double re, im;
+    // The middle of the control is the middle of the picture.
+    MandelbrotPointAt(*b, 150, 100, 300, 200, &re, &im);
+    MandelbrotView v;
+    ComputeMandelbrotView(*b, 300, &v);
+    EXPECT_NEAR(re, v.realStart + 150 * v.step, 1e-12);
+    EXPECT_NEAR(im, v.imaginaryStart + 150 * v.step, 1e-12);
+    // A control half the picture's size maps through the scale.
+    double re2, im2;
+    MandelbrotPointAt(*b, 75, 50, 150, 100, &re2, &im2);
+    EXPECT_DOUBLE_EQ(re, re2);
+    EXPECT_DOUBLE_EQ(im, im2);
+
+    MandelbrotPointAt(*b, 40, 170, 300, 200, &re, &im);
+    MandelbrotCentreOn(b, re, im);
+    double cre, cim;
+    MandelbrotPointAt(*b, 150, 100, 300, 200, &cre, &cim);
+    EXPECT_NEAR(cre, re, 1e-12);
+    EXPECT_NEAR(cim, im, 1e-12);
+    ASSERT_TRUE(MandelbrotZoomIn(b));
+    ASSERT_TRUE(MandelbrotZoomIn(b));
+    EXPECT_EQ(b->zoomLevel, 2u);
+    MandelbrotPointAt(*b, 150, 100, 300, 200, &cre, &cim);
+    EXPECT_NEAR(cre, re, 1e-12) << "zooming keeps the centre";
+    EXPECT_NEAR(cim, im, 1e-12);
+    ASSERT_TRUE(MandelbrotZoomOut(b));
+    EXPECT_EQ(b->zoomLevel, 1u);
+    EXPECT_EQ(MandelbrotHistoryDepth(*b), 4);
+
+    char text[80];
+    MandelbrotStatusText(*b, -0.5, 0.25, text, sizeof text);
+    EXPECT_STREQ(text, "REAL: -0.50000   IMAG: 0.25000   ZOOM LEVEL: 2");
+
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(MandelbrotBack(b)) << i;
+    EXPECT_FALSE(MandelbrotBack(b));
+    EXPECT_EQ(b->zoomLevel, start.zoomLevel);
+    EXPECT_EQ(b->centreRealOffset, start.centreRealOffset);
+    EXPECT_EQ(b->centreImaginaryOffset, start.centreImaginaryOffset);
+    EXPECT_FALSE(MandelbrotZoomOut(b)) << "the whole set is as far as it goes";
+}
+
+TEST(MandelbrotNavigation, TheHistoryKeepsTheLatestViewsAndSurvivesDamage) {
+    test::Session s;
+    MandelbrotParameters* b = MandelbrotBlock(s.rec());
+    for (int i = 0; i < kMandelbrotHistoryCapacity + 100; ++i) MandelbrotCentreOn(b, i, 0);
+    EXPECT_EQ(MandelbrotHistoryDepth(*b), kMandelbrotHistoryCapacity);
+    int back = 0;
+    double last = 0;
+    while (MandelbrotBack(b)) {
+        ++back;
+        last = b->centreRealOffset;
+    }
+    EXPECT_EQ(back, kMandelbrotHistoryCapacity);
+    EXPECT_NEAR(last - 2.05 - 0.125, 99, 1e-9) << "the oldest views were dropped";
+
+    std::memset(b->navigation, 0xFF, 16);  // a damaged header reads as empty
+    EXPECT_EQ(MandelbrotHistoryDepth(*b), 0);
+    EXPECT_FALSE(MandelbrotBack(b));
+    MandelbrotCentreOn(b, 0, 0);
+    EXPECT_EQ(MandelbrotHistoryDepth(*b), 1);
+    b->zoomLevel = 0xFFFFFFFF;
+    EXPECT_FALSE(MandelbrotZoomIn(b));
+    char text[80];
+    MandelbrotStatusText(*b, 0, 0, text, sizeof text);
+    EXPECT_STREQ(text, "REAL: 0.00000   IMAG: 0.00000   ZOOM LEVEL: 2147483647");
+}
+
+}  // namespace
+}  // namespace tsn

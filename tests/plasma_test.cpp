@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "common/image.h"
+#include "plugin/catalogue.h"
+#include "tests/reference/plasma_literal.h"
+#include "tests/test_support.h"
+#include "textures/gradient/plasma.h"
+
+namespace tsn {
+namespace {
+
+constexpr int kPlasma = 17;
+using Settings = std::vector<std::pair<std::string, std::string>>;
+
+struct Result {
+    std::vector<std::uint8_t> image, block;
+};
+
+Result RenderWith(const Settings& settings, bool literal) {
+    test::Session s;
+    s.rec()->kindIndex = kPlasma;
+    for (const auto& [field, value] : settings) test::Enter(s, kPlasma, field, value);
+    PageToBlock(PlasmaPageTable(), s.rec()->dialog, BlockAt(s.rec(), kPlasmaOffset));
+    const MemHandle img = literal ? reference::LiteralPlasmaRender(s.rec()) : PlasmaRender(s.rec());
+    Result r{test::BlockBytes(img),
+             std::vector<std::uint8_t>(BlockAt(s.rec(), kPlasmaOffset),
+                                       BlockAt(s.rec(), kPlasmaOffset) + 108)};
+    MemFree(img);
+    return r;
+}
+
+TEST(Plasma, EqualsTheLiteralGeneratorByteForByte) {
+    const std::vector<Settings> cases = {
+        {{"width", "64"}, {"depth", "64"}},
+        {{"width", "100"}, {"depth", "67"}, {"seed", "777"}},
+        {{"width", "65"}, {"depth", "130"}, {"turbulence", "25"}},
+        {{"width", "129"}, {"depth", "64"}, {"turbulence", "1000"}, {"seed", "32757"}},
+        {{"width", "90"}, {"depth", "91"}, {"useSeedColour", "1"}, {"seedColour", "0x123456"}},
+        {{"width", "200"}, {"depth", "150"}, {"turbulence", "333"}, {"seed", "100"}},
+    };
+    for (const Settings& c : cases) {
+        std::string what;
+        for (const auto& [f, v] : c) what += f + "=" + v + " ";
+        const Result fast = RenderWith(c, false), lit = RenderWith(c, true);
+        ASSERT_FALSE(fast.image.empty()) << what;
+        EXPECT_TRUE(fast.image == lit.image) << what;
+        EXPECT_TRUE(fast.block == lit.block) << what;
+    }
+}
+
+// Draws a channel takes, counted from the generator's state: with no
+// displacement, 0 and 255 are settled by the clamp after two draws and any
+// other value is drawn four times.
+TEST(PlasmaPerturb, TheReEvaluatedClampDrawsTwoToFourTimesPerChannel) {
+    struct Case {
+        std::uint32_t colour;
+        int draws;
+    } cases[] = {{0x000000, 6}, {0xFFFFFF, 6}, {0x80FF00, 8}, {0x010203, 12}, {0xFE00FF, 8}};
+    for (const Case& c : cases) {
+        Rng rng, expected;
+        rng.Seed(99);
+        expected.Seed(99);
+        EXPECT_EQ(PlasmaPerturb(c.colour, 0.0f, rng), c.colour);
+        for (int i = 0; i < c.draws; ++i) expected.Next();
+        EXPECT_EQ(rng.state, expected.state) << std::hex << c.colour;
+    }
+}
+
+// The channel rule, written as the clamp reads, against the generator over
+// many states and amplitudes: saturation at 255, 0 below 1, the fourth draw
+// unclamped and wrapped.
+TEST(PlasmaPerturb, FollowsTheClampRuleWithFreshDrawsAndWraps) {
+    int wrapped = 0;
+    for (std::uint32_t seed = 1; seed < 3000; ++seed) {
+        const float a = PlasmaAmplitude(1 + int(seed % 4), 25 + int(seed * 7 % 976));
+        const std::uint32_t colour = seed * 2654435761u & 0xFFFFFF;
+        Rng rng, ref;
+        rng.Seed(seed);
+        ref.Seed(seed);
+        auto D = [&] {
+            const float q = float(ref.Next()) / 32767.0f;
+            return (long long)((double(q) - 0.5) * double(a));
+        };
+        std::uint32_t want = 0;
+        for (int ch = 0; ch < 3; ++ch) {
+            const long long v = (colour >> (8 * ch)) & 0xFF;
+            long long out;
+            if (v + D() > 0 && v + D() >= 255) {
+                out = 255;
+            } else if (v + D() < 1) {
+                out = 0;
+            } else {
+                out = v + D();
+                wrapped += out < 0 || out > 255;
+            }
+            want |= std::uint32_t(out & 0xFF) << (8 * ch);
+        }
+        ASSERT_EQ(PlasmaPerturb(colour, a, rng), want) << seed;
+        ASSERT_EQ(rng.state, ref.state) << seed;
+    }
+    EXPECT_GT(wrapped, 0) << "the cases should include wrapping channels";
+}
+
+TEST(PlasmaPerturb, AmplitudeIsASingleQuotientScaledInDouble) {
+    EXPECT_EQ(PlasmaAmplitude(1, 100), 128.0f);
+    EXPECT_EQ(PlasmaAmplitude(1, 25), 32.0f);
+    EXPECT_EQ(PlasmaAmplitude(1, 1000), 1280.0f);
+    // Where all-double and all-single arithmetic both give 12.373333.
+    EXPECT_EQ(PlasmaAmplitude(3, 29), 12.373333930969238f);
+    EXPECT_EQ(PlasmaAmplitude(7, 32), 5.851428985595703f);
+}
+
+TEST(Plasma, SeedOnThePageActsAtOnceAndTheSameSeedRepeats) {
+    test::Session s;
+    s.rec()->kindIndex = kPlasma;
+    test::Enter(s, kPlasma, "width", "80");
+    test::Enter(s, kPlasma, "depth", "64");
+    Page().setText(s.rec()->dialog, kPlasmaSeedId, "4321");
+    const MemHandle a = RenderSelectedKind(s.rec());
+    EXPECT_EQ(PlasmaBlock(s.rec())->seed, 4321);
+    const MemHandle b = RenderSelectedKind(s.rec());
+    EXPECT_TRUE(test::BlockBytes(a) == test::BlockBytes(b));
+    const Result other = RenderWith({{"width", "80"}, {"depth", "64"}, {"seed", "4322"}}, false);
+    EXPECT_FALSE(test::BlockBytes(a) == other.image);
+    const Result same = RenderWith({{"width", "80"}, {"depth", "64"}, {"seed", "4321"}}, false);
+    EXPECT_TRUE(test::BlockBytes(a) == same.image);
+    MemFree(a);
+    MemFree(b);
+}
+
+TEST(Plasma, WithTheSeedColourOnlyTheAnchorsAreFixed) {
+    const Settings base = {{"width", "64"}, {"depth", "64"}, {"useSeedColour", "1"}};
+    Settings other = base;
+    other.push_back({"seed", "555"});
+    const Result a = RenderWith(base, false), b = RenderWith(other, false);
+    EXPECT_FALSE(a.image == b.image);
+    ImageView v;
+    MemHandle h = MemAlloc(a.image.size());
+    std::memcpy(MemLock(h), a.image.data(), a.image.size());
+    MemUnlock(h);
+    ASSERT_TRUE(LockImage(h, &v));
+    int distinct = 0;
+    for (int x = 1; x < 64; ++x) distinct += GetPixel(v, x, 17) != GetPixel(v, x - 1, 17);
+    EXPECT_GT(distinct, 10);
+    UnlockImage(&v);
+    MemFree(h);
+}
+
+TEST(Plasma, SizeIsClampedAndTinyPicturesFinish) {
+    test::Session s;
+    s.rec()->kindIndex = kPlasma;
+    Page().setText(s.rec()->dialog, kPlasmaWidthId, "5");
+    Page().setText(s.rec()->dialog, kPlasmaDepthId, "70");
+    MemHandle h = PlasmaRender(s.rec());
+    ImageView v;
+    ASSERT_TRUE(LockImage(h, &v));
+    EXPECT_EQ(v.width, 64);
+    EXPECT_EQ(v.depth, 70);
+    UnlockImage(&v);
+    MemFree(h);
+    EXPECT_EQ(PlasmaBlock(s.rec())->width, 64);
+    // Below the page's minimum only a damaged page gets there; a 1 x 1
+    // picture's single leaf always asks for another pass.
+    for (auto [w, d] : {std::pair{1, 1}, {1, 64}, {64, 1}, {2, 2}, {3, 1}}) {
+        MemHandle tiny = PlasmaImage(w, d, 10356, 100, 0, false);
+        ASSERT_NE(tiny, 0u) << w << "x" << d;
+        MemFree(tiny);
+    }
+}
+
+TEST(Plasma, QueryAndFailures) {
+    test::Session s;
+    MasterTextureRecord* rec = s.rec();
+    Page().setText(rec->dialog, kPlasmaSeedId, "99999");
+    EXPECT_EQ(PlasmaQuery(rec, 2), 32757);
+    EXPECT_EQ(PlasmaQuery(rec, 8), 108);
+    EXPECT_EQ(PlasmaQuery(rec, 9), 108);
+    for (int code : {0, 1, 3, 4, 5, 10}) EXPECT_EQ(PlasmaQuery(rec, code), 0) << code;
+    const PlasmaParameters* b = PlasmaBlock(rec);
+    EXPECT_EQ(std::memcmp(b->signature, "VANTPLAS", 8), 0);
+    EXPECT_EQ(b->size, 108u);
+    EXPECT_EQ(b->seed, 10356);
+    EXPECT_EQ(b->turbulence, 100);
+    EXPECT_EQ(b->seedColour, 0x0000A000u);
+    EXPECT_EQ(b->useSeedColour, 0u);
+
+    const long live = MemLiveBlocks();
+    MemFailAfter(0);
+    EXPECT_EQ(PlasmaRender(rec), 0u);
+    MemFailAfter(-1);
+    EXPECT_EQ(MemLiveBlocks(), live);
+}
+
+}  // namespace
+}  // namespace tsn
