@@ -12,6 +12,7 @@ PACKAGES=(
   g++-mingw-w64-x86-64 libz-mingw-w64-dev
   wine64 xvfb
   clang-format
+  libfftw3-dev
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
