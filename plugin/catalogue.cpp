@@ -12,6 +12,8 @@
 #include "textures/gradient/plasma.h"
 #include "textures/structured/matrix.h"
 #include "textures/structured/scratch.h"
+#include "textures/structured/surface.h"
+#include "textures/structured/terrain.h"
 
 namespace tsn {
 
@@ -92,6 +94,8 @@ constexpr TextureKind Unbuilt(const char* name) {
 }
 
 std::uint32_t g_noiseControls[64];
+std::uint32_t g_surfaceControls[64];
+std::uint32_t g_terrainControls[64];
 std::uint32_t g_plasmaControls[64];
 std::uint32_t g_mandelbrotControls[64];
 std::uint32_t g_cratersControls[64];
@@ -178,15 +182,23 @@ const TextureKind kCatalogue[kKindCount] = {
     Paged("Ripples", RipplesReset, ReleaseNothing, RipplesQuery, g_ripplesControls),
     Paged("Scratch", ScratchReset, ReleaseNothing, ScratchQuery, g_scratchControls),
     TextureKind{"Surface",
-                NotBuiltRender,
-                HeaderOnlyReset<20>,
-                ReleaseNothing,
-                SizeOnlyQuery<20>,
-                kNoControls,
+                SurfaceRender,
+                SurfaceReset,
+                SurfaceRelease,
+                SurfaceQuery,
+                g_surfaceControls,
                 kKindHasColourMap,
                 0,
                 {0, 0, 0}},
-    Unbuilt<21>("Terrain"),
+    TextureKind{"Terrain",
+                TerrainRender,
+                TerrainReset,
+                ReleaseNothing,
+                TerrainQuery,
+                g_terrainControls,
+                0,
+                0,
+                {0, 0, 0}},
     // Threads answers through Scratch's query: one function for both.
     Paged("Threads", ThreadsReset, ReleaseNothing, ScratchQuery, g_threadsControls),
 };
@@ -201,6 +213,12 @@ bool BuildTables() {
     g_info[13].page = &NoisePageTable();
     g_info[13].available = true;
     BuildControlList(NoisePageTable(), g_noiseControls, 64);
+    g_info[20].page = &SurfacePageTable();
+    g_info[20].available = true;
+    BuildControlList(SurfacePageTable(), g_surfaceControls, 64);
+    g_info[21].page = &TerrainPageTable();
+    g_info[21].available = true;
+    BuildControlList(TerrainPageTable(), g_terrainControls, 64);
     g_info[10].page = &CratersPageTable();
     g_info[10].available = true;
     BuildControlList(CratersPageTable(), g_cratersControls, 64);

@@ -77,7 +77,7 @@ static_assert(offsetof(MasterTextureRecord, transferTargetSize) == 30069);
 struct RecordRange {
     std::uint32_t offset, size;
 };
-constexpr RecordRange kWorkingSlots[] = {{6918, 8}, {7871, 8}, {21444, 24}};
+constexpr RecordRange kWorkingSlots[] = {{6918, 8}, {7871, 8}, {21444, 24}, {26911, 8}};
 
 // Clears every field that only means something inside the running session
 // (handles, addresses), as a record is written for another session to read.

@@ -45,6 +45,11 @@ const Case kCases[] = {
     {"noise", "width=129 depth=1030 seed=9999 scale=128 zDivisor=0.3"},
     {"noise", "width=640 depth=480 xScale=6 yScale=127.9 squareAspect=0 layers=8"},
     // Terrain and Surface cases
+    {"terrain", ""},
+    {"terrain", "width=300 depth=200 seed=777 meshPower=6 elevation=1.3"},
+    {"terrain", "width=64 depth=700 seed=32757 density=1.2 meshPower=10 elevation=0.6"},
+    {"surface", ""},
+    {"surface", "width=257 depth=129 seed=100 density=4.5 meshPower=7 elevation=1.5"},
     // Plasma, Mandelbrot and Craters cases
     {"plasma", ""},
     {"plasma", "width=257 depth=130 seed=777 turbulence=1000"},

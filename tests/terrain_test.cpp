@@ -1,0 +1,405 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "common/image.h"
+#include "common/page.h"
+#include "plugin/catalogue.h"
+#include "plugin/session.h"
+#include "tests/reference/terrain_literal.h"
+#include "tests/test_support.h"
+#include "textures/structured/spectral.h"
+#include "textures/structured/surface.h"
+#include "textures/structured/terrain.h"
+
+namespace tsn {
+namespace {
+
+constexpr int kSurface = 20;
+constexpr int kTerrain = 21;
+
+template <class T>
+T At(const std::uint8_t* p, std::size_t offset) {
+    T v;
+    std::memcpy(&v, p + offset, sizeof v);
+    return v;
+}
+
+std::vector<std::uint8_t> Pixels(MemHandle h) {
+    return test::BlockBytes(h);
+}
+
+TEST(TerrainBlock, ResetWritesTheDefaultsAtTheirOffsets) {
+    test::Session s;
+    const std::uint8_t* t = BlockAt(s.rec(), 22612);
+    EXPECT_EQ(std::memcmp(t, "VANTTERR", 8), 0);
+    EXPECT_EQ(At<std::uint32_t>(t, 8), 0x10006101u);
+    EXPECT_EQ(At<std::uint32_t>(t, 12), 2826u);
+    EXPECT_EQ(At<std::int32_t>(t, 20), 800);
+    EXPECT_EQ(At<std::int32_t>(t, 24), 600);
+    EXPECT_EQ(At<double>(t, 28), 2.9);
+    EXPECT_EQ(At<double>(t, 36), 1.0);
+    EXPECT_EQ(At<std::int32_t>(t, 44), 256);
+    EXPECT_EQ(At<std::int32_t>(t, 48), 8);
+    EXPECT_EQ(At<std::int32_t>(t, 52), 10356);
+    // Fountains: count at +289, start +293, end +297, first marker +301.
+    for (auto [at, start, end, marker] :
+         {std::tuple{56u, 0x008FBAA9u, 0xFF0F1E18u, 0x314E7267u},
+          std::tuple{641u, 0x003C3C28u, 0xFFFAFAF8u, 0x8A999966u}}) {
+        EXPECT_EQ(std::memcmp(t + at, "VANTFNTN", 8), 0);
+        EXPECT_EQ(At<std::uint32_t>(t, at + 289), 1u);
+        EXPECT_EQ(At<std::uint32_t>(t, at + 293), start);
+        EXPECT_EQ(At<std::uint32_t>(t, at + 297), end);
+        EXPECT_EQ(At<std::uint32_t>(t, at + 301), marker);
+    }
+    for (int k = 2762; k < 2826; ++k) EXPECT_EQ(t[k], 0) << k;
+
+    const std::uint8_t* u = BlockAt(s.rec(), 25438);
+    EXPECT_EQ(std::memcmp(u, "VANTSURF", 8), 0);
+    EXPECT_EQ(At<std::uint32_t>(u, 12), 1473u);
+    EXPECT_EQ(At<std::int32_t>(u, 20), 800);
+    EXPECT_EQ(At<std::int32_t>(u, 24), 600);
+    EXPECT_EQ(At<double>(u, 28), 2.4);
+    EXPECT_EQ(At<double>(u, 36), 1.0);
+    EXPECT_EQ(At<std::int32_t>(u, 44), 512);
+    EXPECT_EQ(At<std::int32_t>(u, 48), 9);
+    EXPECT_EQ(At<std::int32_t>(u, 52), 8764);
+    EXPECT_EQ(At<std::uint32_t>(u, 56 + 289), 1u);
+    EXPECT_EQ(At<std::uint32_t>(u, 56 + 293), 0x00DADAB6u);
+    EXPECT_EQ(At<std::uint32_t>(u, 56 + 297), 0xFF1B1B12u);
+    EXPECT_EQ(At<std::uint32_t>(u, 56 + 301), 0x7A666633u);
+
+    // The pages: seeds default to 15618 in their up-down ranges.
+    char text[64];
+    ASSERT_TRUE(Page().getText(s.rec()->dialog, 10410, text, sizeof text));
+    EXPECT_STREQ(text, "100,32757,15618");
+    ASSERT_TRUE(Page().getText(s.rec()->dialog, 10433, text, sizeof text));
+    EXPECT_STREQ(text, "100,32757,15618");
+    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 416), 29);
+    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 439), 24);
+    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 443), 9);
+    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 426), 10);
+}
+
+TEST(TerrainBlock, QueriesAnswerSizesSeedAndFountain) {
+    test::Session s;
+    const TextureKind& t = KindAt(kTerrain);
+    const TextureKind& u = KindAt(kSurface);
+    EXPECT_EQ(t.query(s.rec(), 8), 2826);
+    EXPECT_EQ(t.query(s.rec(), 9), 2818);
+    EXPECT_EQ(u.query(s.rec(), 8), 1473);
+    EXPECT_EQ(u.query(s.rec(), 9), 1469);
+    EXPECT_EQ(u.query(s.rec(), 4), 442);
+    EXPECT_EQ(u.query(s.rec(), 3),
+              std::int64_t(reinterpret_cast<std::uintptr_t>(BlockAt(s.rec(), 25438 + 56))));
+    for (int code : {0, 1, 3, 4, 5, 10, -1}) EXPECT_EQ(t.query(s.rec(), code), 0) << code;
+    Page().setText(s.rec()->dialog, 410, "99999");
+    EXPECT_EQ(t.query(s.rec(), 2), 32757);
+    Page().setText(s.rec()->dialog, 433, "1234");
+    EXPECT_EQ(u.query(s.rec(), 2), 1234);
+}
+
+// An older block with distinctive values everywhere the layouts share.
+template <std::size_t Size>
+std::vector<std::uint8_t> OldBlock(const char* signature,
+                                   const std::vector<std::size_t>& fountains) {
+    std::vector<std::uint8_t> b(Size);
+    for (std::size_t k = 0; k < Size; ++k) b[k] = std::uint8_t(k * 7 + 3);
+    std::memcpy(b.data(), signature, 8);
+    const std::uint32_t size = Size;
+    std::memcpy(b.data() + 12, &size, 4);
+    for (std::size_t f : fountains) {
+        std::memset(b.data() + f + 20 + 30, 0, 261 - 30);  // a short file name
+        std::memset(b.data() + f + 281, 0, 4);             // no cached image
+        const std::uint32_t fountainSize = 581;
+        std::memcpy(b.data() + f + 12, &fountainSize, 4);
+        std::memset(b.data() + f + 553, 0, 28);  // editor state is not carried
+    }
+    return b;
+}
+
+std::int64_t Convert(MasterTextureRecord* rec, int kind, int code, const void* from,
+                     std::uint32_t fromSize, void* to, std::uint32_t toSize) {
+    rec->transferSource = reinterpret_cast<std::uintptr_t>(from);
+    rec->transferTarget = reinterpret_cast<std::uintptr_t>(to);
+    rec->transferSourceSize = fromSize;
+    rec->transferTargetSize = toSize;
+    return KindAt(kind).query(rec, code);
+}
+
+TEST(TerrainBlock, OlderLayoutsConvertBothWaysByField) {
+    test::Session s;
+    struct Layout {
+        int kind;
+        const char* signature;
+        std::uint32_t oldSize, newSize;
+        std::vector<std::size_t> oldFountains, newFountains;
+        std::size_t oldPalettes, newPalettes, paletteBytes;
+    };
+    const Layout layouts[] = {
+        {kTerrain, "VANTTERR", 2818, 2826, {56, 637}, {56, 641}, 1218, 1226, 1536},
+        {kSurface, "VANTSURF", 1469, 1473, {56}, {56}, 637, 641, 768},
+    };
+    for (const Layout& l : layouts) {
+        const std::vector<std::uint8_t> old = l.kind == kTerrain
+                                                  ? OldBlock<2818>(l.signature, l.oldFountains)
+                                                  : OldBlock<1469>(l.signature, l.oldFountains);
+        std::vector<std::uint8_t> current(l.newSize, 0xEE), back(l.oldSize, 0xEE);
+        ASSERT_EQ(Convert(s.rec(), l.kind, 6, old.data(), l.oldSize, current.data(), l.newSize), 1);
+        EXPECT_EQ(At<std::uint32_t>(current.data(), 12), l.newSize);
+        EXPECT_EQ(std::memcmp(current.data() + 16, old.data() + 16, 40), 0) << "scalars";
+        for (std::size_t f = 0; f < l.oldFountains.size(); ++f) {
+            const std::size_t o = l.oldFountains[f], n = l.newFountains[f];
+            EXPECT_EQ(At<std::uint32_t>(current.data(), n + 12), 585u);
+            EXPECT_EQ(At<std::uint64_t>(current.data(), n + 281), 0u);
+            EXPECT_EQ(std::memcmp(current.data() + n + 289, old.data() + o + 285, 268), 0)
+                << "count, start, end and markers";
+        }
+        EXPECT_EQ(std::memcmp(current.data() + l.newPalettes, old.data() + l.oldPalettes,
+                              l.paletteBytes + 64),
+                  0)
+            << "palettes and the reserved tail";
+        ASSERT_EQ(Convert(s.rec(), l.kind, 7, current.data(), l.newSize, back.data(), l.oldSize),
+                  1);
+        EXPECT_TRUE(back == old) << l.signature << ": the round trip changes the block";
+        // Each direction acts only on its own pair of sizes.
+        EXPECT_EQ(Convert(s.rec(), l.kind, 6, old.data(), l.newSize, current.data(), l.newSize), 0);
+        EXPECT_EQ(Convert(s.rec(), l.kind, 7, current.data(), l.oldSize, back.data(), l.oldSize),
+                  0);
+        EXPECT_EQ(Convert(s.rec(), l.kind, 6, nullptr, l.oldSize, current.data(), l.newSize), 0);
+    }
+}
+
+// Palettes with every entry different: entry k is (k, 255 - k, 7) or
+// (k, 3, 255 - k).
+struct Palettes {
+    std::uint8_t land[768], water[768];
+    Palettes() {
+        for (int k = 0; k < 256; ++k) {
+            land[3 * k] = std::uint8_t(k), land[3 * k + 1] = std::uint8_t(255 - k);
+            land[3 * k + 2] = 7;
+            water[3 * k] = std::uint8_t(k), water[3 * k + 1] = 3;
+            water[3 * k + 2] = std::uint8_t(255 - k);
+        }
+    }
+};
+
+TEST(TerrainColours, LandFrom128UpWaterBelow) {
+    // A 2 x 2 map rendered 2 x 2 shows its samples exactly.
+    const std::uint8_t map[2 * 2 + 2 + 1] = {127, 128, 0, 255, 0, 0, 0};
+    Palettes p;
+    const MemHandle h = TerrainImage(map, 2, 2, 2, p.land, p.water);
+    ImageView v;
+    ASSERT_TRUE(LockImage(h, &v));
+    auto rgb = [](int r, int g, int b) { return std::uint32_t(r | g << 8 | b << 16); };
+    EXPECT_EQ(GetPixel(v, 0, 0), rgb(254, 3, 1)) << "127: water entry 254";
+    EXPECT_EQ(GetPixel(v, 1, 0), rgb(0, 255, 7)) << "128: land entry 0";
+    EXPECT_EQ(GetPixel(v, 0, 1), rgb(0, 3, 255)) << "0: water entry 0";
+    EXPECT_EQ(GetPixel(v, 1, 1), rgb(254, 1, 7)) << "255: land entry 254";
+    UnlockImage(&v);
+    MemFree(h);
+
+    const MemHandle g = SurfaceGreyFromMap(map, 2, 2, 2);
+    ASSERT_TRUE(LockImage(g, &v));
+    EXPECT_EQ(GetPixel(v, 0, 0), 0x7F7F7Fu);
+    EXPECT_EQ(GetPixel(v, 1, 0), 0x808080u);
+    EXPECT_EQ(GetPixel(v, 0, 1), 0u);
+    EXPECT_EQ(GetPixel(v, 1, 1), 0xFFFFFFu);
+    UnlockImage(&v);
+    MemFree(g);
+}
+
+TEST(TerrainColours, ResamplingEqualsThePixelByPixelRendering) {
+    int n = 0;
+    const MemHandle mapHandle = SpectralHeightMap({555, 2.6, 1.2, 5}, &n);
+    const auto* map = static_cast<const std::uint8_t*>(MemLock(mapHandle));
+    ASSERT_NE(map, nullptr);
+    Palettes p;
+    for (auto [w, h] : {std::pair{64, 64}, {1, 1}, {1, 50}, {50, 1}, {2, 3}, {333, 97}, {31, 32}}) {
+        const MemHandle fast = TerrainImage(map, n, w, h, p.land, p.water);
+        const MemHandle literal = reference::LiteralTerrainImage(map, n, w, h, p.land, p.water);
+        EXPECT_TRUE(Pixels(fast) == Pixels(literal)) << w << " x " << h;
+        const MemHandle grey = SurfaceGreyFromMap(map, n, w, h);
+        const MemHandle literalGrey = reference::LiteralSurfaceGrey(map, n, w, h);
+        EXPECT_TRUE(Pixels(grey) == Pixels(literalGrey)) << w << " x " << h;
+        for (MemHandle m : {fast, literal, grey, literalGrey}) MemFree(m);
+    }
+    MemUnlock(mapHandle);
+    MemFree(mapHandle);
+}
+
+MemHandle RenderKind(test::Session& s, int kind,
+                     const std::vector<std::pair<const char*, std::string>>& set) {
+    s.rec()->kindIndex = kind;
+    for (const auto& [field, value] : set) test::Enter(s, kind, field, value);
+    return RenderSelectedKind(s.rec());
+}
+
+TEST(TerrainKind, RendersTheSameFieldAtEverySize) {
+    for (int kind : {kTerrain, kSurface}) {
+        const std::vector<std::pair<const char*, std::string>> common = {
+            {"seed", "3131"}, {"density", "2.2"}, {"elevation", "1.3"}, {"meshPower", "7"}};
+        test::Session small, large;
+        auto smallSet = common, largeSet = common;
+        smallSet.insert(smallSet.end(), {{"width", "100"}, {"depth", "70"}});
+        largeSet.insert(largeSet.end(), {{"width", "199"}, {"depth", "139"}});
+        const MemHandle a = RenderKind(small, kind, smallSet);
+        const MemHandle b = RenderKind(large, kind, largeSet);
+        ImageView va, vb;
+        ASSERT_TRUE(LockImage(a, &va));
+        ASSERT_TRUE(LockImage(b, &vb));
+        // Pixel (x, y) of the small picture samples where (2x, 2y) of the
+        // large one does.
+        int differ = 0;
+        for (int y = 0; y < 70; ++y)
+            for (int x = 0; x < 100; ++x)
+                differ += GetPixel(va, x, y) != GetPixel(vb, 2 * x, 2 * y);
+        EXPECT_EQ(differ, 0) << KindAt(kind).name;
+        UnlockImage(&va);
+        UnlockImage(&vb);
+        MemFree(a);
+        MemFree(b);
+    }
+}
+
+TEST(TerrainKind, RenderMatchesTheLiteralMapThroughTheKind) {
+    test::Session s;
+    const MemHandle image =
+        RenderKind(s, kTerrain, {{"width", "200"}, {"depth", "150"}, {"seed", "2024"}});
+    const std::vector<std::uint8_t> map = reference::LiteralHeightMap(2024, 2.9, 1.0, 256);
+    const TerrainParameters* b = TerrainBlock(s.rec());
+    const MemHandle literal =
+        reference::LiteralTerrainImage(map.data(), 256, 200, 150, b->landPalette, b->waterPalette);
+    // The maps may differ by one level in a rare sample; so may the pixels.
+    const auto fast = Pixels(image), slow = Pixels(literal);
+    ASSERT_EQ(fast.size(), slow.size());
+    std::size_t differ = 0;
+    for (std::size_t k = 0; k < fast.size(); ++k) differ += fast[k] != slow[k];
+    EXPECT_LE(differ, fast.size() / 1000);
+    EXPECT_EQ(b->width, 200);
+    EXPECT_EQ(b->meshSize, 256);
+    MemFree(image);
+    MemFree(literal);
+}
+
+TEST(TerrainKind, AOnePixelSideTakesTheFirstSample) {
+    for (int kind : {kTerrain, kSurface}) {
+        const std::uint32_t widthId =
+            kind == kTerrain ? std::uint32_t(kTerrainWidthId) : std::uint32_t(kSurfaceWidthId);
+        test::Session one, wide;
+        Page().setText(one.rec()->dialog, widthId + 10000, "1,32760,800");
+        const MemHandle a =
+            RenderKind(one, kind, {{"width", "1"}, {"depth", "90"}, {"meshPower", "6"}});
+        const MemHandle b =
+            RenderKind(wide, kind, {{"width", "77"}, {"depth", "90"}, {"meshPower", "6"}});
+        ImageView va, vb;
+        ASSERT_TRUE(LockImage(a, &va)) << KindAt(kind).name;
+        ASSERT_TRUE(LockImage(b, &vb));
+        EXPECT_EQ(va.width, 1);
+        for (int y = 0; y < 90; ++y) EXPECT_EQ(GetPixel(va, 0, y), GetPixel(vb, 0, y)) << y;
+        UnlockImage(&va);
+        UnlockImage(&vb);
+        MemFree(a);
+        MemFree(b);
+    }
+}
+
+TEST(TerrainKind, DamagedBlocksGiveNoImage) {
+    for (int kind : {kTerrain, kSurface}) {
+        const std::uint32_t offset = kind == kTerrain ? kTerrainOffset : kSurfaceOffset;
+        for (int damage = 0; damage < 3; ++damage) {
+            test::Session s;
+            s.rec()->kindIndex = kind;
+            std::uint8_t* b = BlockAt(s.rec(), offset);
+            const std::int32_t power = 20;
+            const double nan = std::nan("");
+            if (damage == 0) std::memcpy(b + 48, &power, 4);
+            if (damage == 1) std::memcpy(b + 28, &nan, 8);
+            if (damage == 2) std::memcpy(b + 36, &nan, 8);
+            const long live = MemLiveBlocks();
+            EXPECT_EQ(KindAt(kind).render(s.rec()), 0u) << damage;
+            EXPECT_EQ(KindAt(kind).query(s.rec(), 1), 0) << damage;
+            EXPECT_EQ(MemLiveBlocks(), live) << damage;
+        }
+    }
+}
+
+TEST(TerrainKind, EveryAllocationFailureIsSurvived) {
+    for (int kind : {kTerrain, kSurface}) {
+        bool keptGreyAfterFailure = false;
+        MemHandle h = 0;
+        // Past the last allocation of a render, which then succeeds.
+        for (long n = 0; n < 24; ++n) {
+            test::Session s;
+            s.rec()->kindIndex = kind;
+            test::Enter(s, kind, "width", "70");
+            test::Enter(s, kind, "depth", "66");
+            test::Enter(s, kind, "meshPower", "5");
+            const long live = MemLiveBlocks();
+            MemFailAfter(n);
+            h = RenderSelectedKind(s.rec());
+            MemFailAfter(-1);
+            const MemHandle grey = MemHandle(KindAt(kind).query(s.rec(), 1));
+            keptGreyAfterFailure = keptGreyAfterFailure || (!h && grey);
+            EXPECT_EQ(MemLiveBlocks(), live + (h ? 1 : 0) + (grey ? 1 : 0)) << n;
+            MemFree(h);
+            EXPECT_EQ(KindAt(kind).release(s.rec()), 1);
+            EXPECT_EQ(MemLiveBlocks(), live) << n;
+        }
+        EXPECT_NE(h, 0u) << KindAt(kind).name;
+        // Surface keeps its grey image when only the colouring fails.
+        EXPECT_EQ(keptGreyAfterFailure, kind == kSurface);
+    }
+}
+
+TEST(SurfaceKind, KeepsOneGreyImageAndRecolours) {
+    test::Session s;
+    const MemHandle first =
+        RenderKind(s, kSurface, {{"width", "64"}, {"depth", "64"}, {"meshPower", "5"}});
+    ASSERT_NE(first, 0u);
+    const MemHandle grey = SurfaceGreyImage(s.rec());
+    ASSERT_NE(grey, 0u);
+    const long live = MemLiveBlocks();
+    SurfaceBlock(s.rec())->gradient.start = 0x00123456u;
+    const MemHandle second = RenderSelectedKind(s.rec());
+    ASSERT_NE(second, 0u);
+    EXPECT_EQ(MemLiveBlocks(), live + 1) << "the first grey image is freed";
+    // The edited gradient is in the table at once.
+    EXPECT_EQ(s.rec()->colourTable[0], 0x56);
+    EXPECT_EQ(s.rec()->colourTable[1], 0x34);
+    EXPECT_EQ(s.rec()->colourTable[2], 0x12);
+    // Every pixel is the table entry of its grey level.
+    ImageView g, c;
+    ASSERT_TRUE(LockImage(SurfaceGreyImage(s.rec()), &g));
+    ASSERT_TRUE(LockImage(second, &c));
+    for (int y = 0; y < 64; ++y)
+        for (int x = 0; x < 64; ++x) {
+            const std::uint8_t* t = s.rec()->colourTable + 3 * (GetPixel(g, x, y) & 0xFF);
+            ASSERT_EQ(GetPixel(c, x, y), std::uint32_t(t[0] | t[1] << 8 | t[2] << 16));
+        }
+    UnlockImage(&g);
+    UnlockImage(&c);
+    MemFree(first);
+    MemFree(second);
+    EXPECT_EQ(KindAt(kSurface).release(s.rec()), 1);
+    EXPECT_EQ(SurfaceGreyImage(s.rec()), 0u);
+    EXPECT_EQ(KindAt(kSurface).release(s.rec()), 1);
+}
+
+TEST(SurfaceKind, TheGreySlotIsNeverTakenFromASettingsFile) {
+    test::TempFolder folder;
+    test::Session s;
+    MemFree(RenderKind(s, kSurface, {{"width", "64"}, {"depth", "64"}, {"meshPower", "4"}}));
+    const MemHandle live = SurfaceGreyImage(s.rec());
+    ASSERT_NE(live, 0u);
+    const std::string path = folder.File("texture.texture");
+    ASSERT_TRUE(SaveSettingsFile(*s.rec(), path.c_str()));
+    test::Session other;
+    ASSERT_TRUE(LoadSettingsFile(other.rec(), path.c_str()));
+    EXPECT_EQ(SurfaceGreyImage(other.rec()), 0u);
+}
+
+}  // namespace
+}  // namespace tsn
