@@ -30,62 +30,66 @@ struct Options {
     int cancelAfterMs = -1;
     int okAfterMs = -1;
     bool dismissMessages = false;
+    int clickId = -1, clickX = 0, clickY = 0;  // click a control, then accept
 };
 
 void Usage() {
     std::printf(
         "usage: tsnhost [--dll PATH] [--width W --depth D] [--flags N] [--button-style N]\n"
         "               [--null-image] [--out FILE.bmp] [--cancel-after MS] [--ok-after MS]\n"
-        "               [--walk FOLDER] [--dismiss-messages] [--version]\n"
+        "               [--walk FOLDER] [--dismiss-messages] [--click ID X Y] [--version]\n"
         "Calls the plug-in's TSN16TEXTUREDoTexture and writes the returned picture.\n"
         "--width/--depth pass a size (and set flags bit 0); --flags adds the other bits:\n"
         "  2 = do not save the settings file, 4 = run without interaction, 8 = \"Done\" mode.\n"
         "--walk selects every kind in turn, previews it and saves a screenshot of the\n"
         "dialog per kind into FOLDER, printing what it saw; then it cancels.\n"
-        "--dismiss-messages answers the plug-in's message boxes, printing their text.\n");
+        "--dismiss-messages answers the plug-in's message boxes, printing their text.\n"
+        "--click ID X Y clicks control ID at (X, Y) of its client area, then presses OK.\n");
 }
 
 bool Parse(int argc, char** argv, Options* o) {
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
-        auto next = [&](const char* what) -> const char* {
-            if (i + 1 >= argc) {
-                std::fprintf(stderr, "tsnhost: %s needs a value\n", what);
+        // The values an option takes, or nullptr when too few follow.
+        auto values = [&](int n) -> char** {
+            if (i + n >= argc) {
+                std::fprintf(stderr, "tsnhost: %s needs %d value(s)\n", a.c_str(), n);
                 return nullptr;
             }
-            return argv[++i];
+            char** first = argv + i + 1;
+            i += n;
+            return first;
         };
-        const char* v = nullptr;
-        if (a == "--dll" && (v = next("--dll")))
-            o->dll = v;
-        else if (a == "--out" && (v = next("--out")))
-            o->out = v;
-        else if (a == "--walk" && (v = next("--walk")))
-            o->walk = v;
-        else if (a == "--width" && (v = next("--width")))
-            o->size[0] = std::uint32_t(std::atoi(v)), o->sizeGiven = true;
-        else if (a == "--depth" && (v = next("--depth")))
-            o->size[1] = std::uint32_t(std::atoi(v)), o->sizeGiven = true;
-        else if (a == "--flags" && (v = next("--flags")))
-            o->flags = std::uint32_t(std::strtoul(v, nullptr, 0));
-        else if (a == "--button-style" && (v = next("--button-style")))
-            o->buttonStyle = std::uint32_t(std::atoi(v));
-        else if (a == "--cancel-after" && (v = next("--cancel-after")))
-            o->cancelAfterMs = std::atoi(v);
-        else if (a == "--ok-after" && (v = next("--ok-after")))
-            o->okAfterMs = std::atoi(v);
-        else if (a == "--null-image")
+        char** v = nullptr;
+        if (a == "--null-image") {
             o->nullImage = true;
-        else if (a == "--dismiss-messages")
+        } else if (a == "--dismiss-messages") {
             o->dismissMessages = true;
-        else if (a == "--version")
+        } else if (a == "--version") {
             o->versionOnly = true;
-        else {
+        } else if (a == "--click") {
+            if (!(v = values(3))) return false;
+            o->clickId = std::atoi(v[0]);
+            o->clickX = std::atoi(v[1]);
+            o->clickY = std::atoi(v[2]);
+        } else if (a == "--dll" || a == "--out" || a == "--walk" || a == "--width" ||
+                   a == "--depth" || a == "--flags" || a == "--button-style" ||
+                   a == "--cancel-after" || a == "--ok-after") {
+            if (!(v = values(1))) return false;
+            const char* x = v[0];
+            if (a == "--dll") o->dll = x;
+            if (a == "--out") o->out = x;
+            if (a == "--walk") o->walk = x;
+            if (a == "--width") o->size[0] = std::uint32_t(std::atoi(x)), o->sizeGiven = true;
+            if (a == "--depth") o->size[1] = std::uint32_t(std::atoi(x)), o->sizeGiven = true;
+            if (a == "--flags") o->flags = std::uint32_t(std::strtoul(x, nullptr, 0));
+            if (a == "--button-style") o->buttonStyle = std::uint32_t(std::atoi(x));
+            if (a == "--cancel-after") o->cancelAfterMs = std::atoi(x);
+            if (a == "--ok-after") o->okAfterMs = std::atoi(x);
+        } else {
             Usage();
             return false;
         }
-        if (!v && a != "--null-image" && a != "--version" && a != "--dismiss-messages")
-            return false;
     }
     return true;
 }
@@ -247,6 +251,20 @@ DWORD WINAPI Drive(LPVOID param) {
         PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
         return 0;
     }
+    if (o.clickId >= 0) {
+        HWND control = GetDlgItem(dlg, o.clickId);
+        std::printf("click %d %s\n", o.clickId, control ? "found" : "missing");
+        const LPARAM at = MAKELPARAM(o.clickX, o.clickY);
+        PostMessageA(control, WM_MOUSEMOVE, 0, at);
+        PostMessageA(control, WM_LBUTTONDOWN, MK_LBUTTON, at);
+        PostMessageA(control, WM_LBUTTONUP, 0, at);
+        Settle(dlg);
+        char status[128] = {};
+        GetDlgItemTextA(dlg, o.clickId + 1, status, sizeof status);
+        std::printf("status %s\n", status);
+        PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+        return 0;
+    }
     if (o.dismissMessages) {
         // Until the dialog is gone, report and close every message box.
         while (IsWindow(dlg)) {
@@ -317,7 +335,8 @@ int main(int argc, char** argv) {
     if (o.versionOnly) return 0;
 
     HANDLE driver = nullptr;
-    if (!o.walk.empty() || o.cancelAfterMs >= 0 || o.okAfterMs >= 0 || o.dismissMessages)
+    if (!o.walk.empty() || o.cancelAfterMs >= 0 || o.okAfterMs >= 0 || o.dismissMessages ||
+        o.clickId >= 0)
         driver = CreateThread(nullptr, 0, Drive, &o, 0, nullptr);
     std::uint64_t image = 0;
     const std::uint32_t flags = o.flags | (o.sizeGiven ? 1u : 0u);

@@ -19,6 +19,22 @@ std::uint32_t LowestControl(int kind) {
 
 }  // namespace
 
+bool IsPresetList(std::uint32_t id) {
+    static constexpr std::uint32_t kLists[] = {217, 235, 246, 295, 310, 360, 376, 412,
+                                               435, 507, 516, 539, 561, 584, 604, 624,
+                                               648, 668, 714, 751, 788, 801};
+    for (std::uint32_t l : kLists)
+        if (l == id) return true;
+    return false;
+}
+
+const ExtraCheckBox* FindExtraCheckBox(std::uint32_t id) {
+    static constexpr ExtraCheckBox kBoxes[] = {{405, "Integral dimensions"}};
+    for (const ExtraCheckBox& b : kBoxes)
+        if (b.id == id) return &b;
+    return nullptr;
+}
+
 int PageTemplateNumber(int kind) {
     const std::uint32_t mine = LowestControl(kind);
     int rank = 1;

@@ -366,7 +366,8 @@ int BuildControlList(const PageTable& t, std::uint32_t* out, int cap) {
         if (f.control == Control::ScrollBar) add(f.id + kValueDisplayOffset);
     }
     for (const std::uint32_t* e = t.extraControls; e && *e; ++e) add(*e);
-    if (t.extraControls && t.extraControls[0]) add(t.extraControls[0] + kLabelOffset);
+    if (t.extraControls && t.extraControls[0] && IsPresetList(t.extraControls[0]))
+        add(t.extraControls[0] + kLabelOffset);
     if (cap > 0) out[n] = 0;
     return n;
 }

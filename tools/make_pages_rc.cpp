@@ -3,6 +3,7 @@
 // caption, its control and (for edit fields) its up-down partner, and the
 // preset list with its three buttons closes the page. The dialog copies
 // these controls into itself when it starts.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -114,18 +115,47 @@ void WritePage(std::FILE* out, int number) {
         }
         // The preset library: its list and the add, delete and load buttons.
         const std::uint32_t* e = t.extraControls;
-        const int y = kPageTop + kPageHeight - 30;
-        if (e && e[0]) {
+        const int presetY = kPageTop + kPageHeight - 30;
+        int extraCount = 0;
+        while (e && e[extraCount]) ++extraCount;
+        int first = 0;
+        if (extraCount >= 4 && IsPresetList(e[0])) {
             std::fprintf(out, "  LTEXT \"Presets:\", %u, %d, %d, 60, 9\n", e[0] + kLabelOffset,
-                         kPageLeft, y - 11);
+                         kPageLeft, presetY - 11);
             std::fprintf(
                 out, "  COMBOBOX %u, %d, %d, 150, 14, CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP\n",
-                e[0], kPageLeft, y);
+                e[0], kPageLeft, presetY);
             const char* captions[] = {"Add...", "Delete", "Load"};
-            for (int b = 1; b <= 3 && e[b - 1] && e[b]; ++b)
+            for (int b = 1; b <= 3; ++b)
                 std::fprintf(out, "  PUSHBUTTON %s, %u, %d, %d, 46, 13\n",
                              Quoted(captions[b - 1]).c_str(), e[b], kPageLeft + (b - 1) * 50,
-                             y + 16);
+                             presetY + 16);
+            first = 4;
+        }
+        // The control a kind repaints after each render is its picture view:
+        // it takes the free part of the page. Other extra controls are check
+        // boxes of their own or status lines, under the fields.
+        const TextureKind& kindRow = KindAt(kind);
+        int top = kPageTop + (std::min(shown, perColumn) + 1) * kRow;
+        const int bottom = presetY - 16;
+        if (kindRow.flags & kKindRepaintExtra) {
+            const int statusLines = extraCount - first - 1;
+            const int height = bottom - top - 10 * statusLines - 4;
+            std::fprintf(out, "  CONTROL \"\", %u, \"TsnPictureView\", WS_BORDER, %d, %d, %d, %d\n",
+                         kindRow.extraControl, kPageLeft, top, kPageWidth - 4, height);
+            top += height + 3;
+        }
+        for (int i = first; i < extraCount; ++i) {
+            if ((kindRow.flags & kKindRepaintExtra) && e[i] == kindRow.extraControl) continue;
+            if (const ExtraCheckBox* box = FindExtraCheckBox(e[i])) {
+                std::fprintf(out, "  AUTOCHECKBOX %s, %u, %d, %d, %d, 10\n",
+                             Quoted(box->caption).c_str(), e[i], kPageLeft, top, kPageWidth - 4);
+                top += kRow;
+            } else {
+                std::fprintf(out, "  LTEXT \"\", %u, %d, %d, %d, 9\n", e[i], kPageLeft, top,
+                             kPageWidth - 4);
+                top += 10;
+            }
         }
     }
     std::fprintf(out, "END\n");

@@ -182,11 +182,13 @@ bool RegisterControlClasses(HINSTANCE module) {
     wc.hInstance = module;
     wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
     wc.lpszClassName = kFountainViewClass;
-    return RegisterClassA(&wc) != 0;
+    const bool fountain = RegisterClassA(&wc) != 0;
+    return RegisterPictureView(module) && fountain;
 }
 
 void UnregisterControlClasses(HINSTANCE module) {
     UnregisterClassA(kFountainViewClass, module);
+    UnregisterPictureView(module);
 }
 
 void DrawImage(HDC dc, HGLOBAL image, const RECT& dest) {

@@ -43,6 +43,8 @@ bool AskYesNo(HWND owner, const char* text);
 // Registers the window classes the page templates use.
 bool RegisterControlClasses(HINSTANCE module);
 void UnregisterControlClasses(HINSTANCE module);
+bool RegisterPictureView(HINSTANCE module);
+void UnregisterPictureView(HINSTANCE module);
 
 // Draws a 24-bit image block into `dc` at `dest`, stretched with halftone.
 void DrawImage(HDC dc, HGLOBAL image, const RECT& dest);

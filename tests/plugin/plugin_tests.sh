@@ -121,6 +121,18 @@ host --cancel-after 1500
 check "cancel: result 0" said "^result 0"
 check "cancel: no configuration file" test ! -f "$ini"
 
+# --- Mandelbrot's navigation view: a click centres there and zooms in; the
+# session's remembered settings give tsntxtr the same picture.
+rm -f "$settings"
+"$tsntxtr" render mandelbrot --width 300 --depth 300 -o "$work/nav0.bmp" --save-settings "$settings" >/dev/null 2>&1
+host --click 364 60 40 --out got.bmp
+check "navigation: the view control is on the page" said "^click 364 found"
+check "navigation: the status line names the point" said "^status REAL: -\?[0-9.]*   IMAG: -\?[0-9.]*   ZOOM LEVEL: [0-9]*"
+check "navigation: session accepted" said "^result 1"
+check "navigation: the view changed" bash -c "! cmp -s '$work/nav0.bmp' '$work/stage/got.bmp'"
+"$tsntxtr" render --from "$settings" -o "$work/nav1.bmp" >/dev/null 2>&1
+check "navigation: tsntxtr renders the same view from the settings" cmp -s "$work/nav1.bmp" "$work/stage/got.bmp"
+
 # --- A walk through all 23 kinds with Preview and a screenshot each.
 mkdir -p "$work/stage/shots"
 host --walk shots --width 400 --depth 300

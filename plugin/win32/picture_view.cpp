@@ -1,0 +1,115 @@
+// The Mandelbrot page's navigation view: the last picture, stretched to the
+// control. A click centres there and zooms in; the right button offers
+// zooming out and stepping back through the views already seen. While the
+// pointer moves, the status line names the point under it.
+#include <windows.h>
+
+#include "plugin/catalogue.h"
+#include "plugin/win32/frame.h"
+#include "textures/gradient/mandelbrot.h"
+
+namespace tsn::win {
+
+namespace {
+
+constexpr char kPictureViewClass[] = "TsnPictureView";
+enum : UINT { kMenuZoomIn = 1, kMenuZoomOut, kMenuBack };
+
+// The session's Mandelbrot block while its page is the one shown.
+MandelbrotParameters* ShownBlock() {
+    MasterTextureRecord* rec = Lib().current;
+    if (!rec || rec->kindIndex != FindKind("mandelbrot")) return nullptr;
+    return MandelbrotBlock(rec);
+}
+
+void Rerender(HWND view) {
+    HWND dlg = GetParent(view);
+    if (Lib().current) Lib().current->needsRender = 1;
+    PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(102, BN_CLICKED), 0);
+}
+
+LRESULT CALLBACK PictureViewProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
+    switch (msg) {
+        case WM_PAINT: {
+            PAINTSTRUCT ps;
+            HDC dc = BeginPaint(w, &ps);
+            RECT r;
+            GetClientRect(w, &r);
+            MasterTextureRecord* rec = Lib().current;
+            if (ShownBlock() && rec->image)
+                DrawImage(dc, reinterpret_cast<HGLOBAL>(rec->image), r);
+            else
+                FillRect(dc, &r, GetSysColorBrush(COLOR_BTNFACE));
+            EndPaint(w, &ps);
+            return 0;
+        }
+        case WM_MOUSEMOVE: {
+            MandelbrotParameters* b = ShownBlock();
+            if (!b) break;
+            RECT r;
+            GetClientRect(w, &r);
+            double re, im;
+            MandelbrotPointAt(*b, short(LOWORD(lp)), short(HIWORD(lp)), r.right, r.bottom, &re,
+                              &im);
+            char text[96];
+            MandelbrotStatusText(*b, re, im, text, sizeof text);
+            SetDlgItemTextA(GetParent(w), kMandelbrotStatusId, text);
+            return 0;
+        }
+        case WM_LBUTTONDOWN: {
+            MandelbrotParameters* b = ShownBlock();
+            if (!b) break;
+            RECT r;
+            GetClientRect(w, &r);
+            double re, im;
+            MandelbrotPointAt(*b, short(LOWORD(lp)), short(HIWORD(lp)), r.right, r.bottom, &re,
+                              &im);
+            MandelbrotCentreOn(b, re, im);
+            MandelbrotZoomIn(b);
+            Rerender(w);
+            return 0;
+        }
+        case WM_RBUTTONUP: {
+            MandelbrotParameters* b = ShownBlock();
+            if (!b) break;
+            HMENU menu = CreatePopupMenu();
+            AppendMenuA(menu, MF_STRING, kMenuZoomIn, "Zoom &in");
+            AppendMenuA(menu, MF_STRING, kMenuZoomOut, "Zoom &out");
+            AppendMenuA(menu, MF_STRING | (MandelbrotHistoryDepth(*b) ? 0 : MF_GRAYED), kMenuBack,
+                        "&Back");
+            POINT p = {short(LOWORD(lp)), short(HIWORD(lp))};
+            ClientToScreen(w, &p);
+            const UINT chosen =
+                TrackPopupMenu(menu, TPM_RETURNCMD | TPM_RIGHTBUTTON, p.x, p.y, 0, w, nullptr);
+            DestroyMenu(menu);
+            bool changed = false;
+            if (chosen == kMenuZoomIn) changed = MandelbrotZoomIn(b);
+            if (chosen == kMenuZoomOut) changed = MandelbrotZoomOut(b);
+            if (chosen == kMenuBack) changed = MandelbrotBack(b);
+            if (changed) Rerender(w);
+            return 0;
+        }
+        case WM_KEYDOWN:
+        case WM_CHAR:
+            break;
+    }
+    return DefWindowProcA(w, msg, wp, lp);
+}
+
+}  // namespace
+
+bool RegisterPictureView(HINSTANCE module) {
+    WNDCLASSA wc = {};
+    wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS;
+    wc.lpfnWndProc = PictureViewProc;
+    wc.hInstance = module;
+    wc.hCursor = LoadCursor(nullptr, IDC_CROSS);
+    wc.lpszClassName = kPictureViewClass;
+    return RegisterClassA(&wc) != 0;
+}
+
+void UnregisterPictureView(HINSTANCE module) {
+    UnregisterClassA(kPictureViewClass, module);
+}
+
+}  // namespace tsn::win
