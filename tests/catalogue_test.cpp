@@ -99,8 +99,7 @@ TEST(Catalogue, KindsWithoutAnOlderLayoutConvertByPlainCopy) {
     rec->transferTargetSize = 107;
     EXPECT_EQ(KindAt(plasma).query(rec, kQueryConvertOut), 0);
     rec->transferSource = rec->transferTarget = 0;
-    for (int code : {0, 1, 3, 4, 5, 10, -1})
-        EXPECT_EQ(KindAt(plasma).query(rec, code), 0) << code;
+    for (int code : {0, 1, 3, 4, 5, 10, -1}) EXPECT_EQ(KindAt(plasma).query(rec, code), 0) << code;
 }
 
 TEST(Catalogue, KindsThatAreNotBuiltRenderNothing) {

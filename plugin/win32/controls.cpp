@@ -175,14 +175,19 @@ bool AskYesNo(HWND owner, const char* text) {
     return DialogBoxParamA(Lib().module, "YesnoBox", owner, MessageProc, LPARAM(text)) == IDYES;
 }
 
-bool RegisterControlClasses(HINSTANCE module) {
+bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCSTR cursor) {
     WNDCLASSA wc = {};
     wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS;
-    wc.lpfnWndProc = FountainViewProc;
+    wc.lpfnWndProc = proc;
     wc.hInstance = module;
-    wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    wc.lpszClassName = kFountainViewClass;
-    const bool fountain = RegisterClassA(&wc) != 0;
+    wc.hCursor = LoadCursor(nullptr, cursor);
+    wc.lpszClassName = name;
+    return RegisterClassA(&wc) != 0;
+}
+
+bool RegisterControlClasses(HINSTANCE module) {
+    const bool fountain =
+        RegisterControlClass(module, kFountainViewClass, FountainViewProc, IDC_ARROW);
     return RegisterPictureView(module) && fountain;
 }
 

@@ -43,6 +43,8 @@ bool AskYesNo(HWND owner, const char* text);
 // Registers the window classes the page templates use.
 bool RegisterControlClasses(HINSTANCE module);
 void UnregisterControlClasses(HINSTANCE module);
+// A control class of the pages, usable by every module's dialogs.
+bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCSTR cursor);
 bool RegisterPictureView(HINSTANCE module);
 void UnregisterPictureView(HINSTANCE module);
 

@@ -22,6 +22,13 @@ MandelbrotParameters* ShownBlock() {
     return MandelbrotBlock(rec);
 }
 
+// The complex point under the pointer position packed in `lp`.
+void PointUnder(HWND w, const MandelbrotParameters& b, LPARAM lp, double* re, double* im) {
+    RECT r;
+    GetClientRect(w, &r);
+    MandelbrotPointAt(b, short(LOWORD(lp)), short(HIWORD(lp)), r.right, r.bottom, re, im);
+}
+
 void Rerender(HWND view) {
     HWND dlg = GetParent(view);
     if (Lib().current) Lib().current->needsRender = 1;
@@ -46,11 +53,8 @@ LRESULT CALLBACK PictureViewProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_MOUSEMOVE: {
             MandelbrotParameters* b = ShownBlock();
             if (!b) break;
-            RECT r;
-            GetClientRect(w, &r);
             double re, im;
-            MandelbrotPointAt(*b, short(LOWORD(lp)), short(HIWORD(lp)), r.right, r.bottom, &re,
-                              &im);
+            PointUnder(w, *b, lp, &re, &im);
             char text[96];
             MandelbrotStatusText(*b, re, im, text, sizeof text);
             SetDlgItemTextA(GetParent(w), kMandelbrotStatusId, text);
@@ -59,11 +63,8 @@ LRESULT CALLBACK PictureViewProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_LBUTTONDOWN: {
             MandelbrotParameters* b = ShownBlock();
             if (!b) break;
-            RECT r;
-            GetClientRect(w, &r);
             double re, im;
-            MandelbrotPointAt(*b, short(LOWORD(lp)), short(HIWORD(lp)), r.right, r.bottom, &re,
-                              &im);
+            PointUnder(w, *b, lp, &re, &im);
             MandelbrotCentreOn(b, re, im);
             MandelbrotZoomIn(b);
             Rerender(w);
@@ -99,13 +100,7 @@ LRESULT CALLBACK PictureViewProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
 }  // namespace
 
 bool RegisterPictureView(HINSTANCE module) {
-    WNDCLASSA wc = {};
-    wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS;
-    wc.lpfnWndProc = PictureViewProc;
-    wc.hInstance = module;
-    wc.hCursor = LoadCursor(nullptr, IDC_CROSS);
-    wc.lpszClassName = kPictureViewClass;
-    return RegisterClassA(&wc) != 0;
+    return RegisterControlClass(module, kPictureViewClass, PictureViewProc, IDC_CROSS);
 }
 
 void UnregisterPictureView(HINSTANCE module) {
