@@ -285,6 +285,14 @@ DWORD WINAPI Drive(LPVOID param) {
         PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
     } else if (o.okAfterMs >= 0) {
         Sleep(DWORD(o.okAfterMs));
+        // What the user sees of the frame, then "View...", then OK.
+        char ok[32] = {};
+        GetDlgItemTextA(dlg, IDOK, ok, sizeof ok);
+        std::printf("buttons ok \"%s\" cancel %d\n", ok,
+                    IsWindowEnabled(GetDlgItem(dlg, IDCANCEL)) ? 1 : 0);
+        std::fflush(stdout);
+        SendMessageA(dlg, WM_COMMAND, MAKEWPARAM(106, BN_CLICKED), LPARAM(GetDlgItem(dlg, 106)));
+        Settle(dlg);
         PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
     }
     return 0;

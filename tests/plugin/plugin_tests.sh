@@ -115,6 +115,15 @@ check "null imageOut: accepted" said "^result 1"
 check "null imageOut: no picture handed over" said "^image none"
 check "null imageOut: configuration file written" test -f "$ini"
 
+# --- "Done" mode: OK reads "Done" and Cancel is disabled; "View..." hands
+# the picture to the host's view function with the host's context.
+host --flags 8 --ok-after 1500 --out got.bmp
+check "done mode: OK is captioned Done, Cancel disabled" said '^buttons ok "Done" cancel 0'
+check "view: the host's view function gets the picture and its context" said "^view: image [0-9A-Fa-fx]* context 7"
+check "done mode: session accepted with a picture" said "^image 64 x 64"
+host --ok-after 1500 --out got.bmp
+check "normal mode: OK and Cancel as usual" said '^buttons ok "OK" cancel 1'
+
 # --- Cancel: returns 0 and writes no configuration file.
 rm -f "$ini"
 host --cancel-after 1500
