@@ -25,7 +25,7 @@ void Fail(const std::string& message) {
 
 std::string ValidKinds() {
     std::string s;
-    for (int i = 0; i < kKindCount; ++i) s += std::string(i ? ", " : "") + KindInfoAt(i).key;
+    for (int i = 0; i < kKindCount; ++i) s += std::string(i ? ", " : "") + KindOf(i).key;
     return s;
 }
 
@@ -88,77 +88,51 @@ struct Requested {
     double value;
 };
 
-// Sets the session up for a render request: kind, starting file, options.
-// Returns the kind index, or -1 after reporting what was wrong (exit code in
-// *code).
-int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* asked, int* code) {
-    *code = 2;
-    MasterTextureRecord* rec = s.rec;
-    int kind = -1;
-    if (!r.from.empty()) {
-        char signature[9] = {};
-        if (std::FILE* f = std::fopen(r.from.c_str(), "rb")) {
-            if (std::fread(signature, 1, 8, f) != 8) signature[0] = 0;
-            std::fclose(f);
-        } else {
-            Fail("cannot open '" + r.from + "': " + std::strerror(errno));
-            *code = 1;
+// Loads the settings or preset file the request starts from. Returns the
+// kind it names, or -1 after reporting what was wrong.
+int LoadStartingFile(MasterTextureRecord* rec, const std::string& path) {
+    char signature[9] = {};
+    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+        if (std::fread(signature, 1, 8, f) != 8) signature[0] = 0;
+        std::fclose(f);
+    } else {
+        Fail("cannot open '" + path + "': " + std::strerror(errno));
+        return -1;
+    }
+    int kind;
+    if (std::memcmp(signature, "VANTTSTT", 8) == 0) {
+        if (!LoadSettingsFile(rec, path.c_str())) {
+            Fail("'" + path + "' is a damaged settings file (wrong length, version or size)");
             return -1;
         }
-        if (std::memcmp(signature, "VANTTSTT", 8) == 0) {
-            if (!LoadSettingsFile(rec, r.from.c_str())) {
-                Fail("'" + r.from + "' is a damaged settings file (wrong length, version or size)");
-                *code = 1;
-                return -1;
-            }
-            kind = rec->kindIndex;
-        } else {
-            const auto dot = r.from.find_last_of('.');
-            const std::string ext = dot == std::string::npos ? "" : r.from.substr(dot + 1);
-            kind = FindKindBySignature(signature, ext.c_str());
-            if (kind < 0 || !LoadPresetFile(rec, kind, r.from.c_str())) {
-                Fail("'" + r.from + "' is neither a settings file nor a preset of any kind");
-                *code = 1;
-                return -1;
-            }
+        kind = rec->kindIndex;
+    } else {
+        const auto dot = path.find_last_of('.');
+        const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
+        kind = FindKindBySignature(signature, ext.c_str());
+        if (kind < 0 || !LoadPresetFile(rec, kind, path.c_str())) {
+            Fail("'" + path + "' is neither a settings file nor a preset of any kind");
+            return -1;
         }
-        LoadPages(rec);
     }
-    if (!r.kind.empty()) {
-        kind = ResolveKind(r.kind);
-        if (kind < 0) return -1;
-    }
-    if (kind < 0 || kind >= kKindCount) {
-        Fail(r.from.empty() ? "name a kind to render; the kinds are: " + ValidKinds()
-                            : "'" + r.from + "' names no kind; name one");
-        return -1;
-    }
-    const KindInfo& info = KindInfoAt(kind);
-    if (!info.available) {
-        Fail(std::string(KindAt(kind).name) +
-             " is not built yet; `tsntxtr list` shows which kinds render");
-        *code = 1;
-        return -1;
-    }
-    rec->kindIndex = kind;
-    const PageTable& page = *info.page;
-    std::uint8_t* block = BlockAt(rec, info.blockOffset);
+    LoadPages(rec);
+    return kind;
+}
 
-    auto fieldWithRole = [&](Role role) -> const PageField* {
-        for (int i = 0; i < page.count; ++i)
-            if (page.fields[i].role == role) return &page.fields[i];
-        return nullptr;
-    };
+// Enters the request's values on the kind's page, as a user typing would,
+// and remembers what was asked so clamping can be reported. False after
+// reporting a value or field that does not exist.
+bool ApplyOptions(MasterTextureRecord* rec, const KindDescriptor& kind, const RenderRequest& r,
+                  std::vector<Requested>* asked) {
+    const PageTable& page = *kind.page;
+    std::uint8_t* block = BlockAt(rec, kind.blockOffset);
     auto enter = [&](const PageField& f, const std::string& text) {
         std::string error;
-        if (!EnterFieldText(f, text, rec->dialog, block, &error)) {
+        double v = 0;
+        if (!EnterFieldText(f, text, rec->dialog, block, &error, &v)) {
             Fail(error);
             return false;
         }
-        double v = 0;
-        std::sscanf(text.c_str(), "%lf", &v);
-        if (text.size() > 2 && (text[1] == 'x' || text[1] == 'X'))
-            v = double(std::strtoull(text.c_str() + 2, nullptr, 16));
         asked->push_back({&f, text, v});
         // The seed option takes effect at once: the seed the picture uses
         // is the block's, so it is set there too, clamped as the page clamps.
@@ -169,28 +143,22 @@ int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* 
         }
         return true;
     };
-    struct SizeOption {
-        int value;
+    struct Option {
+        bool given;
+        std::string value;
         Role role;
-        const char* option;
+        const char* what;
     };
-    for (const SizeOption& o : {SizeOption{r.width, Role::Width, "--width"},
-                                SizeOption{r.depth, Role::Depth, "--depth"}}) {
-        if (o.value < 0) continue;
-        const PageField* f = fieldWithRole(o.role);
+    for (const Option& o : {Option{r.width >= 0, std::to_string(r.width), Role::Width, "--width"},
+                            Option{r.depth >= 0, std::to_string(r.depth), Role::Depth, "--depth"},
+                            Option{r.hasSeed, std::to_string(r.seed), Role::Seed, "random seed"}}) {
+        if (!o.given) continue;
+        const PageField* f = FieldWithRole(page, o.role);
         if (!f) {
-            Fail(std::string(KindAt(kind).name) + " has no " + o.option);
-            return -1;
+            Fail(std::string(kind.name) + " has no " + o.what);
+            return false;
         }
-        if (!enter(*f, std::to_string(o.value))) return -1;
-    }
-    if (r.hasSeed) {
-        const PageField* f = fieldWithRole(Role::Seed);
-        if (!f) {
-            Fail(std::string(KindAt(kind).name) + " has no random seed");
-            return -1;
-        }
-        if (!enter(*f, std::to_string(r.seed))) return -1;
+        if (!enter(*f, o.value)) return false;
     }
     for (const std::string& set : r.sets) {
         const auto eq = set.find('=');
@@ -198,18 +166,50 @@ int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* 
         const PageField* f = FindField(page, name);
         if (eq == std::string::npos || !f || f->type == FieldType::Fountain) {
             Fail(eq == std::string::npos ? "--set takes FIELD=VALUE, not '" + set + "'"
-                                         : "unknown field '" + name + "' of " + KindAt(kind).name +
+                                         : "unknown field '" + name + "' of " + kind.name +
                                                "; the fields are: " + FieldNames(page));
-            return -1;
+            return false;
         }
-        if (!enter(*f, set.substr(eq + 1))) return -1;
+        if (!enter(*f, set.substr(eq + 1))) return false;
     }
+    return true;
+}
+
+// Sets the session up for a render request: kind, starting file, options.
+// Returns the kind index, or -1 after reporting what was wrong (exit code in
+// *code).
+int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* asked, int* code) {
+    MasterTextureRecord* rec = s.rec;
+    int kind = -1;
+    if (!r.from.empty()) {
+        kind = LoadStartingFile(rec, r.from);
+        *code = 1;
+        if (kind < 0) return -1;
+    }
+    *code = 2;
+    if (!r.kind.empty()) {
+        kind = ResolveKind(r.kind);
+        if (kind < 0) return -1;
+    }
+    if (kind < 0 || kind >= kKindCount) {
+        Fail(r.from.empty() ? "name a kind to render; the kinds are: " + ValidKinds()
+                            : "'" + r.from + "' names no kind; name one");
+        return -1;
+    }
+    const KindDescriptor& k = KindOf(kind);
+    if (!KindRenders(k)) {
+        Fail(std::string(k.name) + " is not built yet; `tsntxtr list` shows which kinds render");
+        *code = 1;
+        return -1;
+    }
+    rec->kindIndex = kind;
+    if (!ApplyOptions(rec, k, r, asked)) return -1;
     *code = 0;
     return kind;
 }
 
 void ReportClamps(MasterTextureRecord* rec, int kind, const std::vector<Requested>& asked) {
-    const std::uint8_t* block = BlockAt(rec, KindInfoAt(kind).blockOffset);
+    const std::uint8_t* block = BlockAt(rec, KindOf(kind).blockOffset);
     for (const Requested& a : asked) {
         const double used = GetFieldValue(*a.field, block);
         if (used == a.value) continue;
@@ -227,7 +227,7 @@ MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Request
         image = RenderSelectedKind(s.rec);
     }
     ReportClamps(s.rec, kind, asked);
-    if (!image) Fail(std::string("rendering ") + KindAt(kind).name + " failed: out of memory");
+    if (!image) Fail(std::string("rendering ") + KindOf(kind).name + " failed: out of memory");
     return image;
 }
 
@@ -242,18 +242,17 @@ bool CheckOutput(const std::string& path) {
 int ListKinds() {
     std::printf("%-3s %-14s %-16s %s\n", "#", "KEY", "NAME", "STATE");
     for (int i = 0; i < kKindCount; ++i)
-        std::printf("%-3d %-14s %-16s %s\n", i, KindInfoAt(i).key, KindAt(i).name,
-                    KindInfoAt(i).available ? "renders" : "not built yet");
+        std::printf("%-3d %-14s %-16s %s\n", i, KindOf(i).key, KindOf(i).name,
+                    KindRenders(KindOf(i)) ? "renders" : "not built yet");
     return 0;
 }
 
 int DescribeKind(const std::string& name) {
     const int kind = ResolveKind(name);
     if (kind < 0) return 2;
-    const KindInfo& info = KindInfoAt(kind);
-    std::printf("%s (key \"%s\"): %u-byte block %.8s%s\n", KindAt(kind).name, info.key,
-                info.blockSize, info.signature,
-                (KindAt(kind).flags & kKindHasColourMap) ? ", colour map mutable" : "");
+    const KindDescriptor& info = KindOf(kind);
+    std::printf("%s (key \"%s\"): %u-byte block %.8s%s\n", info.name, info.key, info.blockSize,
+                info.signature, (info.flags & kKindHasColourMap) ? ", colour map mutable" : "");
     if (!info.page) {
         std::printf("Not built yet: its parameters are not defined.\n");
         return 0;
@@ -331,10 +330,6 @@ namespace {
 MemHandle MutationGrid(MasterTextureRecord* rec, MemHandle grey) {
     constexpr int kCellW = 200, kCellH = 150, kGap = 6;
     constexpr std::uint32_t kFace = 0xF0F0F0, kShadow = 0xA0A0A0;
-    ImageView src;
-    if (!LockImage(grey, &src)) return 0;
-    const int pct = std::max(1, std::min(kCellW * 100 / src.width, kCellH * 100 / src.depth));
-    UnlockImage(&src);
     MemHandle grid = NewImage(3 * kCellW + 4 * kGap, 3 * kCellH + 4 * kGap);
     ImageView g;
     if (!LockImage(grid, &g)) {
@@ -345,10 +340,7 @@ MemHandle MutationGrid(MasterTextureRecord* rec, MemHandle grey) {
         for (int x = 0; x < g.width; ++x) SetPixel(g, x, y, kFace);
     bool ok = true;
     for (int k = 0; k < 9 && ok; ++k) {
-        FountainToColourTable(rec->mutations[k], rec->colourTable);
-        const MemHandle coloured = ColouriseImage(grey, rec->colourTable);
-        const MemHandle thumb = coloured ? ScaleImage(coloured, pct) : 0;
-        MemFree(coloured);
+        const MemHandle thumb = MutationThumbnail(rec, k, grey, kCellW, kCellH);
         ImageView t;
         ok = LockImage(thumb, &t);
         if (ok) {
@@ -381,8 +373,8 @@ int Mutations(const RenderRequest& r) {
     PreparedSession p(r);
     if (p.kind < 0) return p.code;
     MasterTextureRecord* rec = p.s.rec;
-    if (!(KindAt(p.kind).flags & kKindHasColourMap)) {
-        Fail(std::string(KindAt(p.kind).name) + " has no colour map to mutate");
+    if (!(KindOf(p.kind).flags & kKindHasColourMap)) {
+        Fail(std::string(KindOf(p.kind).name) + " has no colour map to mutate");
         return 2;
     }
     rec->image = p.Render();

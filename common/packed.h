@@ -3,6 +3,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -22,6 +23,25 @@ struct BlockHeader16 {
 };
 #pragma pack(pop)
 static_assert(sizeof(BlockHeader16) == 16);
+
+// The opening of the blocks of seeded pictures: the header, a reserved zero
+// word, the picture's width and depth, and the random seed. A kind's struct
+// starts with it and then lists its own fields.
+#define TSN_SEEDED_PICTURE_HEAD \
+    char signature[8];          \
+    std::uint32_t version;      \
+    std::uint32_t size;         \
+    std::uint32_t reserved;     \
+    std::int32_t width;         \
+    std::int32_t depth;         \
+    std::int32_t seed
+#define TSN_SEEDED_PICTURE_HEAD_AT(T)           \
+    static_assert(offsetof(T, version) == 8);   \
+    static_assert(offsetof(T, size) == 12);     \
+    static_assert(offsetof(T, reserved) == 16); \
+    static_assert(offsetof(T, width) == 20);    \
+    static_assert(offsetof(T, depth) == 24);    \
+    static_assert(offsetof(T, seed) == 28)
 
 inline void WriteHeader(void* block, const char* signature, std::uint32_t size) {
     auto* h = static_cast<BlockHeader16*>(block);

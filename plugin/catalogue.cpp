@@ -1,16 +1,23 @@
 #include "plugin/catalogue.h"
 
+#include <array>
 #include <cstring>
+#include <utility>
 
+#include "common/page.h"
 #include "common/text.h"
+#include "textures/external/absnoise.h"
 #include "textures/external/cgi.h"
 #include "textures/external/pipes.h"
+#include "textures/gradient/clouds.h"
 #include "textures/gradient/craters.h"
-#include "textures/gradient/designed_kinds.h"
 #include "textures/gradient/mandelbrot.h"
 #include "textures/gradient/noise.h"
+#include "textures/gradient/particle.h"
 #include "textures/gradient/plasma.h"
 #include "textures/structured/matrix.h"
+#include "textures/structured/perturbation.h"
+#include "textures/structured/ripples.h"
 #include "textures/structured/scratch.h"
 #include "textures/structured/surface.h"
 #include "textures/structured/terrain.h"
@@ -19,250 +26,155 @@ namespace tsn {
 
 namespace {
 
-struct Place {
-    const char* key;
-    const char* signature;
-    std::uint32_t offset;
-    std::uint32_t size;
+// Texture-list order, which is also the record's kind index.
+const KindDescriptor* const kKinds[kKindCount] = {
+    &kAbsNoiseKind,     &kCgiGraniteKind, &kCgiJadeKind,       &kCgiSeaKind,  &kCgiSkyKind,
+    &kCgiSlimeKind,     &kCgiTerrainKind, &kCgiTurbulenceKind, &kCgiWoodKind, &kCloudsKind,
+    &kCratersKind,      &kMandelbrotKind, &kMatrixKind,        &kNoiseKind,   &kParticleKind,
+    &kPerturbationKind, &kPipesKind,      &kPlasmaKind,        &kRipplesKind, &kScratchKind,
+    &kSurfaceKind,      &kTerrainKind,    &kThreadsKind,
 };
-
-// Where each kind's block lives in the record, in catalogue order.
-constexpr Place kPlaces[kKindCount] = {
-    {"absnoise", "VANTABSN", 29300, 749},  {"cgigranite", "VANTCGGR", 28848, 72},
-    {"cgijade", "VANTCGJA", 28604, 64},    {"cgisea", "VANTCGSE", 28736, 56},
-    {"cgisky", "VANTCGSK", 28668, 68},     {"cgislime", "VANTCGSL", 28792, 56},
-    {"cgiterrain", "VANTCGTR", 28528, 76}, {"cgiturbulence", "VANTCGTU", 28972, 76},
-    {"cgiwood", "VANTCGWO", 28920, 52},    {"clouds", "VANTCLOU", 8015, 352},
-    {"craters", "VANTPART", 7879, 136},    {"mandelbrot", "VANTMAND", 8367, 13077},
-    {"matrix", "VANTMTRX", 22508, 104},    {"noise", "VANTPERL", 6193, 725},
-    {"particle", "VANTPART", 7034, 837},   {"perturb", "VANTPERT", 21468, 1040},
-    {"pipes", "VANTPIPE", 28376, 152},     {"plasma", "VANTPLAS", 6926, 108},
-    {"ripples", "VANTRIPL", 29048, 68},    {"scratch", "VANTSCRA", 29116, 92},
-    {"surface", "VANTSURF", 25438, 1473},  {"terrain", "VANTTERR", 22612, 2826},
-    {"threads", "VANTTHRD", 29208, 92},
-};
-
-// Blocks are laid end to end (with the working slots that follow some of
-// them); a wrong number here would corrupt a neighbour.
-constexpr bool PlacesFitTheRecord() {
-    for (const Place& p : kPlaces)
-        if (p.offset < kBlocksOffset || p.offset + p.size > kBlocksEnd) return false;
-    return true;
-}
-static_assert(PlacesFitTheRecord());
-static_assert(kPlaces[13].offset + kPlaces[13].size + 8 == kPlaces[17].offset);   // Noise, slot
-static_assert(kPlaces[14].offset + kPlaces[14].size + 8 == kPlaces[10].offset);   // Particle
-static_assert(kPlaces[11].offset + kPlaces[11].size + 24 == kPlaces[15].offset);  // Mandelbrot
-static_assert(kPlaces[0].offset + kPlaces[0].size == kBlocksEnd);
-
-// Kinds whose generator is not built yet: their block carries its header and
-// size so presets and settings files keep their place, and render answers
-// with no image.
-template <int I>
-int HeaderOnlyReset(MasterTextureRecord* rec) {
-    std::uint8_t* b = BlockAt(rec, kPlaces[I].offset);
-    std::memset(b, 0, kPlaces[I].size);
-    WriteHeader(b, kPlaces[I].signature, kPlaces[I].size);
-    return 1;
-}
-
-template <int I>
-std::int64_t SizeOnlyQuery(MasterTextureRecord* rec, int code) {
-    switch (code) {
-        case kQueryConvertIn:
-        case kQueryConvertOut:
-            return CopyTransfer(rec, kPlaces[I].size);
-        case kQueryBlockSize:
-        case kQueryOldBlockSize:
-            return kPlaces[I].size;
-        default:
-            return 0;
-    }
-}
 
 MemHandle NotBuiltRender(MasterTextureRecord*) {
     return 0;
 }
 
-const std::uint32_t kNoControls[] = {0};
-
+// The shared behaviours, bound to one catalogue row so they fit the
+// row's one-argument functions.
 template <int I>
-constexpr TextureKind Unbuilt(const char* name) {
-    return TextureKind{
-        name, NotBuiltRender, HeaderOnlyReset<I>, ReleaseNothing, SizeOnlyQuery<I>, kNoControls, 0,
-        0,    {0, 0, 0}};
+int SharedReset(MasterTextureRecord* rec) {
+    return ResetKindBlock(*kKinds[I], rec);
+}
+template <int I>
+int SharedRelease(MasterTextureRecord* rec) {
+    return ReleaseGreySlot(*kKinds[I], rec);
+}
+template <int I>
+std::int64_t SharedQuery(MasterTextureRecord* rec, int code) {
+    return StandardQuery(*kKinds[I], rec, code);
 }
 
-std::uint32_t g_noiseControls[64];
-std::uint32_t g_surfaceControls[64];
-std::uint32_t g_terrainControls[64];
-std::uint32_t g_plasmaControls[64];
-std::uint32_t g_mandelbrotControls[64];
-std::uint32_t g_cratersControls[64];
-
-std::uint32_t g_cgiControls[kCgiMemberCount][64];
-std::uint32_t g_absNoiseControls[64];
-std::uint32_t g_cloudsControls[64];
-std::uint32_t g_matrixControls[64];
-std::uint32_t g_particleControls[64];
-std::uint32_t g_perturbationControls[64];
-std::uint32_t g_pipesControls[64];
-std::uint32_t g_ripplesControls[64];
-std::uint32_t g_scratchControls[64];
-std::uint32_t g_threadsControls[64];
-
-// A kind whose block and page are built and whose generator is not yet.
-constexpr TextureKind Paged(const char* name, ResetFn reset, ReleaseFn release, QueryFn query,
-                            const std::uint32_t* controls, std::uint32_t flags = 0) {
-    return TextureKind{name, NotBuiltRender, reset, release, query, controls, flags, 0, {0, 0, 0}};
-}
-
-// A member of the CGI family: its block, page and query come from the
-// family's shared code.
-template <int M>
-constexpr TextureKind Cgi(const char* name) {
-    return TextureKind{name,        NotBuiltRender,   CgiReset<M>, ReleaseNothing,
-                       CgiQuery<M>, g_cgiControls[M], 0,           0,
-                       {0, 0, 0}};
-}
-
-const TextureKind kCatalogue[kKindCount] = {
-    Paged("Absolute Noise", AbsNoiseReset, ReleaseNothing, AbsNoiseQuery, g_absNoiseControls),
-    Cgi<kCgiGranite>("CGI Granite"),
-    Cgi<kCgiJade>("CGI Jade"),
-    Cgi<kCgiSea>("CGI Sea"),
-    Cgi<kCgiSky>("CGI Sky"),
-    Cgi<kCgiSlime>("CGI Slime"),
-    Cgi<kCgiTerrain>("CGI Terrain"),
-    Cgi<kCgiTurbulence>("CGI Turbulence"),
-    Cgi<kCgiWood>("CGI Wood"),
-    Paged("Clouds", CloudsReset, ReleaseNothing, CloudsQuery, g_cloudsControls),
-    TextureKind{"Craters",
-                CratersRender,
-                CratersReset,
-                ReleaseNothing,
-                CratersQuery,
-                g_cratersControls,
-                0,
-                0,
-                {0, 0, 0}},
-    TextureKind{"Mandelbrot",
-                MandelbrotRender,
-                MandelbrotReset,
-                MandelbrotRelease,
-                MandelbrotQuery,
-                g_mandelbrotControls,
-                kKindHasColourMap | kKindRepaintExtra,
-                364,
-                {0, 0, 0}},
-    Paged("Matrix", MatrixReset, ReleaseNothing, MatrixQuery, g_matrixControls),
-    TextureKind{"Noise",
-                NoiseRender,
-                NoiseReset,
-                NoiseRelease,
-                NoiseQuery,
-                g_noiseControls,
-                kKindHasColourMap,
-                0,
-                {0, 0, 0}},
-    Paged("Particle", ParticleReset, ParticleRelease, ParticleQuery, g_particleControls,
-          kKindHasColourMap),
-    Paged("Perturbation", PerturbationReset, ReleaseNothing, PerturbationQuery,
-          g_perturbationControls),
-    Paged("Pipes", PipesReset, PipesRelease, PipesQuery, g_pipesControls),
-    TextureKind{"Plasma",
-                PlasmaRender,
-                PlasmaReset,
-                ReleaseNothing,
-                PlasmaQuery,
-                g_plasmaControls,
-                0,
-                0,
-                {0, 0, 0}},
-    Paged("Ripples", RipplesReset, ReleaseNothing, RipplesQuery, g_ripplesControls),
-    Paged("Scratch", ScratchReset, ReleaseNothing, ScratchQuery, g_scratchControls),
-    TextureKind{"Surface",
-                SurfaceRender,
-                SurfaceReset,
-                SurfaceRelease,
-                SurfaceQuery,
-                g_surfaceControls,
-                kKindHasColourMap,
-                0,
-                {0, 0, 0}},
-    TextureKind{"Terrain",
-                TerrainRender,
-                TerrainReset,
-                ReleaseNothing,
-                TerrainQuery,
-                g_terrainControls,
-                0,
-                0,
-                {0, 0, 0}},
-    // Threads answers through Scratch's query: one function for both.
-    Paged("Threads", ThreadsReset, ReleaseNothing, ScratchQuery, g_threadsControls),
+struct Shared {
+    ResetFn reset;
+    ReleaseFn release;
+    QueryFn query;
 };
+template <int... I>
+constexpr std::array<Shared, sizeof...(I)> SharedFunctions(std::integer_sequence<int, I...>) {
+    return {{Shared{SharedReset<I>, SharedRelease<I>, SharedQuery<I>}...}};
+}
+constexpr auto kShared = SharedFunctions(std::make_integer_sequence<int, kKindCount>{});
 
-KindInfo g_info[kKindCount];
+constexpr int kControlsCap = 64;
+std::uint32_t g_controls[kKindCount][kControlsCap];
+TextureKind g_rows[kKindCount];
 
-bool BuildTables() {
-    for (int i = 0; i < kKindCount; ++i)
-        g_info[i] = KindInfo{kPlaces[i].key,    kPlaces[i].signature,
-                             kPlaces[i].offset, kPlaces[i].size,
-                             nullptr,           false};
-    g_info[13].page = &NoisePageTable();
-    g_info[13].available = true;
-    BuildControlList(NoisePageTable(), g_noiseControls, 64);
-    g_info[20].page = &SurfacePageTable();
-    g_info[20].available = true;
-    BuildControlList(SurfacePageTable(), g_surfaceControls, 64);
-    g_info[21].page = &TerrainPageTable();
-    g_info[21].available = true;
-    BuildControlList(TerrainPageTable(), g_terrainControls, 64);
-    g_info[10].page = &CratersPageTable();
-    g_info[10].available = true;
-    BuildControlList(CratersPageTable(), g_cratersControls, 64);
-    g_info[11].page = &MandelbrotPageTable();
-    g_info[11].available = true;
-    BuildControlList(MandelbrotPageTable(), g_mandelbrotControls, 64);
-    g_info[17].page = &PlasmaPageTable();
-    g_info[17].available = true;
-    BuildControlList(PlasmaPageTable(), g_plasmaControls, 64);
-    // Catalogue rows 1 .. 8 hold the CGI members in alphabetical order.
-    constexpr int kCgiRows[kCgiMemberCount] = {6, 2, 4, 3, 5, 1, 8, 7};
-    for (int m = 0; m < kCgiMemberCount; ++m) {
-        g_info[kCgiRows[m]].page = &CgiPageTable(m);
-        BuildControlList(CgiPageTable(m), g_cgiControls[m], 64);
-    }
-    const struct {
-        int kind;
-        const PageTable& page;
-        std::uint32_t* controls;
-    } paged[] = {
-        {0, AbsNoisePageTable(), g_absNoiseControls},
-        {9, CloudsPageTable(), g_cloudsControls},
-        {12, MatrixPageTable(), g_matrixControls},
-        {14, ParticlePageTable(), g_particleControls},
-        {15, PerturbationPageTable(), g_perturbationControls},
-        {16, PipesPageTable(), g_pipesControls},
-        {18, RipplesPageTable(), g_ripplesControls},
-        {19, ScratchPageTable(), g_scratchControls},
-        {22, ThreadsPageTable(), g_threadsControls},
-    };
-    for (const auto& p : paged) {
-        g_info[p.kind].page = &p.page;
-        BuildControlList(p.page, p.controls, 64);
+bool BuildRows() {
+    for (int i = 0; i < kKindCount; ++i) {
+        const KindDescriptor& k = *kKinds[i];
+        if (k.page) BuildControlList(*k.page, k.presetList, g_controls[i], kControlsCap);
+        g_rows[i] = TextureKind{k.name,
+                                k.render ? k.render : NotBuiltRender,
+                                k.reset ? k.reset : kShared[i].reset,
+                                k.release ? k.release : kShared[i].release,
+                                k.query ? k.query : kShared[i].query,
+                                g_controls[i],
+                                k.flags,
+                                k.extraControl,
+                                {0, 0, 0}};
     }
     return true;
 }
-bool EnsureTables() {
-    static const bool built = BuildTables();
+bool EnsureRows() {
+    static const bool built = BuildRows();
     return built;
 }
 
 }  // namespace
 
-int ReleaseNothing(MasterTextureRecord*) {
+const KindDescriptor& KindOf(int index) {
+    return *kKinds[index];
+}
+
+const TextureKind& KindAt(int index) {
+    EnsureRows();
+    return g_rows[index];
+}
+
+int FindKind(const char* keyOrName) {
+    for (int i = 0; i < kKindCount; ++i)
+        if (EqualNoCase(keyOrName, kKinds[i]->key) || EqualNoCase(keyOrName, kKinds[i]->name))
+            return i;
+    return -1;
+}
+
+int FindKindBySignature(const char* signature, const char* keyHint) {
+    int found = -1;
+    for (int i = 0; i < kKindCount; ++i) {
+        if (std::memcmp(signature, kKinds[i]->signature, 8) != 0) continue;
+        if (keyHint && EqualNoCase(keyHint, kKinds[i]->key)) return i;
+        if (found < 0) found = i;
+    }
+    return found;
+}
+
+int KindOfPresetList(std::uint32_t id) {
+    for (int i = 0; i < kKindCount; ++i)
+        if (id != 0 && kKinds[i]->presetList == id) return i;
+    return -1;
+}
+
+void ResetAllKinds(MasterTextureRecord* rec) {
+    for (int i = 0; i < kKindCount; ++i) KindAt(i).reset(rec);
+}
+
+void ReleaseAllKinds(MasterTextureRecord* rec) {
+    for (int i = 0; i < kKindCount; ++i) KindAt(i).release(rec);
+}
+
+const PageField* FieldWithRole(const PageTable& t, Role role) {
+    for (int i = 0; i < t.count; ++i)
+        if (t.fields[i].role == role && t.fields[i].type != FieldType::Fountain)
+            return &t.fields[i];
+    return nullptr;
+}
+
+const PageField* FountainField(const PageTable& t) {
+    for (int i = 0; i < t.count; ++i)
+        if (t.fields[i].type == FieldType::Fountain) return &t.fields[i];
+    return nullptr;
+}
+
+int ResetKindBlock(const KindDescriptor& k, MasterTextureRecord* rec) {
+    std::uint8_t* b = BlockAt(rec, k.blockOffset);
+    std::memset(b, 0, k.blockSize);
+    WriteHeader(b, k.signature, k.blockSize);
+    if (!k.page) return 1;
+    ApplyBlockDefaults(*k.page, b);
+    for (int i = 0; i < k.page->count; ++i)
+        if (k.page->fields[i].type == FieldType::Fountain) {
+            FountainDefinition f;
+            ResetFountain(&f);
+            std::memcpy(b + k.page->fields[i].offset, &f, sizeof f);
+        }
+    return 1;
+}
+
+MemHandle GreyImageAt(const MasterTextureRecord* rec, std::uint32_t slot) {
+    MemHandle h;
+    std::memcpy(&h, reinterpret_cast<const std::uint8_t*>(rec) + slot, sizeof h);
+    return h;
+}
+
+void SetGreyImageAt(MasterTextureRecord* rec, std::uint32_t slot, MemHandle grey) {
+    std::memcpy(BlockAt(rec, slot), &grey, sizeof grey);
+}
+
+int ReleaseGreySlot(const KindDescriptor& k, MasterTextureRecord* rec) {
+    if (k.greySlot) {
+        MemFree(GreyImageAt(rec, k.greySlot));
+        SetGreyImageAt(rec, k.greySlot, 0);
+    }
     return 1;
 }
 
@@ -275,40 +187,35 @@ std::int64_t CopyTransfer(MasterTextureRecord* rec, std::uint32_t size) {
     return 1;
 }
 
-const TextureKind& KindAt(int index) {
-    EnsureTables();
-    return kCatalogue[index];
-}
-
-const KindInfo& KindInfoAt(int index) {
-    EnsureTables();
-    return g_info[index];
-}
-
-int FindKind(const char* keyOrName) {
-    for (int i = 0; i < kKindCount; ++i)
-        if (EqualNoCase(keyOrName, kPlaces[i].key) || EqualNoCase(keyOrName, kCatalogue[i].name))
-            return i;
-    return -1;
-}
-
-int FindKindBySignature(const char* signature, const char* keyHint) {
-    int found = -1;
-    for (int i = 0; i < kKindCount; ++i) {
-        if (std::memcmp(signature, kPlaces[i].signature, 8) != 0) continue;
-        if (keyHint && EqualNoCase(keyHint, kPlaces[i].key)) return i;
-        if (found < 0) found = i;
+std::int64_t StandardQuery(const KindDescriptor& k, MasterTextureRecord* rec, int code) {
+    const bool colourMap = (k.flags & kKindHasColourMap) && k.page;
+    switch (code) {
+        case kQueryIndexImage:
+            return k.greySlot ? std::int64_t(GreyImageAt(rec, k.greySlot)) : 0;
+        case kQuerySeed: {
+            const PageField* seed = k.page ? FieldWithRole(*k.page, Role::Seed) : nullptr;
+            return seed ? ReadPageInteger(rec->dialog, seed->id) : 0;
+        }
+        case kQueryFountain:
+        case kQueryFountainControl: {
+            const PageField* f = colourMap ? FountainField(*k.page) : nullptr;
+            if (!f) return 0;
+            if (code == kQueryFountainControl) return f->id;
+            return std::int64_t(
+                reinterpret_cast<std::uintptr_t>(BlockAt(rec, k.blockOffset) + f->offset));
+        }
+        case kQueryConvertIn:
+        case kQueryConvertOut:
+            // Kinds with an older layout convert in their own query.
+            return k.oldBlockSize && k.oldBlockSize != k.blockSize ? 0
+                                                                   : CopyTransfer(rec, k.blockSize);
+        case kQueryBlockSize:
+            return k.blockSize;
+        case kQueryOldBlockSize:
+            return k.oldBlockSize ? k.oldBlockSize : k.blockSize;
+        default:
+            return 0;
     }
-    return found;
-}
-
-void ResetAllKinds(MasterTextureRecord* rec) {
-    EnsureTables();
-    for (int i = 0; i < kKindCount; ++i) kCatalogue[i].reset(rec);
-}
-
-void ReleaseAllKinds(MasterTextureRecord* rec) {
-    for (int i = 0; i < kKindCount; ++i) kCatalogue[i].release(rec);
 }
 
 }  // namespace tsn

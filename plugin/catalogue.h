@@ -1,6 +1,9 @@
-// The catalogue of texture kinds. The dialog and the command line never name
-// a kind in code: they list, reset, render, release and query kinds only
-// through these rows.
+// The catalogue of texture kinds. Each kind's own files export one constant
+// `KindDescriptor` that says everything the rest of the system knows of it:
+// names, where its block lives, its page, its four functions and how the
+// dialog treats it. The catalogue is the list of those descriptors in
+// texture-list order; the dialog, the command line, the tools and the tests
+// ask the descriptors and never name a kind in code.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +19,7 @@ using ResetFn = int (*)(MasterTextureRecord*);
 using ReleaseFn = int (*)(MasterTextureRecord*);
 using QueryFn = std::int64_t (*)(MasterTextureRecord*, int code);
 
+// One row of the catalogue as the dialog dispatches through it.
 struct TextureKind {
     const char* name;
     RenderFn render;
@@ -44,35 +48,75 @@ enum QueryCode : int {
     kQueryOldBlockSize = 9,
 };
 
-constexpr int kKindCount = 23;
-
-// What the front ends need to know of a kind beyond its catalogue row.
-struct KindInfo {
+struct KindDescriptor {
+    const char* name;       // in the texture list
     const char* key;        // preset extension and command-line name
     const char* signature;  // of its parameter block
     std::uint32_t blockOffset;
     std::uint32_t blockSize;
-    const PageTable* page;  // nullptr until the kind's page is built
-    bool available;         // its generator is built
+    std::uint32_t oldBlockSize = 0;  // the presets' older layout; 0: the same as the block
+    const PageTable* page = nullptr;
+    std::uint32_t flags = 0;  // kKindHasColourMap, kKindRepaintExtra
+    std::uint32_t extraControl = 0;
+    // The four functions. A null render means the generator is not built
+    // yet; the others fall back to the shared behaviour: ResetKindBlock,
+    // ReleaseGreySlot and StandardQuery.
+    RenderFn render = nullptr;
+    ResetFn reset = nullptr;
+    ReleaseFn release = nullptr;
+    QueryFn query = nullptr;
+    // Record offset of the grey image the kind keeps for the mutation grid
+    // (an unaligned 8-byte slot after its block); 0 for none.
+    std::uint32_t greySlot = 0;
+    // The page's preset list; its add, delete and load buttons follow at
+    // +1, +2 and +3. 0 for none.
+    std::uint32_t presetList = 0;
+    // The page's width and depth edits are seeded from the host's size.
+    bool takesHostSize = false;
 };
 
+constexpr int kKindCount = 23;
+
+const KindDescriptor& KindOf(int index);
 const TextureKind& KindAt(int index);
-const KindInfo& KindInfoAt(int index);
+// True when the kind's generator is built.
+inline bool KindRenders(const KindDescriptor& k) {
+    return k.render != nullptr;
+}
 
 // Index of the kind with this key or display name (case-insensitive), or -1.
 int FindKind(const char* keyOrName);
 // Index of the kind whose block carries `signature` and, when given, whose
 // key is `keyHint` (two kinds share a signature); -1 if none.
 int FindKindBySignature(const char* signature, const char* keyHint);
+// Index of the kind whose page has this preset list, or -1.
+int KindOfPresetList(std::uint32_t id);
 
 void ResetAllKinds(MasterTextureRecord* rec);
 void ReleaseAllKinds(MasterTextureRecord* rec);
+
+// The shared behaviours a descriptor falls back to; kinds that do a little
+// more call them for the rest.
+// Zeroes the block, writes its header, its page's defaults and the default
+// colour map into every fountain field.
+int ResetKindBlock(const KindDescriptor& k, MasterTextureRecord* rec);
+// Grey image (1), page seed (2), colour map and its control (3, 4, kinds
+// with a colour map), plain-copy conversion (6, 7, kinds with one layout)
+// and block sizes (8, 9).
+std::int64_t StandardQuery(const KindDescriptor& k, MasterTextureRecord* rec, int code);
+// Frees the kept grey image, if the kind keeps one.
+int ReleaseGreySlot(const KindDescriptor& k, MasterTextureRecord* rec);
+
+// The grey image kept at `slot` (copied in and out: the place is unaligned).
+MemHandle GreyImageAt(const MasterTextureRecord* rec, std::uint32_t slot);
+void SetGreyImageAt(MasterTextureRecord* rec, std::uint32_t slot, MemHandle grey);
 
 // Copies a block through the record's transfer fields when both sizes are
 // `size`: the conversion of a kind without an older layout.
 std::int64_t CopyTransfer(MasterTextureRecord* rec, std::uint32_t size);
 
-// The release of kinds that keep nothing.
-int ReleaseNothing(MasterTextureRecord* rec);
+// The first field of the page with this role (or fountain type), or null.
+const PageField* FieldWithRole(const PageTable& t, Role role);
+const PageField* FountainField(const PageTable& t);
 
 }  // namespace tsn

@@ -19,15 +19,6 @@ std::uint32_t LowestControl(int kind) {
 
 }  // namespace
 
-bool IsPresetList(std::uint32_t id) {
-    static constexpr std::uint32_t kLists[] = {217, 235, 246, 295, 310, 360, 376, 412,
-                                               435, 507, 516, 539, 561, 584, 604, 624,
-                                               648, 668, 714, 751, 788, 801};
-    for (std::uint32_t l : kLists)
-        if (l == id) return true;
-    return false;
-}
-
 const ExtraCheckBox* FindExtraCheckBox(std::uint32_t id) {
     static constexpr ExtraCheckBox kBoxes[] = {{405, "Integral dimensions"}};
     for (const ExtraCheckBox& b : kBoxes)

@@ -20,10 +20,6 @@ constexpr std::uint32_t kUpDownOffset = 10000;
 constexpr std::uint32_t kLabelOffset = 20000;
 constexpr std::uint32_t kValueDisplayOffset = 30000;
 
-// The preset lists of the pages; each is followed in its page's extra
-// controls by its add, delete and load buttons.
-bool IsPresetList(std::uint32_t id);
-
 // Extra controls with a look of their own: a check box whose state lives in
 // the configuration file rather than the kind's block.
 struct ExtraCheckBox {

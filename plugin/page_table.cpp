@@ -290,7 +290,7 @@ std::string FormatFieldValue(const PageField& f, double v) {
 }
 
 bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, std::uint8_t* block,
-                    std::string* error) {
+                    std::string* error, double* entered) {
     double v;
     std::string lower = text;
     for (char& c : lower) c = char(std::tolower(static_cast<unsigned char>(c)));
@@ -315,6 +315,7 @@ bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, s
         *error = std::string(f.name) + " takes a whole number, not '" + text + "'";
         return false;
     }
+    if (entered) *entered = v;
     const PageOps& ops = Page();
     char buf[64];
     switch (f.control) {
@@ -350,7 +351,7 @@ bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, s
     return true;
 }
 
-int BuildControlList(const PageTable& t, std::uint32_t* out, int cap) {
+int BuildControlList(const PageTable& t, std::uint32_t presetList, std::uint32_t* out, int cap) {
     int n = 0;
     auto add = [&](std::uint32_t id) {
         if (n + 1 < cap) out[n++] = id;
@@ -366,8 +367,7 @@ int BuildControlList(const PageTable& t, std::uint32_t* out, int cap) {
         if (f.control == Control::ScrollBar) add(f.id + kValueDisplayOffset);
     }
     for (const std::uint32_t* e = t.extraControls; e && *e; ++e) add(*e);
-    if (t.extraControls && t.extraControls[0] && IsPresetList(t.extraControls[0]))
-        add(t.extraControls[0] + kLabelOffset);
+    if (presetList) add(presetList + kLabelOffset);
     if (cap > 0) out[n] = 0;
     return n;
 }

@@ -98,15 +98,18 @@ const PageField* FindField(const PageTable& t, const std::string& name);
 
 // Puts a value given as text on the page, as a user typing or scrolling
 // would, or into the block for a field without a control. Returns false with
-// a message for text that is no value of the field's type.
+// a message for text that is no value of the field's type; `entered`, when
+// given, receives the value the text stands for (check boxes take on/off,
+// drop lists their items' names).
 bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, std::uint8_t* block,
-                    std::string* error);
+                    std::string* error, double* entered = nullptr);
 
 // The value text a field would be entered with ("25.0", "0x0000FF", "1").
 std::string FormatFieldValue(const PageField& f, double v);
 
-// Writes the kind's control list (fields, their up-down partners, extras),
+// Writes the kind's control list (fields, their up-down partners and
+// captions, extras, and the caption of its preset list if it has one),
 // zero-terminated, into out[cap]; returns the number of identifiers.
-int BuildControlList(const PageTable& t, std::uint32_t* out, int cap);
+int BuildControlList(const PageTable& t, std::uint32_t presetList, std::uint32_t* out, int cap);
 
 }  // namespace tsn

@@ -1,5 +1,8 @@
 #include "plugin/session.h"
 
+#include "common/image.h"
+
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -8,16 +11,29 @@ namespace tsn {
 
 void LoadPages(MasterTextureRecord* rec) {
     for (int i = 0; i < kKindCount; ++i) {
-        const KindInfo& info = KindInfoAt(i);
-        if (info.page) PageFromBlock(*info.page, BlockAt(rec, info.blockOffset), rec->dialog);
+        const KindDescriptor& k = KindOf(i);
+        if (k.page) PageFromBlock(*k.page, BlockAt(rec, k.blockOffset), rec->dialog);
     }
 }
 
 MemHandle RenderSelectedKind(MasterTextureRecord* rec) {
     if (rec->kindIndex < 0 || rec->kindIndex >= kKindCount) return 0;
-    const KindInfo& info = KindInfoAt(rec->kindIndex);
-    if (info.page) PageToBlock(*info.page, rec->dialog, BlockAt(rec, info.blockOffset));
+    const KindDescriptor& k = KindOf(rec->kindIndex);
+    if (k.page) PageToBlock(*k.page, rec->dialog, BlockAt(rec, k.blockOffset));
     return KindAt(rec->kindIndex).render(rec);
+}
+
+MemHandle MutationThumbnail(MasterTextureRecord* rec, int k, MemHandle grey, int boxWidth,
+                            int boxHeight) {
+    ImageView g;
+    if (!LockImage(grey, &g)) return 0;
+    const int pct = std::max(1, std::min(boxWidth * 100 / g.width, boxHeight * 100 / g.depth));
+    UnlockImage(&g);
+    FountainToColourTable(rec->mutations[k], rec->colourTable);
+    const MemHandle coloured = ColouriseImage(grey, rec->colourTable);
+    const MemHandle thumb = coloured ? ScaleImage(coloured, pct) : 0;
+    MemFree(coloured);
+    return thumb;
 }
 
 bool StartHeadlessSession(HeadlessSession* s, const SessionArguments& args) {
@@ -74,10 +90,10 @@ bool LoadPresetFile(MasterTextureRecord* rec, int kind, const char* path) {
     if (std::FILE* f = std::fopen(path, "rb")) {
         const std::size_t got = std::fread(buffer, 1, std::size_t(oldSize), f);
         std::fclose(f);
-        const KindInfo& info = KindInfoAt(kind);
-        ok = got == std::size_t(oldSize) && HasSignature(buffer, info.signature) &&
+        const KindDescriptor& k = KindOf(kind);
+        ok = got == std::size_t(oldSize) && HasSignature(buffer, k.signature) &&
              Transfer(rec, kind, kQueryConvertIn, buffer, std::uint32_t(oldSize),
-                      BlockAt(rec, info.blockOffset), std::uint32_t(size));
+                      BlockAt(rec, k.blockOffset), std::uint32_t(size));
     }
     delete[] buffer;
     return ok;
@@ -89,7 +105,7 @@ bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path) {
     if (size < 1 || oldSize < 1) return false;
     auto* buffer = new (std::nothrow) std::uint8_t[std::size_t(oldSize) + 16]();
     if (!buffer) return false;
-    bool ok = Transfer(rec, kind, kQueryConvertOut, BlockAt(rec, KindInfoAt(kind).blockOffset),
+    bool ok = Transfer(rec, kind, kQueryConvertOut, BlockAt(rec, KindOf(kind).blockOffset),
                        std::uint32_t(size), buffer, std::uint32_t(oldSize));
     if (ok) {
         std::FILE* f = std::fopen(path, "wb");

@@ -16,6 +16,12 @@ void LoadPages(MasterTextureRecord* rec);
 // built).
 MemHandle RenderSelectedKind(MasterTextureRecord* rec);
 
+// Mutation k's thumbnail: the grey image in that mutation's colours,
+// scaled by the largest whole percentage that fits a box x box (at least
+// 1 %). 0 when memory runs out or there is no grey image.
+MemHandle MutationThumbnail(MasterTextureRecord* rec, int k, MemHandle grey, int boxWidth,
+                            int boxHeight);
+
 // A session with no window: the record on the heap, its pages headless.
 struct HeadlessSession {
     MasterTextureRecord* rec = nullptr;

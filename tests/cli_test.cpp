@@ -180,7 +180,7 @@ TEST_F(Cli, SettingsAndPresetFilesRenderWhatTheyHold) {
     test::Enter(s, 13, "depth", "80");
     test::Enter(s, 13, "seed", "4321");
     test::Enter(s, 13, "sum", "0");
-    PageToBlock(NoisePageTable(), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
+    PageToBlock((*kNoiseKind.page), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
     NoiseBlock(s.rec())->width = 90;
     NoiseBlock(s.rec())->depth = 80;
     const std::string preset = folder.File("mine.noise");

@@ -14,7 +14,7 @@
 namespace tsn {
 namespace {
 
-constexpr int kMandelbrot = 11;
+const int kMandelbrot = FindKind("mandelbrot");
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
 struct Result {
@@ -25,11 +25,11 @@ Result RenderWith(const Settings& settings, bool literal) {
     test::Session s;
     s.rec()->kindIndex = kMandelbrot;
     for (const auto& [field, value] : settings) test::Enter(s, kMandelbrot, field, value);
-    PageToBlock(MandelbrotPageTable(), s.rec()->dialog, BlockAt(s.rec(), kMandelbrotOffset));
+    PageToBlock((*kMandelbrotKind.page), s.rec()->dialog, BlockAt(s.rec(), kMandelbrotOffset));
     const MemHandle img =
         literal ? reference::LiteralMandelbrotRender(s.rec()) : MandelbrotRender(s.rec());
     const std::uint8_t* block = BlockAt(s.rec(), kMandelbrotOffset);
-    Result r{test::BlockBytes(img), test::BlockBytes(MandelbrotGreyImage(s.rec())),
+    Result r{test::BlockBytes(img), test::BlockBytes(GreyImageAt(s.rec(), kMandelbrotGreySlot)),
              std::vector<std::uint8_t>(s.rec()->colourTable, s.rec()->colourTable + 768),
              std::vector<std::uint8_t>(block, block + 13077)};
     MemFree(img);
@@ -70,17 +70,6 @@ TEST(MandelbrotFastPath, EqualsTheLiteralGeneratorByteForByte) {
         EXPECT_TRUE(fast.table == lit.table) << what << ": colour table differs";
         EXPECT_TRUE(fast.block == lit.block) << what << ": block differs";
     }
-}
-
-TEST(MandelbrotFastPath, OneCoreAndTwoGiveTheSamePicture) {
-    const Settings c = {{"width", "203"}, {"depth", "101"}};
-    SetWorkerThreads(1);
-    const Result one = RenderWith(c, false);
-    SetWorkerThreads(2);
-    const Result two = RenderWith(c, false);
-    SetWorkerThreads(0);
-    EXPECT_TRUE(one.image == two.image);
-    EXPECT_TRUE(one.grey == two.grey);
 }
 
 // The lanes against the plain loop at the limits' edges: a limit of 1 (no
@@ -145,7 +134,7 @@ TEST(Mandelbrot, ThePictureIsTheCentreCutOfTheColouredSquare) {
         const MemHandle img = RenderSelectedKind(s.rec());
         ImageView pic, grey;
         ASSERT_TRUE(LockImage(img, &pic));
-        ASSERT_TRUE(LockImage(MandelbrotGreyImage(s.rec()), &grey));
+        ASSERT_TRUE(LockImage(GreyImageAt(s.rec(), kMandelbrotGreySlot), &grey));
         const int side = std::max(w, h);
         EXPECT_EQ(grey.width, side);
         EXPECT_EQ(grey.depth, side);
@@ -217,7 +206,7 @@ TEST(Mandelbrot, DamagedViewAndEveryAllocationFailureGiveNullWithoutLeaks) {
         MemFailAfter(n);
         const MemHandle h = MandelbrotRender(s.rec());
         MemFailAfter(-1);
-        const MemHandle grey = MandelbrotGreyImage(s.rec());
+        const MemHandle grey = GreyImageAt(s.rec(), kMandelbrotGreySlot);
         if (!h) {
             EXPECT_EQ(grey, 0u) << n;
             EXPECT_EQ(MemLiveBlocks(), live) << n;
@@ -233,17 +222,10 @@ TEST(Mandelbrot, DamagedViewAndEveryAllocationFailureGiveNullWithoutLeaks) {
     }
 }
 
-TEST(Mandelbrot, QueryAndOlderLayoutConversion) {
+TEST(Mandelbrot, PresetFilesUseTheOlderLayout) {
     test::TempFolder folder;
     test::Session s;
     MasterTextureRecord* rec = s.rec();
-    rec->kindIndex = kMandelbrot;
-    EXPECT_EQ(MandelbrotQuery(rec, 4), 359);
-    EXPECT_EQ(MandelbrotQuery(rec, 8), 13077);
-    EXPECT_EQ(MandelbrotQuery(rec, 9), 13073);
-    EXPECT_EQ(MandelbrotQuery(rec, 2), 0);
-    EXPECT_EQ(MandelbrotQuery(rec, 3),
-              std::int64_t(reinterpret_cast<std::uintptr_t>(&MandelbrotBlock(rec)->fountain)));
     MandelbrotParameters* b = MandelbrotBlock(rec);
     b->zoomLevel = 7;
     b->zoomFactor = 3;
@@ -251,9 +233,6 @@ TEST(Mandelbrot, QueryAndOlderLayoutConversion) {
     b->fountain.count = 2;
     b->fountain.markers[1] = MakeMarker(0x77, 0xABCDEF);
     MandelbrotCentreOn(b, -0.7, 0.2);
-    const MemHandle img = RenderSelectedKind(rec);
-    EXPECT_EQ(MandelbrotQuery(rec, 1), std::int64_t(MandelbrotGreyImage(rec)));
-    MemFree(img);
 
     const std::string path = folder.File("deep.mandelbrot");
     ASSERT_TRUE(SavePresetFile(rec, kMandelbrot, path.c_str()));
@@ -269,20 +248,10 @@ TEST(Mandelbrot, QueryAndOlderLayoutConversion) {
     EXPECT_EQ(marker, MakeMarker(0x77, 0xABCDEF));
 
     const MandelbrotParameters saved = *b;
-    MandelbrotReset(rec);
+    KindAt(FindKind("mandelbrot")).reset(rec);
     ASSERT_TRUE(LoadPresetFile(rec, kMandelbrot, path.c_str()));
     EXPECT_EQ(std::memcmp(b, &saved, sizeof saved), 0);
     EXPECT_EQ(MandelbrotHistoryDepth(*b), 1);
-
-    std::vector<std::uint8_t> buf(13077);
-    rec->transferSource = reinterpret_cast<std::uintptr_t>(b);
-    rec->transferTarget = reinterpret_cast<std::uintptr_t>(buf.data());
-    rec->transferSourceSize = rec->transferTargetSize = 13077;
-    EXPECT_EQ(MandelbrotQuery(rec, 6), 0);
-    EXPECT_EQ(MandelbrotQuery(rec, 7), 0);
-    rec->transferSource = rec->transferTarget = 0;
-    MandelbrotRelease(rec);
-    EXPECT_EQ(MandelbrotQuery(rec, 1), 0);
 }
 
 TEST(MandelbrotNavigation, CentreZoomAndBackThroughTheHistory) {

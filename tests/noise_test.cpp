@@ -12,7 +12,7 @@
 namespace tsn {
 namespace {
 
-constexpr int kNoise = 13;
+const int kNoise = FindKind("noise");
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
 struct Result {
@@ -25,9 +25,9 @@ Result RenderWith(const Settings& settings, bool literal) {
     test::Session s;
     s.rec()->kindIndex = kNoise;
     for (const auto& [field, value] : settings) test::Enter(s, kNoise, field, value);
-    PageToBlock(NoisePageTable(), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
+    PageToBlock((*kNoiseKind.page), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
     const MemHandle img = literal ? reference::LiteralNoiseRender(s.rec()) : NoiseRender(s.rec());
-    Result r{test::BlockBytes(img), test::BlockBytes(NoiseGreyImage(s.rec())),
+    Result r{test::BlockBytes(img), test::BlockBytes(GreyImageAt(s.rec(), kNoiseGreySlot)),
              std::vector<std::uint8_t>(s.rec()->colourTable, s.rec()->colourTable + 768),
              std::vector<std::uint8_t>(BlockAt(s.rec(), kNoiseOffset),
                                        BlockAt(s.rec(), kNoiseOffset) + 725)};
@@ -78,53 +78,16 @@ TEST(NoiseFastPath, EqualsTheLiteralGeneratorWithEightLayersAndAtDefaultSize) {
     s.rec()->kindIndex = kNoise;
     NoiseBlock(s.rec())->layers = 8;  // beyond the page, as a preset may hold
     const MemHandle fast = NoiseRender(s.rec());
-    const auto fastGrey = test::BlockBytes(NoiseGreyImage(s.rec()));
+    const auto fastGrey = test::BlockBytes(GreyImageAt(s.rec(), kNoiseGreySlot));
     test::Session t;
     t.rec()->kindIndex = kNoise;
     NoiseBlock(t.rec())->layers = 8;
     const MemHandle lit = reference::LiteralNoiseRender(t.rec());
     EXPECT_TRUE(test::BlockBytes(fast) == test::BlockBytes(lit));
-    EXPECT_TRUE(fastGrey == test::BlockBytes(NoiseGreyImage(t.rec())));
+    EXPECT_TRUE(fastGrey == test::BlockBytes(GreyImageAt(t.rec(), kNoiseGreySlot)));
     EXPECT_EQ(NoiseBlock(s.rec())->layers, 8);
     MemFree(fast);
     MemFree(lit);
-}
-
-TEST(NoiseFastPath, OneCoreAndTwoGiveTheSamePicture) {
-    const Settings c = {{"width", "301"}, {"depth", "203"}};
-    SetWorkerThreads(1);
-    const Result one = RenderWith(c, false);
-    SetWorkerThreads(2);
-    const Result two = RenderWith(c, false);
-    SetWorkerThreads(7);
-    const Result seven = RenderWith(c, false);
-    SetWorkerThreads(0);
-    ExpectSame(one, two, "1 vs 2 threads");
-    ExpectSame(one, seven, "1 vs 7 threads");
-}
-
-TEST(Noise, ResetWritesTheDefaults) {
-    test::Session s;
-    const NoiseParameters* b = NoiseBlock(s.rec());
-    EXPECT_EQ(std::memcmp(b->signature, "VANTPERL", 8), 0);
-    EXPECT_EQ(b->version, 0x10006101u);
-    EXPECT_EQ(b->size, 725u);
-    EXPECT_EQ(b->flags, 1u);
-    EXPECT_EQ(b->width, 800);
-    EXPECT_EQ(b->depth, 600);
-    EXPECT_EQ(b->xScale, 25.0);
-    EXPECT_EQ(b->yScale, 50.0);
-    EXPECT_EQ(b->scale, 32.0);
-    EXPECT_EQ(b->zDivisor, 8.0);
-    EXPECT_EQ(b->reservedCount, 3u);
-    EXPECT_EQ(b->squareAspect, 1u);
-    EXPECT_EQ(b->seed, 10356);
-    EXPECT_EQ(b->dimension, 3u);
-    EXPECT_EQ(b->layers, 5);
-    FountainDefinition def;
-    ResetFountain(&def);
-    EXPECT_EQ(std::memcmp(&b->fountain, &def, sizeof def), 0);
-    for (std::uint8_t r : b->reserved) EXPECT_EQ(r, 0);
 }
 
 TEST(Noise, ThePageSeedTakesEffectOneGenerationLater) {
@@ -212,68 +175,13 @@ TEST(Noise, AnInvalidDimensionFailsAndFreesEverything) {
         test::Session s;
         s.rec()->kindIndex = kNoise;
         MemFree(NoiseRender(s.rec()));
-        ASSERT_NE(NoiseGreyImage(s.rec()), 0u);
+        ASSERT_NE(GreyImageAt(s.rec(), kNoiseGreySlot), 0u);
         const long live = MemLiveBlocks();
         NoiseBlock(s.rec())->dimension = d;
         EXPECT_EQ(NoiseRender(s.rec()), 0u);
-        EXPECT_EQ(NoiseGreyImage(s.rec()), 0u);
+        EXPECT_EQ(GreyImageAt(s.rec(), kNoiseGreySlot), 0u);
         EXPECT_EQ(MemLiveBlocks(), live - 1) << "the old grey image is gone too";
     }
-}
-
-TEST(Noise, EveryAllocationFailureIsSurvived) {
-    for (long n = 0; n < 16; ++n) {
-        test::Session s;
-        s.rec()->kindIndex = kNoise;
-        test::Enter(s, kNoise, "width", "70");
-        test::Enter(s, kNoise, "depth", "66");
-        std::memset(s.rec()->colourTable, 0x5A, 768);
-        const long live = MemLiveBlocks();
-        MemFailAfter(n);
-        const MemHandle h = NoiseRender(s.rec());
-        MemFailAfter(-1);
-        const MemHandle grey = NoiseGreyImage(s.rec());
-        if (!h) {
-            EXPECT_EQ(grey, 0u) << n;
-            EXPECT_EQ(MemLiveBlocks(), live) << n;
-        } else {
-            EXPECT_NE(grey, 0u);
-            EXPECT_EQ(MemLiveBlocks(), live + 2) << n;
-            const bool kept =
-                std::count(s.rec()->colourTable, s.rec()->colourTable + 768, 0x5A) == 768;
-            // A failed fountain is no failure: the picture is coloured with
-            // the table as it was.
-            if (n >= 1 && n <= 8) {
-                EXPECT_TRUE(kept) << n;
-            } else if (n > 9) {
-                EXPECT_FALSE(kept) << n;
-            }
-        }
-        MemFree(h);
-    }
-}
-
-TEST(Noise, QueryAnswersByCode) {
-    test::Session s;
-    MasterTextureRecord* rec = s.rec();
-    rec->kindIndex = kNoise;
-    const MemHandle h = RenderSelectedKind(rec);
-    EXPECT_EQ(MemHandle(NoiseQuery(rec, 1)), NoiseGreyImage(rec));
-    EXPECT_NE(NoiseQuery(rec, 1), 0);
-    Page().setText(rec->dialog, kNoiseSeedId, "5");
-    EXPECT_EQ(NoiseQuery(rec, 2), 100) << "the page seed, clamped";
-    EXPECT_EQ(NoiseQuery(rec, 3),
-              std::int64_t(reinterpret_cast<std::uintptr_t>(&NoiseBlock(rec)->fountain)));
-    EXPECT_EQ(NoiseQuery(rec, 4), 216);
-    EXPECT_EQ(NoiseQuery(rec, 5), 0);
-    EXPECT_EQ(NoiseQuery(rec, 8), 725);
-    EXPECT_EQ(NoiseQuery(rec, 9), 721);
-    EXPECT_EQ(NoiseQuery(rec, 0), 0);
-    EXPECT_EQ(NoiseQuery(rec, 10), 0);
-    MemFree(h);
-    NoiseRelease(rec);
-    EXPECT_EQ(NoiseGreyImage(rec), 0u);
-    EXPECT_EQ(NoiseQuery(rec, 1), 0);
 }
 
 TEST(Noise, PresetLayoutConvertsBothWaysAndRefusesOtherSizes) {
@@ -299,13 +207,13 @@ TEST(Noise, PresetLayoutConvertsBothWaysAndRefusesOtherSizes) {
     EXPECT_EQ(size, 721u);
 
     const NoiseParameters saved = *b;
-    NoiseReset(rec);
+    KindAt(FindKind("noise")).reset(rec);
     ASSERT_TRUE(LoadPresetFile(rec, kNoise, path.c_str()));
     EXPECT_EQ(std::memcmp(b, &saved, sizeof saved), 0);
 
     // One byte short, or another signature: refused, block unchanged.
     test::WriteAll(path, file.data(), file.size() - 1);
-    NoiseReset(rec);
+    KindAt(FindKind("noise")).reset(rec);
     NoiseParameters fresh = *b;
     EXPECT_FALSE(LoadPresetFile(rec, kNoise, path.c_str()));
     auto other = file;

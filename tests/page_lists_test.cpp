@@ -109,7 +109,7 @@ TEST_F(ListPage, EnteringTakesAnIndexOrAnItemTextAndClampsTheIndex) {
 
 TEST(ControlList, ListsHaveNoUpDownPartner) {
     std::uint32_t ids[16];
-    const int n = BuildControlList(kTable, ids, 16);
+    const int n = BuildControlList(kTable, 0, ids, 16);
     const std::vector<std::uint32_t> list(ids, ids + n);
     for (std::uint32_t id : {900u, 901u})
         EXPECT_NE(std::find(list.begin(), list.end(), id), list.end()) << id;

@@ -70,8 +70,8 @@ TEST_F(NoisePage, UntouchedControlsKeepValuesTheyCannotShow) {
     blk()->layers = 8;     // only a preset or mutation can hold 8
     blk()->xScale = 3.25;  // below the bar's range and between its steps
     blk()->flags = 0xF0 | kNoiseSum;
-    PageFromBlock(NoisePageTable(), reinterpret_cast<std::uint8_t*>(blk()), page());
-    PageToBlock(NoisePageTable(), page(), reinterpret_cast<std::uint8_t*>(blk()));
+    PageFromBlock((*kNoiseKind.page), reinterpret_cast<std::uint8_t*>(blk()), page());
+    PageToBlock((*kNoiseKind.page), page(), reinterpret_cast<std::uint8_t*>(blk()));
     EXPECT_EQ(blk()->layers, 8);
     EXPECT_EQ(blk()->xScale, 3.25);
     EXPECT_EQ(blk()->flags, 0xF0u | kNoiseSum);
@@ -84,7 +84,7 @@ TEST_F(NoisePage, ChangedControlsAreClampedAndStored) {
     test::Enter(s, 13, "sum", "off");
     test::Enter(s, 13, "width", "5");  // the generator reads width itself
     blk()->flags |= 0x100;
-    PageToBlock(NoisePageTable(), page(), reinterpret_cast<std::uint8_t*>(blk()));
+    PageToBlock((*kNoiseKind.page), page(), reinterpret_cast<std::uint8_t*>(blk()));
     EXPECT_EQ(blk()->layers, 7);
     EXPECT_DOUBLE_EQ(blk()->xScale, 12.3);
     EXPECT_DOUBLE_EQ(blk()->yScale, 128.0);
@@ -95,21 +95,21 @@ TEST_F(NoisePage, ChangedControlsAreClampedAndStored) {
 
 TEST_F(NoisePage, EnteringRejectsTextThatIsNoValue) {
     std::string error;
-    const PageField* layers = FindField(NoisePageTable(), "layers");
-    const PageField* fountain = FindField(NoisePageTable(), "fountain");
+    const PageField* layers = FindField((*kNoiseKind.page), "layers");
+    const PageField* fountain = FindField((*kNoiseKind.page), "fountain");
     std::uint8_t* b = reinterpret_cast<std::uint8_t*>(blk());
     EXPECT_FALSE(EnterFieldText(*layers, "three", page(), b, &error));
     EXPECT_FALSE(EnterFieldText(*layers, "3.5", page(), b, &error));
     EXPECT_NE(error.find("whole number"), std::string::npos);
     EXPECT_FALSE(EnterFieldText(*fountain, "1", page(), b, &error));
     EXPECT_FALSE(
-        EnterFieldText(*FindField(NoisePageTable(), "zDivisor"), "nan", page(), b, &error));
-    EXPECT_EQ(FindField(NoisePageTable(), "nosuch"), nullptr);
+        EnterFieldText(*FindField((*kNoiseKind.page), "zDivisor"), "nan", page(), b, &error));
+    EXPECT_EQ(FindField((*kNoiseKind.page), "nosuch"), nullptr);
 }
 
 TEST(PageTables, ControlListHoldsEveryFieldControlAndItsUpDownPartner) {
     std::uint32_t ids[64];
-    const int n = BuildControlList(NoisePageTable(), ids, 64);
+    const int n = BuildControlList(*kNoiseKind.page, kNoiseKind.presetList, ids, 64);
     ASSERT_EQ(ids[n], 0u);
     auto has = [&](std::uint32_t id) { return std::find(ids, ids + n, id) != ids + n; };
     for (std::uint32_t id : {200u, 10200u, 202u, 10202u, 204u, 207u, 210u, 213u, 214u, 10214u, 216u,

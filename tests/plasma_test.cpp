@@ -11,7 +11,7 @@
 namespace tsn {
 namespace {
 
-constexpr int kPlasma = 17;
+const int kPlasma = FindKind("plasma");
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
 struct Result {
@@ -22,7 +22,7 @@ Result RenderWith(const Settings& settings, bool literal) {
     test::Session s;
     s.rec()->kindIndex = kPlasma;
     for (const auto& [field, value] : settings) test::Enter(s, kPlasma, field, value);
-    PageToBlock(PlasmaPageTable(), s.rec()->dialog, BlockAt(s.rec(), kPlasmaOffset));
+    PageToBlock((*kPlasmaKind.page), s.rec()->dialog, BlockAt(s.rec(), kPlasmaOffset));
     const MemHandle img = literal ? reference::LiteralPlasmaRender(s.rec()) : PlasmaRender(s.rec());
     Result r{test::BlockBytes(img),
              std::vector<std::uint8_t>(BlockAt(s.rec(), kPlasmaOffset),
@@ -168,29 +168,6 @@ TEST(Plasma, SizeIsClampedAndTinyPicturesFinish) {
         ASSERT_NE(tiny, 0u) << w << "x" << d;
         MemFree(tiny);
     }
-}
-
-TEST(Plasma, QueryAndFailures) {
-    test::Session s;
-    MasterTextureRecord* rec = s.rec();
-    Page().setText(rec->dialog, kPlasmaSeedId, "99999");
-    EXPECT_EQ(PlasmaQuery(rec, 2), 32757);
-    EXPECT_EQ(PlasmaQuery(rec, 8), 108);
-    EXPECT_EQ(PlasmaQuery(rec, 9), 108);
-    for (int code : {0, 1, 3, 4, 5, 10}) EXPECT_EQ(PlasmaQuery(rec, code), 0) << code;
-    const PlasmaParameters* b = PlasmaBlock(rec);
-    EXPECT_EQ(std::memcmp(b->signature, "VANTPLAS", 8), 0);
-    EXPECT_EQ(b->size, 108u);
-    EXPECT_EQ(b->seed, 10356);
-    EXPECT_EQ(b->turbulence, 100);
-    EXPECT_EQ(b->seedColour, 0x0000A000u);
-    EXPECT_EQ(b->useSeedColour, 0u);
-
-    const long live = MemLiveBlocks();
-    MemFailAfter(0);
-    EXPECT_EQ(PlasmaRender(rec), 0u);
-    MemFailAfter(-1);
-    EXPECT_EQ(MemLiveBlocks(), live);
 }
 
 }  // namespace

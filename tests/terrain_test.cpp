@@ -17,8 +17,8 @@
 namespace tsn {
 namespace {
 
-constexpr int kSurface = 20;
-constexpr int kTerrain = 21;
+const int kSurface = FindKind("surface");
+const int kTerrain = FindKind("terrain");
 
 template <class T>
 T At(const std::uint8_t* p, std::size_t offset) {
@@ -29,76 +29,6 @@ T At(const std::uint8_t* p, std::size_t offset) {
 
 std::vector<std::uint8_t> Pixels(MemHandle h) {
     return test::BlockBytes(h);
-}
-
-TEST(TerrainBlock, ResetWritesTheDefaultsAtTheirOffsets) {
-    test::Session s;
-    const std::uint8_t* t = BlockAt(s.rec(), 22612);
-    EXPECT_EQ(std::memcmp(t, "VANTTERR", 8), 0);
-    EXPECT_EQ(At<std::uint32_t>(t, 8), 0x10006101u);
-    EXPECT_EQ(At<std::uint32_t>(t, 12), 2826u);
-    EXPECT_EQ(At<std::int32_t>(t, 20), 800);
-    EXPECT_EQ(At<std::int32_t>(t, 24), 600);
-    EXPECT_EQ(At<double>(t, 28), 2.9);
-    EXPECT_EQ(At<double>(t, 36), 1.0);
-    EXPECT_EQ(At<std::int32_t>(t, 44), 256);
-    EXPECT_EQ(At<std::int32_t>(t, 48), 8);
-    EXPECT_EQ(At<std::int32_t>(t, 52), 10356);
-    // Fountains: count at +289, start +293, end +297, first marker +301.
-    for (auto [at, start, end, marker] :
-         {std::tuple{56u, 0x008FBAA9u, 0xFF0F1E18u, 0x314E7267u},
-          std::tuple{641u, 0x003C3C28u, 0xFFFAFAF8u, 0x8A999966u}}) {
-        EXPECT_EQ(std::memcmp(t + at, "VANTFNTN", 8), 0);
-        EXPECT_EQ(At<std::uint32_t>(t, at + 289), 1u);
-        EXPECT_EQ(At<std::uint32_t>(t, at + 293), start);
-        EXPECT_EQ(At<std::uint32_t>(t, at + 297), end);
-        EXPECT_EQ(At<std::uint32_t>(t, at + 301), marker);
-    }
-    for (int k = 2762; k < 2826; ++k) EXPECT_EQ(t[k], 0) << k;
-
-    const std::uint8_t* u = BlockAt(s.rec(), 25438);
-    EXPECT_EQ(std::memcmp(u, "VANTSURF", 8), 0);
-    EXPECT_EQ(At<std::uint32_t>(u, 12), 1473u);
-    EXPECT_EQ(At<std::int32_t>(u, 20), 800);
-    EXPECT_EQ(At<std::int32_t>(u, 24), 600);
-    EXPECT_EQ(At<double>(u, 28), 2.4);
-    EXPECT_EQ(At<double>(u, 36), 1.0);
-    EXPECT_EQ(At<std::int32_t>(u, 44), 512);
-    EXPECT_EQ(At<std::int32_t>(u, 48), 9);
-    EXPECT_EQ(At<std::int32_t>(u, 52), 8764);
-    EXPECT_EQ(At<std::uint32_t>(u, 56 + 289), 1u);
-    EXPECT_EQ(At<std::uint32_t>(u, 56 + 293), 0x00DADAB6u);
-    EXPECT_EQ(At<std::uint32_t>(u, 56 + 297), 0xFF1B1B12u);
-    EXPECT_EQ(At<std::uint32_t>(u, 56 + 301), 0x7A666633u);
-
-    // The pages: seeds default to 15618 in their up-down ranges.
-    char text[64];
-    ASSERT_TRUE(Page().getText(s.rec()->dialog, 10410, text, sizeof text));
-    EXPECT_STREQ(text, "100,32757,15618");
-    ASSERT_TRUE(Page().getText(s.rec()->dialog, 10433, text, sizeof text));
-    EXPECT_STREQ(text, "100,32757,15618");
-    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 416), 29);
-    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 439), 24);
-    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 443), 9);
-    EXPECT_EQ(Page().getScroll(s.rec()->dialog, 426), 10);
-}
-
-TEST(TerrainBlock, QueriesAnswerSizesSeedAndFountain) {
-    test::Session s;
-    const TextureKind& t = KindAt(kTerrain);
-    const TextureKind& u = KindAt(kSurface);
-    EXPECT_EQ(t.query(s.rec(), 8), 2826);
-    EXPECT_EQ(t.query(s.rec(), 9), 2818);
-    EXPECT_EQ(u.query(s.rec(), 8), 1473);
-    EXPECT_EQ(u.query(s.rec(), 9), 1469);
-    EXPECT_EQ(u.query(s.rec(), 4), 442);
-    EXPECT_EQ(u.query(s.rec(), 3),
-              std::int64_t(reinterpret_cast<std::uintptr_t>(BlockAt(s.rec(), 25438 + 56))));
-    for (int code : {0, 1, 3, 4, 5, 10, -1}) EXPECT_EQ(t.query(s.rec(), code), 0) << code;
-    Page().setText(s.rec()->dialog, 410, "99999");
-    EXPECT_EQ(t.query(s.rec(), 2), 32757);
-    Page().setText(s.rec()->dialog, 433, "1234");
-    EXPECT_EQ(u.query(s.rec(), 2), 1234);
 }
 
 // An older block with distinctive values everywhere the layouts share.
@@ -326,40 +256,12 @@ TEST(TerrainKind, DamagedBlocksGiveNoImage) {
     }
 }
 
-TEST(TerrainKind, EveryAllocationFailureIsSurvived) {
-    for (int kind : {kTerrain, kSurface}) {
-        bool keptGreyAfterFailure = false;
-        MemHandle h = 0;
-        // Past the last allocation of a render, which then succeeds.
-        for (long n = 0; n < 24; ++n) {
-            test::Session s;
-            s.rec()->kindIndex = kind;
-            test::Enter(s, kind, "width", "70");
-            test::Enter(s, kind, "depth", "66");
-            test::Enter(s, kind, "meshPower", "5");
-            const long live = MemLiveBlocks();
-            MemFailAfter(n);
-            h = RenderSelectedKind(s.rec());
-            MemFailAfter(-1);
-            const MemHandle grey = MemHandle(KindAt(kind).query(s.rec(), 1));
-            keptGreyAfterFailure = keptGreyAfterFailure || (!h && grey);
-            EXPECT_EQ(MemLiveBlocks(), live + (h ? 1 : 0) + (grey ? 1 : 0)) << n;
-            MemFree(h);
-            EXPECT_EQ(KindAt(kind).release(s.rec()), 1);
-            EXPECT_EQ(MemLiveBlocks(), live) << n;
-        }
-        EXPECT_NE(h, 0u) << KindAt(kind).name;
-        // Surface keeps its grey image when only the colouring fails.
-        EXPECT_EQ(keptGreyAfterFailure, kind == kSurface);
-    }
-}
-
 TEST(SurfaceKind, KeepsOneGreyImageAndRecolours) {
     test::Session s;
     const MemHandle first =
         RenderKind(s, kSurface, {{"width", "64"}, {"depth", "64"}, {"meshPower", "5"}});
     ASSERT_NE(first, 0u);
-    const MemHandle grey = SurfaceGreyImage(s.rec());
+    const MemHandle grey = GreyImageAt(s.rec(), kSurfaceGreySlot);
     ASSERT_NE(grey, 0u);
     const long live = MemLiveBlocks();
     SurfaceBlock(s.rec())->gradient.start = 0x00123456u;
@@ -372,7 +274,7 @@ TEST(SurfaceKind, KeepsOneGreyImageAndRecolours) {
     EXPECT_EQ(s.rec()->colourTable[2], 0x12);
     // Every pixel is the table entry of its grey level.
     ImageView g, c;
-    ASSERT_TRUE(LockImage(SurfaceGreyImage(s.rec()), &g));
+    ASSERT_TRUE(LockImage(GreyImageAt(s.rec(), kSurfaceGreySlot), &g));
     ASSERT_TRUE(LockImage(second, &c));
     for (int y = 0; y < 64; ++y)
         for (int x = 0; x < 64; ++x) {
@@ -384,7 +286,7 @@ TEST(SurfaceKind, KeepsOneGreyImageAndRecolours) {
     MemFree(first);
     MemFree(second);
     EXPECT_EQ(KindAt(kSurface).release(s.rec()), 1);
-    EXPECT_EQ(SurfaceGreyImage(s.rec()), 0u);
+    EXPECT_EQ(GreyImageAt(s.rec(), kSurfaceGreySlot), 0u);
     EXPECT_EQ(KindAt(kSurface).release(s.rec()), 1);
 }
 
@@ -392,13 +294,13 @@ TEST(SurfaceKind, TheGreySlotIsNeverTakenFromASettingsFile) {
     test::TempFolder folder;
     test::Session s;
     MemFree(RenderKind(s, kSurface, {{"width", "64"}, {"depth", "64"}, {"meshPower", "4"}}));
-    const MemHandle live = SurfaceGreyImage(s.rec());
+    const MemHandle live = GreyImageAt(s.rec(), kSurfaceGreySlot);
     ASSERT_NE(live, 0u);
     const std::string path = folder.File("texture.texture");
     ASSERT_TRUE(SaveSettingsFile(*s.rec(), path.c_str()));
     test::Session other;
     ASSERT_TRUE(LoadSettingsFile(other.rec(), path.c_str()));
-    EXPECT_EQ(SurfaceGreyImage(other.rec()), 0u);
+    EXPECT_EQ(GreyImageAt(other.rec(), kSurfaceGreySlot), 0u);
 }
 
 }  // namespace

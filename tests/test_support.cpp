@@ -63,7 +63,7 @@ Session::~Session() {
 }
 
 void Enter(Session& s, int kind, const std::string& field, const std::string& value) {
-    const KindInfo& info = KindInfoAt(kind);
+    const KindDescriptor& info = KindOf(kind);
     ASSERT_NE(info.page, nullptr);
     const PageField* f = FindField(*info.page, field);
     ASSERT_NE(f, nullptr) << field;

@@ -90,7 +90,7 @@ void WritePage(std::FILE* out, int number) {
     std::fprintf(out, "\nMasterTextureBox%02d DIALOGEX 0, 0, %d, %d\n", number,
                  kPageLeft + kPageWidth, kPageTop + kPageHeight);
     std::fprintf(out, "STYLE DS_CONTROL | WS_CHILD\nFONT 8, \"MS Shell Dlg\"\nBEGIN\n");
-    const KindInfo& info = KindInfoAt(kind);
+    const KindDescriptor& info = KindOf(kind);
     if (info.page) {
         const PageTable& t = *info.page;
         auto rowsOf = [](const PageField& f) {
@@ -119,7 +119,7 @@ void WritePage(std::FILE* out, int number) {
         int extraCount = 0;
         while (e && e[extraCount]) ++extraCount;
         int first = 0;
-        if (extraCount >= 4 && IsPresetList(e[0])) {
+        if (extraCount >= 4 && KindOfPresetList(e[0]) >= 0) {
             std::fprintf(out, "  LTEXT \"Presets:\", %u, %d, %d, 60, 9\n", e[0] + kLabelOffset,
                          kPageLeft, presetY - 11);
             std::fprintf(

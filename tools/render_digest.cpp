@@ -65,7 +65,7 @@ const Case kCases[] = {
 // Width, depth and seed go through the page as typed; every other field is
 // put into the block as a preset holds it, unclamped and exact.
 bool Apply(HeadlessSession& s, int kind, const std::string& item) {
-    const KindInfo& info = KindInfoAt(kind);
+    const KindDescriptor& info = KindOf(kind);
     const auto eq = item.find('=');
     const PageField* f =
         eq == std::string::npos ? nullptr : FindField(*info.page, item.substr(0, eq));
@@ -85,7 +85,7 @@ bool Apply(HeadlessSession& s, int kind, const std::string& item) {
 int main() {
     for (const Case& c : kCases) {
         const int kind = FindKind(c.kind);
-        if (kind < 0 || !KindInfoAt(kind).page) {
+        if (kind < 0 || !KindOf(kind).page) {
             std::fprintf(stderr, "bad kind '%s'\n", c.kind);
             return 1;
         }

@@ -33,10 +33,9 @@ enum : int {
     kGridLast = 198,
 };
 
-// Buttons that get the shared owner-drawn look.
-constexpr int kDecorated[] = {IDOK, IDCANCEL, kHelp, kPreview, kView, kMutate, 510, 220, 238, 249,
-                              298,  313,      363,   379,      415,   438,     519, 542, 564, 587,
-                              607,  627,      651,   671,      717,   754,     791, 804};
+// Buttons that get the shared owner-drawn look, besides each page's preset
+// load button.
+constexpr int kDecorated[] = {IDOK, IDCANCEL, kHelp, kPreview, kView, kMutate};
 
 MasterTextureRecord* Rec() {
     return Lib().current;
@@ -53,7 +52,7 @@ bool ShiftHeld() {
 // The field a control shows, in any kind's page table.
 const PageField* FieldOfControl(std::uint32_t id, int* kindOut = nullptr) {
     for (int k = 0; k < kKindCount; ++k) {
-        const PageTable* t = KindInfoAt(k).page;
+        const PageTable* t = KindOf(k).page;
         for (int i = 0; t && i < t->count; ++i)
             if (t->fields[i].id == id && t->fields[i].control != Control::None) {
                 if (kindOut) *kindOut = k;
@@ -84,7 +83,7 @@ void UpdateValueDisplay(HWND dlg, std::uint32_t scrollId) {
 void TransferAllToPages(HWND dlg, MasterTextureRecord* rec) {
     LoadPages(rec);
     for (int k = 0; k < kKindCount; ++k) {
-        const KindInfo& info = KindInfoAt(k);
+        const KindDescriptor& info = KindOf(k);
         for (int i = 0; info.page && i < info.page->count; ++i) {
             const PageField& f = info.page->fields[i];
             if (f.control == Control::ScrollBar) UpdateValueDisplay(dlg, f.id);
@@ -180,7 +179,7 @@ void RenderOnRequest(HWND dlg) {
         if (kind.flags & kKindRepaintExtra)
             InvalidateRect(GetDlgItem(dlg, int(kind.extraControl)), nullptr, FALSE);
         // Generators store back what they clamped: show it.
-        const KindInfo& info = KindInfoAt(rec->kindIndex);
+        const KindDescriptor& info = KindOf(rec->kindIndex);
         if (info.page) PageFromBlock(*info.page, BlockAt(rec, info.blockOffset), rec->dialog);
     } else {
         char text[256];
@@ -304,18 +303,7 @@ void DrawGridButton(const DRAWITEMSTRUCT* d, int k) {
             DrawFramed(d->hDC, b, nullptr);
             return;
         }
-        ImageView g;
-        if (!LockImage(grey, &g)) {
-            DrawFramed(d->hDC, b, nullptr);
-            return;
-        }
-        const int bw = b.right - b.left, bh = b.bottom - b.top;
-        const int pct = std::max(1, std::min(bw * 100 / g.width, bh * 100 / g.depth));
-        UnlockImage(&g);
-        FountainToColourTable(slot, rec->colourTable);
-        const MemHandle coloured = ColouriseImage(grey, rec->colourTable);
-        slot.cachedImage = coloured ? ScaleImage(coloured, pct) : 0;
-        MemFree(coloured);
+        slot.cachedImage = MutationThumbnail(rec, k, grey, b.right - b.left, b.bottom - b.top);
     }
     ImageView t;
     if (!LockImage(slot.cachedImage, &t)) {
@@ -418,17 +406,34 @@ void OnScroll(HWND dlg, WPARAM wp, HWND bar) {
     }
 }
 
+void Decorate(HWND button) {
+    if (!button) return;
+    const LONG style = GetWindowLongA(button, GWL_STYLE);
+    SetWindowLongA(button, GWL_STYLE, (style & ~0xF) | BS_OWNERDRAW);
+}
+
+// The kinds that take the host's size show it in their width and depth.
+void SeedHostSize(HWND dlg, const MasterTextureRecord* rec) {
+    for (int k = 0; k < kKindCount; ++k) {
+        const KindDescriptor& kind = KindOf(k);
+        if (!kind.takesHostSize || !kind.page) continue;
+        if (const PageField* w = FieldWithRole(*kind.page, Role::Width))
+            SetDlgItemInt(dlg, int(w->id), rec->width, FALSE);
+        if (const PageField* d = FieldWithRole(*kind.page, Role::Depth))
+            SetDlgItemInt(dlg, int(d->id), rec->depth, FALSE);
+    }
+}
+
 void StartUp(HWND dlg, MasterTextureRecord* rec) {
     rec->dialog = reinterpret_cast<std::uint64_t>(dlg);
     Lib().current = rec;
     SetPageOps(Win32PageOps());
     BuildPages(dlg);
-    if (Lib().buttonStyle != 0)
-        for (int id : kDecorated)
-            if (HWND b = GetDlgItem(dlg, id)) {
-                const LONG style = GetWindowLongA(b, GWL_STYLE);
-                SetWindowLongA(b, GWL_STYLE, (style & ~0xF) | BS_OWNERDRAW);
-            }
+    if (Lib().buttonStyle != 0) {
+        for (int id : kDecorated) Decorate(GetDlgItem(dlg, id));
+        for (int k = 0; k < kKindCount; ++k)
+            if (KindOf(k).presetList) Decorate(GetDlgItem(dlg, int(KindOf(k).presetList + 3)));
+    }
     rec->showMutations = 1;
     HWND list = GetDlgItem(dlg, kTextureList);
     SendMessageA(list, CB_RESETCONTENT, 0, 0);
@@ -453,10 +458,7 @@ void StartUp(HWND dlg, MasterTextureRecord* rec) {
     SetFocus(GetDlgItem(dlg, IDOK));
     PostMessageA(dlg, kMsgRefreshMutations, 0, 0);
     PlaceWindow(dlg, doneMode);
-    if (rec->flags & kFlagSizeValid) {
-        for (int id : {200, 239, 289, 306, 355, 369}) SetDlgItemInt(dlg, id, rec->width, FALSE);
-        for (int id : {202, 241, 291, 308, 357, 371}) SetDlgItemInt(dlg, id, rec->depth, FALSE);
-    }
+    if (rec->flags & kFlagSizeValid) SeedHostSize(dlg, rec);
     if (rec->flags & kFlagNonInteractive) {
         SetWindowPos(dlg, nullptr, 0, 0, 1, 1, SWP_NOZORDER | SWP_NOMOVE | SWP_NOACTIVATE);
         PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);

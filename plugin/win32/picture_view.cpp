@@ -18,7 +18,9 @@ enum : UINT { kMenuZoomIn = 1, kMenuZoomOut, kMenuBack };
 // The session's Mandelbrot block while its page is the one shown.
 MandelbrotParameters* ShownBlock() {
     MasterTextureRecord* rec = Lib().current;
-    if (!rec || rec->kindIndex != FindKind("mandelbrot")) return nullptr;
+    if (!rec || rec->kindIndex < 0 || rec->kindIndex >= kKindCount ||
+        &KindOf(rec->kindIndex) != &kMandelbrotKind)
+        return nullptr;
     return MandelbrotBlock(rec);
 }
 

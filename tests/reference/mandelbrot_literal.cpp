@@ -15,8 +15,8 @@ MemHandle LiteralMandelbrotRender(MasterTextureRecord* rec) {
     const int depth = ReadPageInteger(rec->dialog, kMandelbrotDepthId);
     p->width = width;
     p->depth = depth;
-    MemFree(MandelbrotGreyImage(rec));
-    SetMandelbrotGreyImage(rec, 0);
+    MemFree(GreyImageAt(rec, kMandelbrotGreySlot));
+    SetGreyImageAt(rec, kMandelbrotGreySlot, 0);
     if (p->zoomFactor == 0) return 0;
 
     const int S = width > depth ? width : depth;
@@ -104,7 +104,7 @@ MemHandle LiteralMandelbrotRender(MasterTextureRecord* rec) {
     UnlockImage(&g);
     MemUnlock(countsBlock);
     MemFree(countsBlock);
-    SetMandelbrotGreyImage(rec, grey);
+    SetGreyImageAt(rec, kMandelbrotGreySlot, grey);
 
     MemHandle strip = RenderFountain(p->fountain, 256, 1);
     if (strip) {

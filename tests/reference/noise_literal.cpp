@@ -271,8 +271,8 @@ MemHandle LiteralNoiseRender(MasterTextureRecord* rec) {
     // 4.
     blk->width = w;
     blk->depth = h;
-    MemFree(NoiseGreyImage(rec));
-    SetNoiseGreyImage(rec, 0);
+    MemFree(GreyImageAt(rec, kNoiseGreySlot));
+    SetGreyImageAt(rec, kNoiseGreySlot, 0);
     // 5.
     MemHandle grey;
     if (!(blk->flags & 1)) {
@@ -346,7 +346,7 @@ MemHandle LiteralNoiseRender(MasterTextureRecord* rec) {
         }
     UnlockImage(&ov);
     UnlockImage(&gv);
-    SetNoiseGreyImage(rec, grey);
+    SetGreyImageAt(rec, kNoiseGreySlot, grey);
     return out;
 }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 
@@ -171,28 +172,17 @@ enum CgiMember : int {
     kCgiMemberCount
 };
 
-struct CgiMemberInfo {
-    const char* signature;
-    std::uint32_t offset;  // of the block in the record
-    std::uint32_t size;
-    std::uint32_t sizeId;  // the page's Size edit
-    std::uint32_t seedId;  // the page's Random seed edit
-    std::uint32_t presetListId;
-};
-const CgiMemberInfo& CgiMemberAt(int member);
 const PageTable& CgiPageTable(int member);
+// The catalogue's descriptor of a member (CgiMember order).
+const KindDescriptor& CgiMemberKind(int member);
 
-int CgiResetMember(MasterTextureRecord* rec, int member);
-std::int64_t CgiQueryMember(MasterTextureRecord* rec, int member, int code);
-
-// The catalogue's functions of one member.
-template <int M>
-int CgiReset(MasterTextureRecord* rec) {
-    return CgiResetMember(rec, M);
-}
-template <int M>
-std::int64_t CgiQuery(MasterTextureRecord* rec, int code) {
-    return CgiQueryMember(rec, M, code);
-}
+extern const KindDescriptor kCgiTerrainKind;
+extern const KindDescriptor kCgiJadeKind;
+extern const KindDescriptor kCgiSkyKind;
+extern const KindDescriptor kCgiSeaKind;
+extern const KindDescriptor kCgiSlimeKind;
+extern const KindDescriptor kCgiGraniteKind;
+extern const KindDescriptor kCgiWoodKind;
+extern const KindDescriptor kCgiTurbulenceKind;
 
 }  // namespace tsn

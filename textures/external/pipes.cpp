@@ -56,17 +56,12 @@ const PageField kPipesFields[] = {
 // text.
 const std::uint32_t kPipesExtras[] = {kPipesPresetListId, 508, 509, 510, kPipesDimensionsId, 0};
 
-const PageTable kPipesPage = {kPipesFields, int(sizeof kPipesFields / sizeof kPipesFields[0]),
-                              kPipesExtras};
+const PageTable kPipesPage = TableOf(kPipesFields, kPipesExtras);
 
 // One session at a time uses the plug-in, so the cache is the library's.
 MemHandle g_tiles[kPipesTileCount];
 
 }  // namespace
-
-const PageTable& PipesPageTable() {
-    return kPipesPage;
-}
 
 MemHandle PipesCachedTile(int tile) {
     return g_tiles[tile];
@@ -76,10 +71,8 @@ void SetPipesCachedTile(int tile, MemHandle image) {
 }
 
 int PipesReset(MasterTextureRecord* rec) {
+    ResetKindBlock(kPipesKind, rec);
     PipesParameters* b = PipesBlock(rec);
-    std::memset(b, 0, sizeof *b);
-    WriteHeader(b, "VANTPIPE", sizeof *b);
-    ApplyBlockDefaults(kPipesPage, reinterpret_cast<std::uint8_t*>(b));
     // Two cells of 256 pixels each way, until the generator writes its own.
     b->outputWidth = 512;
     b->outputDepth = 512;
@@ -94,19 +87,16 @@ int PipesRelease(MasterTextureRecord*) {
     return 1;
 }
 
-std::int64_t PipesQuery(MasterTextureRecord* rec, int code) {
-    switch (code) {
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kPipesSeedId);
-        case kQueryConvertIn:
-        case kQueryConvertOut:
-            return CopyTransfer(rec, sizeof(PipesParameters));
-        case kQueryBlockSize:
-        case kQueryOldBlockSize:
-            return sizeof(PipesParameters);
-        default:
-            return 0;
-    }
-}
+const KindDescriptor kPipesKind = {
+    .name = "Pipes",
+    .key = "pipes",
+    .signature = "VANTPIPE",
+    .blockOffset = kPipesOffset,
+    .blockSize = sizeof(PipesParameters),
+    .page = &kPipesPage,
+    .reset = PipesReset,
+    .release = PipesRelease,
+    .presetList = kPipesPresetListId,
+};
 
 }  // namespace tsn

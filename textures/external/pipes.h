@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "common/platform.h"
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 
@@ -87,11 +88,8 @@ enum : std::uint32_t {
     kPipesNoHiddenValvesId = 513,
 };
 
-const PageTable& PipesPageTable();
-
 int PipesReset(MasterTextureRecord* rec);
 int PipesRelease(MasterTextureRecord* rec);
-std::int64_t PipesQuery(MasterTextureRecord* rec, int code);
 
 inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
     return BlockAs<PipesParameters>(rec, kPipesOffset);
@@ -100,5 +98,7 @@ inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
 // The loaded, unscaled tile images, kept for the session (0 when not loaded).
 MemHandle PipesCachedTile(int tile);
 void SetPipesCachedTile(int tile, MemHandle image);
+
+extern const KindDescriptor kPipesKind;
 
 }  // namespace tsn

@@ -8,10 +8,13 @@
 #include "common/detmath.h"
 #include "common/page.h"
 #include "plugin/catalogue.h"
+#include "plugin/page_fields.h"
 
 namespace tsn {
 
 namespace {
+
+using namespace fields;
 
 constexpr std::uint32_t kPresetControls[] = {kCratersPresetListId, 296, 297, 298, 0};
 constexpr double kPi = 3.14159265358979323846;
@@ -20,30 +23,24 @@ constexpr double kPi = 3.14159265358979323846;
 // hundredths of the exponent.
 #define CRATERS_FIELD(f) static_cast<std::uint32_t>(offsetof(CratersParameters, f))
 const PageField kCratersFields[] = {
-    {"width", "Width:", FieldType::I32, CRATERS_FIELD(width), 0, Control::Edit, kCratersWidthId, 32,
-     32760, 800, 800, 0, Role::Width, "picture width in pixels"},
-    {"depth", "Depth:", FieldType::I32, CRATERS_FIELD(depth), 0, Control::Edit, kCratersDepthId, 32,
-     32760, 600, 600, 0, Role::Depth, "picture height in pixels"},
-    {"seed", "Random seed:", FieldType::U32, CRATERS_FIELD(seed), 0, Control::Edit, kCratersSeedId,
-     100, 32757, 10356, 15618, 0, Role::Seed, "random seed"},
-    {"density", "Density:", FieldType::U32, CRATERS_FIELD(density), 0, Control::ScrollBar,
-     kCratersDensityId, 1000, 100000, 16000, 0, -1000, Role::Plain,
-     "impacts / 20, in steps of 1000 on the page"},
-    {"depthExponent", "Depth:", FieldType::F64, CRATERS_FIELD(depthExponent), 0, Control::ScrollBar,
-     kCratersDepthExponentId, 0.5, 3.0, 1.5, 0, 100, Role::Plain,
-     "crater depth grows as the radius to this power"},
-    {"surfaceColour", "Surface color", FieldType::Colour, CRATERS_FIELD(surfaceColour), 0,
-     Control::ColourButton, kCratersSurfaceColourId, 0, 16777215, 0xE0E0E0, 0, 0, Role::Plain,
-     "colour of the lit surface"},
-    {"rimLevel", "", FieldType::F64, CRATERS_FIELD(rimLevel), 0, Control::None, 0, -10, 10,
-     0.707107, 0, 0, Role::Plain, "height of the rim shape above the bowl"},
-    {"shadeExponent", "", FieldType::F64, CRATERS_FIELD(shadeExponent), 0, Control::None, 0, 0.05,
-     20, 1.0, 0, 0, Role::Plain, "sharpness of the slope lighting"},
+    Width(CRATERS_FIELD(width), kCratersWidthId, 800, 800, 32),
+    Depth(CRATERS_FIELD(depth), kCratersDepthId, 600, 600, 32),
+    Seed(CRATERS_FIELD(seed), kCratersSeedId, 10356, 32757, 15618, FieldType::U32),
+    Scroll("density", "Density:", FieldType::U32, CRATERS_FIELD(density), kCratersDensityId, 1000,
+           100000, 16000, -1000, "impacts / 20, in steps of 1000 on the page"),
+    Scroll("depthExponent", "Depth:", FieldType::F64, CRATERS_FIELD(depthExponent),
+           kCratersDepthExponentId, 0.5, 3.0, 1.5, 100,
+           "crater depth grows as the radius to this power"),
+    Colour("surfaceColour", "Surface color", CRATERS_FIELD(surfaceColour), kCratersSurfaceColourId,
+           0xE0E0E0, "colour of the lit surface"),
+    Hidden("rimLevel", FieldType::F64, CRATERS_FIELD(rimLevel), -10, 10, 0.707107,
+           "height of the rim shape above the bowl"),
+    Hidden("shadeExponent", FieldType::F64, CRATERS_FIELD(shadeExponent), 0.05, 20, 1.0,
+           "sharpness of the slope lighting"),
 };
 #undef CRATERS_FIELD
 
-const PageTable kCratersPage = {
-    kCratersFields, int(sizeof kCratersFields / sizeof kCratersFields[0]), kPresetControls};
+const PageTable kCratersPage = TableOf(kCratersFields, kPresetControls);
 
 // Truncation as the processor's conversion does it: toward zero, with the
 // "integer indefinite" INT_MIN for NaN and anything out of range, so a
@@ -100,10 +97,6 @@ void Crater(const CratersParameters& b, int w, int d, int x, int y, double s, st
 
 }  // namespace
 
-const PageTable& CratersPageTable() {
-    return kCratersPage;
-}
-
 std::size_t CratersFieldCells(int width, int depth) {
     const std::size_t w = std::size_t(std::max(width, 0)), d = std::size_t(std::max(depth, 0));
     return std::max(w * d, d > 0 ? (d - 1) * d + w : 0);
@@ -153,14 +146,6 @@ void CratersShade(const std::uint16_t* H, const int table[105], std::uint32_t co
     }
 }
 
-int CratersReset(MasterTextureRecord* rec) {
-    CratersParameters* b = CratersBlock(rec);
-    std::memset(b, 0, sizeof *b);
-    WriteHeader(b, "VANTPART", sizeof *b);
-    ApplyBlockDefaults(kCratersPage, reinterpret_cast<std::uint8_t*>(b));
-    return 1;
-}
-
 namespace {
 
 template <class From, class To>
@@ -191,18 +176,12 @@ std::int64_t ConvertCraters(MasterTextureRecord* rec) {
 
 std::int64_t CratersQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kCratersSeedId);
         case kQueryConvertIn:
             return ConvertCraters<CratersParameters132, CratersParameters>(rec);
         case kQueryConvertOut:
             return ConvertCraters<CratersParameters, CratersParameters132>(rec);
-        case kQueryBlockSize:
-            return sizeof(CratersParameters);
-        case kQueryOldBlockSize:
-            return sizeof(CratersParameters132);
         default:
-            return 0;
+            return StandardQuery(kCratersKind, rec, code);
     }
 }
 
@@ -244,5 +223,21 @@ MemHandle CratersRender(MasterTextureRecord* rec) {
     UnlockImage(&view);
     return image;
 }
+
+// Craters keeps its block under the particle signature, as presets always
+// have.
+const KindDescriptor kCratersKind = {
+    .name = "Craters",
+    .key = "craters",
+    .signature = "VANTPART",
+    .blockOffset = kCratersOffset,
+    .blockSize = sizeof(CratersParameters),
+    .oldBlockSize = sizeof(CratersParameters132),
+    .page = &kCratersPage,
+    .render = CratersRender,
+    .query = CratersQuery,
+    .presetList = kCratersPresetListId,
+    .takesHostSize = true,
+};
 
 }  // namespace tsn

@@ -9,6 +9,7 @@
 
 #include "common/image.h"
 #include "common/random.h"
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 
@@ -64,10 +65,7 @@ enum : std::uint32_t {
     kCratersDepthExponentId = 303,
 };
 
-const PageTable& CratersPageTable();
-
 MemHandle CratersRender(MasterTextureRecord* rec);
-int CratersReset(MasterTextureRecord* rec);
 std::int64_t CratersQuery(MasterTextureRecord* rec, int code);
 
 inline CratersParameters* CratersBlock(MasterTextureRecord* rec) {
@@ -89,5 +87,7 @@ void CratersLightingTable(double shadeExponent, int table[105]);
 // column is never written.
 void CratersShade(const std::uint16_t* field, const int table[105], std::uint32_t surfaceColour,
                   const ImageView& picture);
+
+extern const KindDescriptor kCratersKind;
 
 }  // namespace tsn

@@ -12,39 +12,35 @@
 #include "common/page.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/page_fields.h"
 
 namespace tsn {
 
 namespace {
+
+using namespace fields;
 
 constexpr std::uint32_t kExtraControls[] = {
     kMandelbrotPresetListId, 361, 362, 363, kMandelbrotNavigatorId, kMandelbrotStatusId, 0};
 
 #define MANDELBROT_FIELD(f) static_cast<std::uint32_t>(offsetof(MandelbrotParameters, f))
 const PageField kMandelbrotFields[] = {
-    {"width", "Width:", FieldType::I32, MANDELBROT_FIELD(width), 0, Control::Edit,
-     kMandelbrotWidthId, 64, 32760, 800, 800, 0, Role::Width, "picture width in pixels"},
-    {"depth", "Depth:", FieldType::I32, MANDELBROT_FIELD(depth), 0, Control::Edit,
-     kMandelbrotDepthId, 64, 32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
-    {"fountain", "Colours", FieldType::Fountain, MANDELBROT_FIELD(fountain), 0,
-     Control::FountainView, kMandelbrotFountainId, 0, 0, 0, 0, 0, Role::Plain,
-     "colour map of the stretched iteration counts"},
-    {"centreRealOffset", "", FieldType::F64, MANDELBROT_FIELD(centreRealOffset), 0, Control::None,
-     0, -1000, 1000, 1.525, 0, 0, Role::Plain,
-     "view centre's real part plus 2.05 (set by the navigation view)"},
-    {"centreImaginaryOffset", "", FieldType::F64, MANDELBROT_FIELD(centreImaginaryOffset), 0,
-     Control::None, 0, -1000, 1000, 1.4, 0, 0, Role::Plain,
-     "view centre's imaginary part plus 1.4 (set by the navigation view)"},
-    {"zoomLevel", "", FieldType::U32, MANDELBROT_FIELD(zoomLevel), 0, Control::None, 0, 0,
-     kMandelbrotMaxZoomLevel, 0, 0, 0, Role::Plain,
-     "0 shows the whole set; magnification grows as (zoomLevel + 1) squared"},
-    {"zoomFactor", "", FieldType::U32, MANDELBROT_FIELD(zoomFactor), 0, Control::None, 0, 1,
-     kMandelbrotMaxZoomFactor, 1, 0, 0, Role::Plain, "multiplies the magnification"},
+    Width(MANDELBROT_FIELD(width), kMandelbrotWidthId, 800, 800),
+    Depth(MANDELBROT_FIELD(depth), kMandelbrotDepthId, 600, 800),
+    Fountain("fountain", "Colours", MANDELBROT_FIELD(fountain), kMandelbrotFountainId,
+             "colour map of the stretched iteration counts"),
+    Hidden("centreRealOffset", FieldType::F64, MANDELBROT_FIELD(centreRealOffset), -1000, 1000,
+           1.525, "view centre's real part plus 2.05 (set by the navigation view)"),
+    Hidden("centreImaginaryOffset", FieldType::F64, MANDELBROT_FIELD(centreImaginaryOffset), -1000,
+           1000, 1.4, "view centre's imaginary part plus 1.4 (set by the navigation view)"),
+    Hidden("zoomLevel", FieldType::U32, MANDELBROT_FIELD(zoomLevel), 0, kMandelbrotMaxZoomLevel, 0,
+           "0 shows the whole set; magnification grows as (zoomLevel + 1) squared"),
+    Hidden("zoomFactor", FieldType::U32, MANDELBROT_FIELD(zoomFactor), 1, kMandelbrotMaxZoomFactor,
+           1, "multiplies the magnification"),
 };
 #undef MANDELBROT_FIELD
 
-const PageTable kMandelbrotPage = {
-    kMandelbrotFields, int(sizeof kMandelbrotFields / sizeof kMandelbrotFields[0]), kExtraControls};
+const PageTable kMandelbrotPage = TableOf(kMandelbrotFields, kExtraControls);
 
 // Four points side by side on one row, in two SSE2 registers, iterated
 // until all four have escaped or the limit is reached. Every lane performs
@@ -103,20 +99,6 @@ double Magnification(const MandelbrotParameters& b) {
 }
 
 }  // namespace
-
-const PageTable& MandelbrotPageTable() {
-    return kMandelbrotPage;
-}
-
-MemHandle MandelbrotGreyImage(const MasterTextureRecord* rec) {
-    MemHandle h;
-    std::memcpy(&h, reinterpret_cast<const std::uint8_t*>(rec) + kMandelbrotGreySlot, sizeof h);
-    return h;
-}
-
-void SetMandelbrotGreyImage(MasterTextureRecord* rec, MemHandle grey) {
-    std::memcpy(BlockAt(rec, kMandelbrotGreySlot), &grey, sizeof grey);
-}
 
 bool ComputeMandelbrotView(const MandelbrotParameters& b, int side, MandelbrotView* view) {
     if (b.zoomFactor == 0 || side < 1) return false;  // an infinite step shows nothing
@@ -188,21 +170,12 @@ bool MandelbrotCounts(const MandelbrotView& view, int side, std::uint16_t* count
 }
 
 int MandelbrotReset(MasterTextureRecord* rec) {
+    ResetKindBlock(kMandelbrotKind, rec);
     MandelbrotParameters* b = MandelbrotBlock(rec);
-    std::memset(reinterpret_cast<std::uint8_t*>(b) + 8, 0, sizeof *b - 8);
-    WriteHeader(b, "VANTMAND", sizeof *b);
-    ApplyBlockDefaults(kMandelbrotPage, reinterpret_cast<std::uint8_t*>(b));
     b->realStart = -2.05;
     b->imaginaryStart = -1.4;
     b->realEnd = 1.0;
     b->imaginaryEnd = 1.4;
-    ResetFountain(&b->fountain);
-    return 1;
-}
-
-int MandelbrotRelease(MasterTextureRecord* rec) {
-    MemFree(MandelbrotGreyImage(rec));
-    SetMandelbrotGreyImage(rec, 0);
     return 1;
 }
 
@@ -245,12 +218,6 @@ T* TransferPtr(std::uint64_t address) {
 
 std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQueryIndexImage:
-            return std::int64_t(MandelbrotGreyImage(rec));
-        case kQueryFountain:
-            return std::int64_t(reinterpret_cast<std::uintptr_t>(&MandelbrotBlock(rec)->fountain));
-        case kQueryFountainControl:
-            return kMandelbrotFountainId;
         case kQueryConvertIn: {
             if (rec->transferSourceSize != 13073 || rec->transferTargetSize != 13077) return 0;
             auto* from = TransferPtr<const MandelbrotParameters13073>(rec->transferSource);
@@ -269,12 +236,8 @@ std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code) {
             ConvertFountain585To581(from->fountain, &to->fountain);
             return 1;
         }
-        case kQueryBlockSize:
-            return 13077;
-        case kQueryOldBlockSize:
-            return 13073;
         default:
-            return 0;
+            return StandardQuery(kMandelbrotKind, rec, code);
     }
 }
 
@@ -284,8 +247,7 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
     const int h = ReadPageInteger(rec->dialog, kMandelbrotDepthId);
     b->width = w;
     b->depth = h;
-    MemFree(MandelbrotGreyImage(rec));
-    SetMandelbrotGreyImage(rec, 0);
+    ReleaseGreySlot(kMandelbrotKind, rec);
     if (w < 1 || h < 1) return 0;
 
     const int side = std::max(w, h);
@@ -371,7 +333,7 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
         out = ColouriseImage(grey, table);
     }
     UnlockImage(&g);
-    SetMandelbrotGreyImage(rec, grey);
+    SetGreyImageAt(rec, kMandelbrotGreySlot, grey);
     return out;
 }
 
@@ -505,5 +467,23 @@ bool MandelbrotBack(MandelbrotParameters* b) {
 int MandelbrotHistoryDepth(const MandelbrotParameters& b) {
     return int(ReadHistory(b).count);
 }
+
+const KindDescriptor kMandelbrotKind = {
+    .name = "Mandelbrot",
+    .key = "mandelbrot",
+    .signature = "VANTMAND",
+    .blockOffset = kMandelbrotOffset,
+    .blockSize = sizeof(MandelbrotParameters),
+    .oldBlockSize = sizeof(MandelbrotParameters13073),
+    .page = &kMandelbrotPage,
+    .flags = kKindHasColourMap | kKindRepaintExtra,
+    .extraControl = kMandelbrotNavigatorId,
+    .render = MandelbrotRender,
+    .reset = MandelbrotReset,
+    .query = MandelbrotQuery,
+    .greySlot = kMandelbrotGreySlot,
+    .presetList = kMandelbrotPresetListId,
+    .takesHostSize = true,
+};
 
 }  // namespace tsn

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 #include "textures/gradient/fountain.h"
@@ -85,18 +86,13 @@ enum : std::uint32_t {
     kMandelbrotStatusId = 365,
 };
 
-const PageTable& MandelbrotPageTable();
-
 MemHandle MandelbrotRender(MasterTextureRecord* rec);
 int MandelbrotReset(MasterTextureRecord* rec);
-int MandelbrotRelease(MasterTextureRecord* rec);
 std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code);
 
 inline MandelbrotParameters* MandelbrotBlock(MasterTextureRecord* rec) {
     return BlockAs<MandelbrotParameters>(rec, kMandelbrotOffset);
 }
-MemHandle MandelbrotGreyImage(const MasterTextureRecord* rec);
-void SetMandelbrotGreyImage(MasterTextureRecord* rec, MemHandle grey);
 
 // The square of the complex plane a view shows at side S.
 struct MandelbrotView {
@@ -140,5 +136,7 @@ int MandelbrotHistoryDepth(const MandelbrotParameters& b);
 constexpr std::uint32_t kMandelbrotMaxZoomLevel = 1000000;
 constexpr std::uint32_t kMandelbrotMaxZoomFactor = 1000000;
 constexpr int kMandelbrotHistoryCapacity = 514;
+
+extern const KindDescriptor kMandelbrotKind;
 
 }  // namespace tsn

@@ -9,6 +9,7 @@
 #include "common/page.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/page_fields.h"
 
 namespace tsn {
 
@@ -16,42 +17,36 @@ namespace {
 
 constexpr std::uint32_t kPresetControls[] = {kNoisePresetListId, 218, 219, 220, 0};
 
+using namespace fields;
+
 #define NOISE_FIELD(f) static_cast<std::uint32_t>(offsetof(NoiseParameters, f))
 const PageField kNoiseFields[] = {
-    {"width", "Width:", FieldType::I32, NOISE_FIELD(width), 0, Control::Edit, kNoiseWidthId, 64,
-     32760, 800, 800, 0, Role::Width, "picture width in pixels"},
-    {"depth", "Depth:", FieldType::I32, NOISE_FIELD(depth), 0, Control::Edit, kNoiseDepthId, 64,
-     32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
-    {"scale", "Scale:", FieldType::F64, NOISE_FIELD(scale), 0, Control::ScrollBar, kNoiseScaleId, 6,
-     128, 32.0, 0, 10, Role::Plain, "frequency across the longer side (square aspect on)"},
-    {"xScale", "X scale:", FieldType::F64, NOISE_FIELD(xScale), 0, Control::ScrollBar,
-     kNoiseXScaleId, 6, 128, 25.0, 0, 10, Role::Plain,
-     "frequency across the width (square aspect off)"},
-    {"yScale", "Y scale:", FieldType::F64, NOISE_FIELD(yScale), 0, Control::ScrollBar,
-     kNoiseYScaleId, 6, 128, 50.0, 0, 10, Role::Plain,
-     "frequency across the depth (square aspect off)"},
-    {"squareAspect", "Square aspect", FieldType::U32, NOISE_FIELD(squareAspect), 0,
-     Control::CheckBox, kNoiseSquareId, 0, 1, 1, 0, 0, Role::Plain,
-     "one scale for both axes, so the noise is never stretched"},
-    {"seed", "Random seed:", FieldType::I32, NOISE_FIELD(seed), 0, Control::Edit, kNoiseSeedId, 100,
-     32757, 10356, 15618, 0, Role::Seed, "random seed"},
-    {"fountain", "Colours", FieldType::Fountain, NOISE_FIELD(fountain), 0, Control::FountainView,
-     kNoiseFountainId, 0, 0, 0, 0, 0, Role::Plain, "colour map of the grey values"},
-    {"sum", "Sum", FieldType::FlagBit, NOISE_FIELD(flags), 0, Control::CheckBox, kNoiseSumId, 0, 1,
-     1, 0, 0, Role::Plain, "sum octaves of doubling frequency"},
-    {"layers", "Layers:", FieldType::I32, NOISE_FIELD(layers), 0, Control::Edit, kNoiseLayersId, 2,
-     7, 5, 4, 0, Role::Plain, "octaves summed when sum is on (a preset may hold 8)"},
-    {"zDivisor", "", FieldType::F64, NOISE_FIELD(zDivisor), 0, Control::None, 0, 0.001, 1e6, 8.0, 0,
-     0, Role::Plain, "the sampled plane lies at z = 1 / zDivisor"},
-    {"dimension", "", FieldType::U32, NOISE_FIELD(dimension), 0, Control::None, 0, 1, 3, 3, 0, 0,
-     Role::Plain, "gradient components of each layer's auxiliary table"},
-    {"reservedCount", "", FieldType::U32, NOISE_FIELD(reservedCount), 0, Control::None, 0, 0,
-     4294967295.0, 3, 0, 0, Role::Plain, "kept for older presets; not used"},
+    Width(NOISE_FIELD(width), kNoiseWidthId, 800, 800),
+    Depth(NOISE_FIELD(depth), kNoiseDepthId, 600, 800),
+    Scroll("scale", "Scale:", FieldType::F64, NOISE_FIELD(scale), kNoiseScaleId, 6, 128, 32.0, 10,
+           "frequency across the longer side (square aspect on)"),
+    Scroll("xScale", "X scale:", FieldType::F64, NOISE_FIELD(xScale), kNoiseXScaleId, 6, 128, 25.0,
+           10, "frequency across the width (square aspect off)"),
+    Scroll("yScale", "Y scale:", FieldType::F64, NOISE_FIELD(yScale), kNoiseYScaleId, 6, 128, 50.0,
+           10, "frequency across the depth (square aspect off)"),
+    Check("squareAspect", "Square aspect", FieldType::U32, NOISE_FIELD(squareAspect),
+          kNoiseSquareId, 1, "one scale for both axes, so the noise is never stretched"),
+    Seed(NOISE_FIELD(seed), kNoiseSeedId, 10356, 32757, 15618),
+    Fountain("fountain", "Colours", NOISE_FIELD(fountain), kNoiseFountainId,
+             "colour map of the grey values"),
+    Flag("sum", "Sum", NOISE_FIELD(flags), 0, kNoiseSumId, 1, "sum octaves of doubling frequency"),
+    Edit("layers", "Layers:", NOISE_FIELD(layers), kNoiseLayersId, 2, 7, 5, 4, Role::Plain,
+         "octaves summed when sum is on (a preset may hold 8)"),
+    Hidden("zDivisor", FieldType::F64, NOISE_FIELD(zDivisor), 0.001, 1e6, 8.0,
+           "the sampled plane lies at z = 1 / zDivisor"),
+    Hidden("dimension", FieldType::U32, NOISE_FIELD(dimension), 1, 3, 3,
+           "gradient components of each layer's auxiliary table"),
+    Hidden("reservedCount", FieldType::U32, NOISE_FIELD(reservedCount), 0, 4294967295.0, 3,
+           "kept for older presets; not used"),
 };
 #undef NOISE_FIELD
 
-const PageTable kNoisePage = {kNoiseFields, int(sizeof kNoiseFields / sizeof kNoiseFields[0]),
-                              kPresetControls};
+const PageTable kNoisePage = TableOf(kNoiseFields, kPresetControls);
 
 float Draw(Rng& rng) {
     return float((rng.Next() % 512) - 256) / 256;
@@ -134,20 +129,6 @@ void AtomicMax(std::atomic<int>& a, int v) {
 
 }  // namespace
 
-const PageTable& NoisePageTable() {
-    return kNoisePage;
-}
-
-MemHandle NoiseGreyImage(const MasterTextureRecord* rec) {
-    MemHandle h;
-    std::memcpy(&h, reinterpret_cast<const std::uint8_t*>(rec) + kNoiseGreySlot, sizeof h);
-    return h;
-}
-
-void SetNoiseGreyImage(MasterTextureRecord* rec, MemHandle grey) {
-    std::memcpy(BlockAt(rec, kNoiseGreySlot), &grey, sizeof grey);
-}
-
 bool DrawNoiseAuxiliaryTable(Rng& rng, std::uint32_t dimension) {
     if (dimension < 1 || dimension > 3) return false;
     // Nothing evaluates this table; building it only keeps the random
@@ -176,21 +157,6 @@ void BuildNoiseLattice(Rng& rng, NoiseLattice* L) {
         L->p[256 + i] = L->p[i];
         std::memcpy(L->g3[256 + i], L->g3[i], sizeof L->g3[i]);
     }
-}
-
-int NoiseReset(MasterTextureRecord* rec) {
-    NoiseParameters* b = NoiseBlock(rec);
-    std::memset(reinterpret_cast<std::uint8_t*>(b) + 8, 0, sizeof *b - 8);
-    WriteHeader(b, "VANTPERL", sizeof *b);
-    ApplyBlockDefaults(kNoisePage, reinterpret_cast<std::uint8_t*>(b));
-    ResetFountain(&b->fountain);
-    return 1;
-}
-
-int NoiseRelease(MasterTextureRecord* rec) {
-    MemFree(NoiseGreyImage(rec));
-    SetNoiseGreyImage(rec, 0);
-    return 1;
 }
 
 namespace {
@@ -223,14 +189,6 @@ T* TransferPtr(std::uint64_t address) {
 
 std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQueryIndexImage:
-            return std::int64_t(NoiseGreyImage(rec));
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kNoiseSeedId);
-        case kQueryFountain:
-            return std::int64_t(reinterpret_cast<std::uintptr_t>(&NoiseBlock(rec)->fountain));
-        case kQueryFountainControl:
-            return kNoiseFountainId;
         case kQueryConvertIn: {
             if (rec->transferSourceSize != 721 || rec->transferTargetSize != 725) return 0;
             auto* from = TransferPtr<const NoiseParameters721>(rec->transferSource);
@@ -249,12 +207,8 @@ std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
             ConvertFountain585To581(from->fountain, &to->fountain);
             return 1;
         }
-        case kQueryBlockSize:
-            return 725;
-        case kQueryOldBlockSize:
-            return 721;
         default:
-            return 0;
+            return StandardQuery(kNoiseKind, rec, code);
     }
 }
 
@@ -272,8 +226,7 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
     b->layers = std::clamp(layers, 2, 8);
     b->width = w;
     b->depth = h;
-    MemFree(NoiseGreyImage(rec));
-    SetNoiseGreyImage(rec, 0);
+    ReleaseGreySlot(kNoiseKind, rec);
 
     const bool sum = (b->flags & kNoiseSum) != 0;
     const int layerCount = sum ? b->layers : 1;
@@ -370,8 +323,24 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
     });
     UnlockImage(&o);
     UnlockImage(&g);
-    SetNoiseGreyImage(rec, grey);
+    SetGreyImageAt(rec, kNoiseGreySlot, grey);
     return out;
 }
+
+const KindDescriptor kNoiseKind = {
+    .name = "Noise",
+    .key = "noise",
+    .signature = "VANTPERL",
+    .blockOffset = kNoiseOffset,
+    .blockSize = sizeof(NoiseParameters),
+    .oldBlockSize = sizeof(NoiseParameters721),
+    .page = &kNoisePage,
+    .flags = kKindHasColourMap,
+    .render = NoiseRender,
+    .query = NoiseQuery,
+    .greySlot = kNoiseGreySlot,
+    .presetList = kNoisePresetListId,
+    .takesHostSize = true,
+};
 
 }  // namespace tsn

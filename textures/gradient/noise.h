@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "common/random.h"
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 #include "textures/gradient/fountain.h"
@@ -77,20 +78,14 @@ enum : std::uint32_t {
     kNoiseLayersId = 222,
 };
 
-const PageTable& NoisePageTable();
+extern const KindDescriptor kNoiseKind;
 
 MemHandle NoiseRender(MasterTextureRecord* rec);
-int NoiseReset(MasterTextureRecord* rec);
-int NoiseRelease(MasterTextureRecord* rec);
 std::int64_t NoiseQuery(MasterTextureRecord* rec, int code);
 
 inline NoiseParameters* NoiseBlock(MasterTextureRecord* rec) {
     return BlockAs<NoiseParameters>(rec, kNoiseOffset);
 }
-// The grey image kept after the block (at an unaligned place in the record,
-// so it is copied in and out, never addressed as a handle).
-MemHandle NoiseGreyImage(const MasterTextureRecord* rec);
-void SetNoiseGreyImage(MasterTextureRecord* rec, MemHandle grey);
 
 // The lattice one layer evaluates: the permutation and unit gradients of
 // Perlin's reference noise, 256 entries repeated to 514.

@@ -4,35 +4,32 @@
 
 #include "common/page.h"
 #include "plugin/catalogue.h"
+#include "plugin/page_fields.h"
 
 namespace tsn {
 
 namespace {
 
+using namespace fields;
+
 constexpr std::uint32_t kPresetControls[] = {kPlasmaPresetListId, 236, 237, 238, 0};
 
 #define PLASMA_FIELD(f) static_cast<std::uint32_t>(offsetof(PlasmaParameters, f))
 const PageField kPlasmaFields[] = {
-    {"width", "Width:", FieldType::I32, PLASMA_FIELD(width), 0, Control::Edit, kPlasmaWidthId, 64,
-     32760, 800, 800, 0, Role::Width, "picture width in pixels"},
-    {"depth", "Depth:", FieldType::I32, PLASMA_FIELD(depth), 0, Control::Edit, kPlasmaDepthId, 64,
-     32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
-    {"seed", "Random seed:", FieldType::I32, PLASMA_FIELD(seed), 0, Control::Edit, kPlasmaSeedId,
-     100, 32757, 10356, 15618, 0, Role::Seed, "random seed"},
-    {"turbulence", "Turbulence:", FieldType::I32, PLASMA_FIELD(turbulence), 0, Control::ScrollBar,
-     kPlasmaTurbulenceId, 25, 1000, 100, 0, 1, Role::Plain,
-     "displacement strength in percent; above about 200 channels saturate or wrap"},
-    {"useSeedColour", "Use seed color", FieldType::U32, PLASMA_FIELD(useSeedColour), 0,
-     Control::CheckBox, kPlasmaUseSeedColourId, 0, 1, 0, 0, 0, Role::Plain,
-     "all nine anchors get the seed colour instead of random ones"},
-    {"seedColour", "Seed color", FieldType::Colour, PLASMA_FIELD(seedColour), 0,
-     Control::ColourButton, kPlasmaSeedColourId, 0, 16777215, 0x00A000, 0, 0, Role::Plain,
-     "anchor colour when useSeedColour is on"},
+    Width(PLASMA_FIELD(width), kPlasmaWidthId, 800, 800),
+    Depth(PLASMA_FIELD(depth), kPlasmaDepthId, 600, 800),
+    Seed(PLASMA_FIELD(seed), kPlasmaSeedId, 10356, 32757, 15618),
+    Scroll("turbulence", "Turbulence:", FieldType::I32, PLASMA_FIELD(turbulence),
+           kPlasmaTurbulenceId, 25, 1000, 100, 1,
+           "displacement strength in percent; above about 200 channels saturate or wrap"),
+    Check("useSeedColour", "Use seed color", FieldType::U32, PLASMA_FIELD(useSeedColour),
+          kPlasmaUseSeedColourId, 0, "all nine anchors get the seed colour instead of random ones"),
+    Colour("seedColour", "Seed color", PLASMA_FIELD(seedColour), kPlasmaSeedColourId, 0x00A000,
+           "anchor colour when useSeedColour is on"),
 };
 #undef PLASMA_FIELD
 
-const PageTable kPlasmaPage = {kPlasmaFields, int(sizeof kPlasmaFields / sizeof kPlasmaFields[0]),
-                               kPresetControls};
+const PageTable kPlasmaPage = TableOf(kPlasmaFields, kPresetControls);
 
 // Per-channel mean, rounded down, of two colours.
 std::uint32_t Average(std::uint32_t p, std::uint32_t q) {
@@ -123,10 +120,6 @@ std::uint32_t RandomColour(Rng& rng) {
 
 }  // namespace
 
-const PageTable& PlasmaPageTable() {
-    return kPlasmaPage;
-}
-
 float PlasmaAmplitude(int level, std::int32_t turbulence) {
     const float quotient = 256.0f / float(2 * level);
     return float(double(quotient) * (double(turbulence) / 100.0));
@@ -165,29 +158,6 @@ MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
     return image;
 }
 
-int PlasmaReset(MasterTextureRecord* rec) {
-    PlasmaParameters* b = PlasmaBlock(rec);
-    std::memset(reinterpret_cast<std::uint8_t*>(b) + 8, 0, sizeof *b - 8);
-    WriteHeader(b, "VANTPLAS", sizeof *b);
-    ApplyBlockDefaults(kPlasmaPage, reinterpret_cast<std::uint8_t*>(b));
-    return 1;
-}
-
-std::int64_t PlasmaQuery(MasterTextureRecord* rec, int code) {
-    switch (code) {
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kPlasmaSeedId);
-        case kQueryConvertIn:
-        case kQueryConvertOut:
-            return CopyTransfer(rec, sizeof(PlasmaParameters));
-        case kQueryBlockSize:
-        case kQueryOldBlockSize:
-            return sizeof(PlasmaParameters);
-        default:
-            return 0;
-    }
-}
-
 MemHandle PlasmaRender(MasterTextureRecord* rec) {
     PlasmaParameters* b = PlasmaBlock(rec);
     // Unlike Noise, the seed typed on the page is this generation's seed.
@@ -197,5 +167,16 @@ MemHandle PlasmaRender(MasterTextureRecord* rec) {
     return PlasmaImage(b->width, b->depth, b->seed, b->turbulence, b->seedColour,
                        b->useSeedColour != 0);
 }
+
+const KindDescriptor kPlasmaKind = {
+    .name = "Plasma",
+    .key = "plasma",
+    .signature = "VANTPLAS",
+    .blockOffset = kPlasmaOffset,
+    .blockSize = sizeof(PlasmaParameters),
+    .page = &kPlasmaPage,
+    .render = PlasmaRender,
+    .presetList = kPlasmaPresetListId,
+};
 
 }  // namespace tsn

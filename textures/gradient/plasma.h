@@ -10,6 +10,7 @@
 
 #include "common/image.h"
 #include "common/random.h"
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 
@@ -54,11 +55,7 @@ enum : std::uint32_t {
     kPlasmaPresetListId = 235,
 };
 
-const PageTable& PlasmaPageTable();
-
 MemHandle PlasmaRender(MasterTextureRecord* rec);
-int PlasmaReset(MasterTextureRecord* rec);
-std::int64_t PlasmaQuery(MasterTextureRecord* rec, int code);
 
 inline PlasmaParameters* PlasmaBlock(MasterTextureRecord* rec) {
     return BlockAs<PlasmaParameters>(rec, kPlasmaOffset);
@@ -76,5 +73,7 @@ float PlasmaAmplitude(int level, std::int32_t turbulence);
 // Displaces each channel of a colour by the amplitude `a`, drawing two to
 // four numbers per channel, red first.
 std::uint32_t PlasmaPerturb(std::uint32_t colour, float a, Rng& rng);
+
+extern const KindDescriptor kPlasmaKind;
 
 }  // namespace tsn

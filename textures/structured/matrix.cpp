@@ -13,17 +13,16 @@ using namespace fields;
 
 // The up-downs offer 800 while the block starts at 400 x 300.
 const PageField kMatrixFields[] = {
-    Width(20, kMatrixWidthId, 400, 800),
-    Depth(24, kMatrixDepthId, 300, 800),
-    {"selection", "", FieldType::I32, 28, 0, Control::ListBox, kMatrixTileListId, 0, 2147483647.0,
-     0, 0, 0, Role::Plain, "index of the tile in the library's list"},
+    Width(offsetof(MatrixParameters, width), kMatrixWidthId, 400, 800),
+    Depth(offsetof(MatrixParameters, depth), kMatrixDepthId, 300, 800),
+    ListBox("selection", "", offsetof(MatrixParameters, selection), kMatrixTileListId, 2147483647.0,
+            "index of the tile in the library's list"),
 };
 
 // Matrix keeps its tiles in its own library, not in presets.
 const std::uint32_t kMatrixExtras[] = {kMatrixIntegralId, 0};
 
-const PageTable kMatrixPage = {kMatrixFields, int(sizeof kMatrixFields / sizeof kMatrixFields[0]),
-                               kMatrixExtras};
+const PageTable kMatrixPage = TableOf(kMatrixFields, kMatrixExtras);
 
 template <class T>
 T* TransferPtr(std::uint64_t address) {
@@ -48,31 +47,26 @@ std::int64_t ConvertMatrix(MasterTextureRecord* rec) {
 
 }  // namespace
 
-const PageTable& MatrixPageTable() {
-    return kMatrixPage;
-}
-
-int MatrixReset(MasterTextureRecord* rec) {
-    MatrixParameters* b = MatrixBlock(rec);
-    std::memset(b, 0, sizeof *b);
-    WriteHeader(b, "VANTMTRX", sizeof *b);
-    ApplyBlockDefaults(kMatrixPage, reinterpret_cast<std::uint8_t*>(b));
-    return 1;
-}
-
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryConvertIn:
             return ConvertMatrix<MatrixParameters100, MatrixParameters>(rec);
         case kQueryConvertOut:
             return ConvertMatrix<MatrixParameters, MatrixParameters100>(rec);
-        case kQueryBlockSize:
-            return sizeof(MatrixParameters);
-        case kQueryOldBlockSize:
-            return sizeof(MatrixParameters100);
         default:
-            return 0;
+            return StandardQuery(kMatrixKind, rec, code);
     }
 }
+
+const KindDescriptor kMatrixKind = {
+    .name = "Matrix",
+    .key = "matrix",
+    .signature = "VANTMTRX",
+    .blockOffset = kMatrixOffset,
+    .blockSize = sizeof(MatrixParameters),
+    .oldBlockSize = sizeof(MatrixParameters100),
+    .page = &kMatrixPage,
+    .query = MatrixQuery,
+};
 
 }  // namespace tsn

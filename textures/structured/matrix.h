@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 
@@ -59,13 +60,12 @@ enum : std::uint32_t {
     kMatrixIntegralId = 405,
 };
 
-const PageTable& MatrixPageTable();
-
-int MatrixReset(MasterTextureRecord* rec);
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code);
 
 inline MatrixParameters* MatrixBlock(MasterTextureRecord* rec) {
     return BlockAs<MatrixParameters>(rec, kMatrixOffset);
 }
+
+extern const KindDescriptor kMatrixKind;
 
 }  // namespace tsn

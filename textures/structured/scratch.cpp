@@ -112,15 +112,34 @@ std::int64_t ScratchQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQuerySeed:
             return ReadPageInteger(rec->dialog, kScratchQuerySeedId);
-        case kQueryConvertIn:
-        case kQueryConvertOut:
-            return CopyTransfer(rec, sizeof(ScratchParameters));
-        case kQueryBlockSize:
-        case kQueryOldBlockSize:
-            return sizeof(ScratchParameters);
         default:
-            return 0;
+            return StandardQuery(kScratchKind, rec, code);
     }
 }
+
+// Threads answers through Scratch's query: one function for both.
+const KindDescriptor kScratchKind = {
+    .name = "Scratch",
+    .key = "scratch",
+    .signature = "VANTSCRA",
+    .blockOffset = kScratchOffset,
+    .blockSize = sizeof(ScratchParameters),
+    .page = &kScratchPage,
+    .reset = ScratchReset,
+    .query = ScratchQuery,
+    .presetList = kScratchPresetListId,
+};
+
+const KindDescriptor kThreadsKind = {
+    .name = "Threads",
+    .key = "threads",
+    .signature = "VANTTHRD",
+    .blockOffset = kThreadsOffset,
+    .blockSize = sizeof(ThreadsParameters),
+    .page = &kThreadsPage,
+    .reset = ThreadsReset,
+    .query = ScratchQuery,
+    .presetList = kThreadsPresetListId,
+};
 
 }  // namespace tsn

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 
@@ -88,5 +89,8 @@ inline ScratchParameters* ScratchBlock(MasterTextureRecord* rec) {
 inline ThreadsParameters* ThreadsBlock(MasterTextureRecord* rec) {
     return BlockAs<ThreadsParameters>(rec, kThreadsOffset);
 }
+
+extern const KindDescriptor kScratchKind;
+extern const KindDescriptor kThreadsKind;
 
 }  // namespace tsn

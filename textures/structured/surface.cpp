@@ -5,11 +5,14 @@
 #include "common/image.h"
 #include "common/page.h"
 #include "plugin/catalogue.h"
+#include "plugin/page_fields.h"
 #include "textures/structured/spectral.h"
 
 namespace tsn {
 
 namespace {
+
+using namespace fields;
 
 constexpr std::uint32_t kExtraControls[] = {
     kSurfacePresetListId,     436, 437, 438, kSurfaceDensityLabelId, kSurfaceMeshLabelId,
@@ -17,30 +20,23 @@ constexpr std::uint32_t kExtraControls[] = {
 
 #define SURFACE_FIELD(f) static_cast<std::uint32_t>(offsetof(SurfaceParameters, f))
 const PageField kSurfaceFields[] = {
-    {"width", "Width:", FieldType::I32, SURFACE_FIELD(width), 0, Control::Edit, kSurfaceWidthId, 64,
-     32760, 800, 800, 0, Role::Width, "picture width in pixels"},
-    {"depth", "Depth:", FieldType::I32, SURFACE_FIELD(depth), 0, Control::Edit, kSurfaceDepthId, 64,
-     32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
-    {"seed", "Random seed:", FieldType::I32, SURFACE_FIELD(seed), 0, Control::Edit, kSurfaceSeedId,
-     100, 32757, 8764, 15618, 0, Role::Seed, "random seed"},
-    {"density", "Density", FieldType::F64, SURFACE_FIELD(density), 0, Control::ScrollBar,
-     kSurfaceDensityId, 0.1, 5.0, 2.4, 0, 10, Role::Plain,
-     "fractal dimension: higher values give a finer mottle"},
-    {"meshPower", "Mesh", FieldType::I32, SURFACE_FIELD(meshPower), 0, Control::ScrollBar,
-     kSurfaceMeshId, 4, 12, 9, 0, 1, Role::Plain,
-     "the synthesis grid is 2^meshPower square (16 .. 4096)"},
-    {"elevation", "Elevation", FieldType::F64, SURFACE_FIELD(elevation), 0, Control::ScrollBar,
-     kSurfaceElevationId, 0.5, 1.5, 1.0, 0, 10, Role::Plain,
-     "power applied to the heights above the mean level"},
-    {"gradient", "Colours", FieldType::Fountain, SURFACE_FIELD(gradient), 0, Control::FountainView,
-     kSurfaceGradientId, 0, 0, 0, 0, 0, Role::Plain, "colour map of the grey heights"},
-    {"meshSize", "", FieldType::I32, SURFACE_FIELD(meshSize), 0, Control::None, 0, 1, 4096, 512, 0,
-     0, Role::Plain, "grid size; recomputed from meshPower at every render"},
+    Width(SURFACE_FIELD(width), kSurfaceWidthId, 800, 800),
+    Depth(SURFACE_FIELD(depth), kSurfaceDepthId, 600, 800),
+    Seed(SURFACE_FIELD(seed), kSurfaceSeedId, 8764, 32757, 15618),
+    Scroll("density", "Density", FieldType::F64, SURFACE_FIELD(density), kSurfaceDensityId, 0.1,
+           5.0, 2.4, 10, "fractal dimension: higher values give a finer mottle"),
+    Scroll("meshPower", "Mesh", FieldType::I32, SURFACE_FIELD(meshPower), kSurfaceMeshId, 4, 12, 9,
+           1, "the synthesis grid is 2^meshPower square (16 .. 4096)"),
+    Scroll("elevation", "Elevation", FieldType::F64, SURFACE_FIELD(elevation), kSurfaceElevationId,
+           0.5, 1.5, 1.0, 10, "power applied to the heights above the mean level"),
+    Fountain("gradient", "Colours", SURFACE_FIELD(gradient), kSurfaceGradientId,
+             "colour map of the grey heights"),
+    Hidden("meshSize", FieldType::I32, SURFACE_FIELD(meshSize), 1, 4096, 512,
+           "grid size; recomputed from meshPower at every render"),
 };
 #undef SURFACE_FIELD
 
-const PageTable kSurfacePage = {
-    kSurfaceFields, int(sizeof kSurfaceFields / sizeof kSurfaceFields[0]), kExtraControls};
+const PageTable kSurfacePage = TableOf(kSurfaceFields, kExtraControls);
 
 void ConvertFountainTo(const FountainDefinition581& from, FountainDefinition* to) {
     ConvertFountain581To585(from, to);
@@ -94,26 +90,9 @@ bool FillGrey(const std::uint8_t* map, int n, MemHandle image) {
 
 }  // namespace
 
-const PageTable& SurfacePageTable() {
-    return kSurfacePage;
-}
-
-MemHandle SurfaceGreyImage(const MasterTextureRecord* rec) {
-    MemHandle h;
-    std::memcpy(&h, reinterpret_cast<const std::uint8_t*>(rec) + kSurfaceGreySlot, sizeof h);
-    return h;
-}
-
-void SetSurfaceGreyImage(MasterTextureRecord* rec, MemHandle grey) {
-    std::memcpy(BlockAt(rec, kSurfaceGreySlot), &grey, sizeof grey);
-}
-
 int SurfaceReset(MasterTextureRecord* rec) {
+    ResetKindBlock(kSurfaceKind, rec);
     SurfaceParameters* b = SurfaceBlock(rec);
-    std::memset(static_cast<void*>(b), 0, sizeof *b);
-    WriteHeader(b, "VANTSURF", sizeof *b);
-    ApplyBlockDefaults(kSurfacePage, reinterpret_cast<std::uint8_t*>(b));
-    ResetFountain(&b->gradient);
     b->gradient.start = 0x00DADAB6u;
     b->gradient.end = 0xFF1B1B12u;
     b->gradient.count = 1;
@@ -121,32 +100,14 @@ int SurfaceReset(MasterTextureRecord* rec) {
     return 1;
 }
 
-int SurfaceRelease(MasterTextureRecord* rec) {
-    MemFree(SurfaceGreyImage(rec));
-    SetSurfaceGreyImage(rec, 0);
-    return 1;
-}
-
 std::int64_t SurfaceQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQueryIndexImage:
-            return std::int64_t(SurfaceGreyImage(rec));
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kSurfaceSeedId);
-        case kQueryFountain:
-            return std::int64_t(reinterpret_cast<std::uintptr_t>(&SurfaceBlock(rec)->gradient));
-        case kQueryFountainControl:
-            return kSurfaceGradientId;
         case kQueryConvertIn:
             return Transfer<SurfaceParameters1469, SurfaceParameters>(rec);
         case kQueryConvertOut:
             return Transfer<SurfaceParameters, SurfaceParameters1469>(rec);
-        case kQueryBlockSize:
-            return sizeof(SurfaceParameters);
-        case kQueryOldBlockSize:
-            return sizeof(SurfaceParameters1469);
         default:
-            return 0;
+            return StandardQuery(kSurfaceKind, rec, code);
     }
 }
 
@@ -169,8 +130,7 @@ MemHandle SurfaceRender(MasterTextureRecord* rec) {
     b->depth = h;
     const int meshPower = b->meshPower;
     b->meshSize = std::int32_t(1u << (meshPower & 31));
-    MemFree(SurfaceGreyImage(rec));
-    SetSurfaceGreyImage(rec, 0);
+    ReleaseGreySlot(kSurfaceKind, rec);
 
     MemHandle grey = NewImage(w, h);
     if (!grey) return 0;
@@ -184,11 +144,27 @@ MemHandle SurfaceRender(MasterTextureRecord* rec) {
     MemUnlock(map);
     MemFree(map);
     if (!grey) return 0;
-    SetSurfaceGreyImage(rec, grey);
+    SetGreyImageAt(rec, kSurfaceGreySlot, grey);
 
     // A gradient that cannot be drawn leaves the previous colour table.
     FountainToColourTable(b->gradient, rec->colourTable);
     return ColouriseImage(grey, rec->colourTable);
 }
+
+const KindDescriptor kSurfaceKind = {
+    .name = "Surface",
+    .key = "surface",
+    .signature = "VANTSURF",
+    .blockOffset = kSurfaceOffset,
+    .blockSize = sizeof(SurfaceParameters),
+    .oldBlockSize = sizeof(SurfaceParameters1469),
+    .page = &kSurfacePage,
+    .flags = kKindHasColourMap,
+    .render = SurfaceRender,
+    .reset = SurfaceReset,
+    .query = SurfaceQuery,
+    .greySlot = kSurfaceGreySlot,
+    .presetList = kSurfacePresetListId,
+};
 
 }  // namespace tsn

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "common/packed.h"
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 #include "textures/gradient/fountain.h"
@@ -70,18 +71,13 @@ enum : std::uint32_t {
     kSurfaceElevationLabelId = 448,
 };
 
-const PageTable& SurfacePageTable();
-
 MemHandle SurfaceRender(MasterTextureRecord* rec);
 int SurfaceReset(MasterTextureRecord* rec);
-int SurfaceRelease(MasterTextureRecord* rec);
 std::int64_t SurfaceQuery(MasterTextureRecord* rec, int code);
 
 inline SurfaceParameters* SurfaceBlock(MasterTextureRecord* rec) {
     return BlockAs<SurfaceParameters>(rec, kSurfaceOffset);
 }
-MemHandle SurfaceGreyImage(const MasterTextureRecord* rec);
-void SetSurfaceGreyImage(MasterTextureRecord* rec, MemHandle grey);
 
 // The grey level of interpolated height v.
 inline int SurfaceGrey(double v) {
@@ -92,5 +88,7 @@ inline int SurfaceGrey(double v) {
 // The grey picture of a height map (see SpectralHeightMap); 0 when memory
 // runs out.
 MemHandle SurfaceGreyFromMap(const std::uint8_t* map, int n, int width, int depth);
+
+extern const KindDescriptor kSurfaceKind;
 
 }  // namespace tsn

@@ -5,11 +5,14 @@
 #include "common/image.h"
 #include "common/page.h"
 #include "plugin/catalogue.h"
+#include "plugin/page_fields.h"
 #include "textures/structured/spectral.h"
 
 namespace tsn {
 
 namespace {
+
+using namespace fields;
 
 constexpr std::uint32_t kExtraControls[] = {
     kTerrainPresetListId,     413, 414, 415, kTerrainDensityLabelId, kTerrainMeshLabelId,
@@ -17,32 +20,25 @@ constexpr std::uint32_t kExtraControls[] = {
 
 #define TERRAIN_FIELD(f) static_cast<std::uint32_t>(offsetof(TerrainParameters, f))
 const PageField kTerrainFields[] = {
-    {"width", "Width:", FieldType::I32, TERRAIN_FIELD(width), 0, Control::Edit, kTerrainWidthId, 64,
-     32760, 800, 800, 0, Role::Width, "picture width in pixels"},
-    {"depth", "Depth:", FieldType::I32, TERRAIN_FIELD(depth), 0, Control::Edit, kTerrainDepthId, 64,
-     32760, 600, 800, 0, Role::Depth, "picture height in pixels"},
-    {"seed", "Random seed:", FieldType::I32, TERRAIN_FIELD(seed), 0, Control::Edit, kTerrainSeedId,
-     100, 32757, 10356, 15618, 0, Role::Seed, "random seed"},
-    {"density", "Density", FieldType::F64, TERRAIN_FIELD(density), 0, Control::ScrollBar,
-     kTerrainDensityId, 0.1, 5.0, 2.9, 0, 10, Role::Plain,
-     "fractal dimension: higher values give rougher land"},
-    {"meshPower", "Mesh", FieldType::I32, TERRAIN_FIELD(meshPower), 0, Control::ScrollBar,
-     kTerrainMeshId, 4, 12, 8, 0, 1, Role::Plain,
-     "the synthesis grid is 2^meshPower square (16 .. 4096)"},
-    {"elevation", "Elevation", FieldType::F64, TERRAIN_FIELD(elevation), 0, Control::ScrollBar,
-     kTerrainElevationId, 0.5, 1.5, 1.0, 0, 10, Role::Plain,
-     "power applied to the heights above the mean level"},
-    {"land", "Land", FieldType::Fountain, TERRAIN_FIELD(land), 0, Control::FountainView,
-     kTerrainLandId, 0, 0, 0, 0, 0, Role::Plain, "colours of the upper half of the heights"},
-    {"water", "Water", FieldType::Fountain, TERRAIN_FIELD(water), 0, Control::FountainView,
-     kTerrainWaterId, 0, 0, 0, 0, 0, Role::Plain, "colours of the lower half of the heights"},
-    {"meshSize", "", FieldType::I32, TERRAIN_FIELD(meshSize), 0, Control::None, 0, 1, 4096, 256, 0,
-     0, Role::Plain, "grid size; recomputed from meshPower at every render"},
+    Width(TERRAIN_FIELD(width), kTerrainWidthId, 800, 800),
+    Depth(TERRAIN_FIELD(depth), kTerrainDepthId, 600, 800),
+    Seed(TERRAIN_FIELD(seed), kTerrainSeedId, 10356, 32757, 15618),
+    Scroll("density", "Density", FieldType::F64, TERRAIN_FIELD(density), kTerrainDensityId, 0.1,
+           5.0, 2.9, 10, "fractal dimension: higher values give rougher land"),
+    Scroll("meshPower", "Mesh", FieldType::I32, TERRAIN_FIELD(meshPower), kTerrainMeshId, 4, 12, 8,
+           1, "the synthesis grid is 2^meshPower square (16 .. 4096)"),
+    Scroll("elevation", "Elevation", FieldType::F64, TERRAIN_FIELD(elevation), kTerrainElevationId,
+           0.5, 1.5, 1.0, 10, "power applied to the heights above the mean level"),
+    Fountain("land", "Land", TERRAIN_FIELD(land), kTerrainLandId,
+             "colours of the upper half of the heights"),
+    Fountain("water", "Water", TERRAIN_FIELD(water), kTerrainWaterId,
+             "colours of the lower half of the heights"),
+    Hidden("meshSize", FieldType::I32, TERRAIN_FIELD(meshSize), 1, 4096, 256,
+           "grid size; recomputed from meshPower at every render"),
 };
 #undef TERRAIN_FIELD
 
-const PageTable kTerrainPage = {
-    kTerrainFields, int(sizeof kTerrainFields / sizeof kTerrainFields[0]), kExtraControls};
+const PageTable kTerrainPage = TableOf(kTerrainFields, kExtraControls);
 
 void SetFountain(FountainDefinition* f, std::uint32_t start, std::uint32_t end,
                  std::uint32_t marker) {
@@ -101,15 +97,9 @@ std::int64_t Transfer(MasterTextureRecord* rec) {
 
 }  // namespace
 
-const PageTable& TerrainPageTable() {
-    return kTerrainPage;
-}
-
 int TerrainReset(MasterTextureRecord* rec) {
+    ResetKindBlock(kTerrainKind, rec);
     TerrainParameters* b = TerrainBlock(rec);
-    std::memset(static_cast<void*>(b), 0, sizeof *b);
-    WriteHeader(b, "VANTTERR", sizeof *b);
-    ApplyBlockDefaults(kTerrainPage, reinterpret_cast<std::uint8_t*>(b));
     SetFountain(&b->land, 0x008FBAA9u, 0xFF0F1E18u, 0x314E7267u);
     SetFountain(&b->water, 0x003C3C28u, 0xFFFAFAF8u, 0x8A999966u);
     return 1;
@@ -117,18 +107,12 @@ int TerrainReset(MasterTextureRecord* rec) {
 
 std::int64_t TerrainQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kTerrainSeedId);
         case kQueryConvertIn:
             return Transfer<TerrainParameters2818, TerrainParameters>(rec);
         case kQueryConvertOut:
             return Transfer<TerrainParameters, TerrainParameters2818>(rec);
-        case kQueryBlockSize:
-            return sizeof(TerrainParameters);
-        case kQueryOldBlockSize:
-            return sizeof(TerrainParameters2818);
         default:
-            return 0;
+            return StandardQuery(kTerrainKind, rec, code);
     }
 }
 
@@ -187,5 +171,19 @@ MemHandle TerrainRender(MasterTextureRecord* rec) {
     MemFree(map);
     return image;
 }
+
+const KindDescriptor kTerrainKind = {
+    .name = "Terrain",
+    .key = "terrain",
+    .signature = "VANTTERR",
+    .blockOffset = kTerrainOffset,
+    .blockSize = sizeof(TerrainParameters),
+    .oldBlockSize = sizeof(TerrainParameters2818),
+    .page = &kTerrainPage,
+    .render = TerrainRender,
+    .reset = TerrainReset,
+    .query = TerrainQuery,
+    .presetList = kTerrainPresetListId,
+};
 
 }  // namespace tsn

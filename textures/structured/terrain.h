@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "common/packed.h"
+#include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
 #include "textures/gradient/fountain.h"
@@ -77,8 +78,6 @@ enum : std::uint32_t {
     kTerrainElevationLabelId = 428,
 };
 
-const PageTable& TerrainPageTable();
-
 MemHandle TerrainRender(MasterTextureRecord* rec);
 int TerrainReset(MasterTextureRecord* rec);
 std::int64_t TerrainQuery(MasterTextureRecord* rec, int code);
@@ -98,5 +97,7 @@ inline const std::uint8_t* TerrainColour(double v, const std::uint8_t* land,
 // 0 when memory runs out.
 MemHandle TerrainImage(const std::uint8_t* map, int n, int width, int depth,
                        const std::uint8_t* landPalette, const std::uint8_t* waterPalette);
+
+extern const KindDescriptor kTerrainKind;
 
 }  // namespace tsn
