@@ -207,4 +207,86 @@ void DrawImage(HDC dc, HGLOBAL image, const RECT& dest) {
     UnlockImage(&v);
 }
 
+void DrawFramed(HDC dc, const RECT& button, const RECT* picture) {
+    HBRUSH face = GetSysColorBrush(COLOR_BTNFACE);
+    if (!picture) {
+        FillRect(dc, &button, face);
+        FrameRect(dc, &button, GetSysColorBrush(COLOR_BTNSHADOW));
+        return;
+    }
+    // Fill around the picture, then frame it.
+    RECT parts[4] = {{button.left, button.top, button.right, picture->top},
+                     {button.left, picture->bottom, button.right, button.bottom},
+                     {button.left, picture->top, picture->left, picture->bottom},
+                     {picture->right, picture->top, button.right, picture->bottom}};
+    for (const RECT& p : parts)
+        if (p.right > p.left && p.bottom > p.top) FillRect(dc, &p, face);
+    RECT frame = *picture;
+    InflateRect(&frame, 1, 1);
+    FrameRect(dc, &frame, GetSysColorBrush(COLOR_BTNSHADOW));
+}
+
+void DrawDecoratedButton(const DRAWITEMSTRUCT* d) {
+    RECT r = d->rcItem;
+    const bool pressed = d->itemState & ODS_SELECTED;
+    DrawFrameControl(d->hDC, &r, DFC_BUTTON, DFCS_BUTTONPUSH | (pressed ? DFCS_PUSHED : 0));
+    char text[64] = {};
+    GetWindowTextA(d->hwndItem, text, sizeof text);
+    SetBkMode(d->hDC, TRANSPARENT);
+    SetTextColor(d->hDC,
+                 GetSysColor((d->itemState & ODS_DISABLED) ? COLOR_GRAYTEXT : COLOR_BTNTEXT));
+    if (pressed) OffsetRect(&r, 1, 1);
+    DrawTextA(d->hDC, text, -1, &r, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+    if (d->itemState & ODS_FOCUS) {
+        InflateRect(&r, -3, -3);
+        DrawFocusRect(d->hDC, &r);
+    }
+}
+
+void DrawColourButton(const DRAWITEMSTRUCT* d) {
+    char text[32] = {};
+    GetWindowTextA(d->hwndItem, text, sizeof text);
+    const unsigned long c = std::strtoul(text, nullptr, 16);
+    RECT r = d->rcItem;
+    DrawEdge(d->hDC, &r, EDGE_SUNKEN, BF_RECT | BF_ADJUST);
+    HBRUSH brush = CreateSolidBrush(COLORREF(c & 0xFFFFFF));
+    FillRect(d->hDC, &r, brush);
+    DeleteObject(brush);
+}
+
+bool StepScrollBar(HWND bar, int code) {
+    int mn = 0, mx = 0;
+    GetScrollRange(bar, SB_CTL, &mn, &mx);
+    const int pos = GetScrollPos(bar, SB_CTL);
+    int next = pos;
+    switch (code) {
+        case SB_LINELEFT:
+            next = pos - 1;
+            break;
+        case SB_LINERIGHT:
+            next = pos + 1;
+            break;
+        case SB_PAGELEFT:
+            next = pos - mx / 8;
+            break;
+        case SB_PAGERIGHT:
+            next = pos + mx / 8;
+            break;
+        case SB_THUMBPOSITION:
+        case SB_THUMBTRACK: {
+            SCROLLINFO si = {sizeof si, SIF_TRACKPOS, 0, 0, 0, 0, 0};
+            GetScrollInfo(bar, SB_CTL, &si);
+            next = si.nTrackPos;
+            if (code == SB_THUMBTRACK) InvalidateRect(bar, nullptr, FALSE);
+            break;
+        }
+        default:
+            return false;
+    }
+    next = std::clamp(next, 0, mx);
+    if (next == pos) return false;
+    SetScrollPos(bar, SB_CTL, next, TRUE);
+    return true;
+}
+
 }  // namespace tsn::win

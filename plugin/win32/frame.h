@@ -51,4 +51,15 @@ void UnregisterPictureView(HINSTANCE module);
 // Draws a 24-bit image block into `dc` at `dest`, stretched with halftone.
 void DrawImage(HDC dc, HGLOBAL image, const RECT& dest);
 
+// Owner drawing shared by the dialogs: a button face with the picture's
+// frame (or none), the decorated push button, and a colour button showing
+// the colour its text holds.
+void DrawFramed(HDC dc, const RECT& button, const RECT* picture);
+void DrawDecoratedButton(const DRAWITEMSTRUCT* d);
+void DrawColourButton(const DRAWITEMSTRUCT* d);
+
+// Moves a page's scroll bar as the scroll code asks: a line, an eighth of
+// its range, or the thumb. True when the position changed.
+bool StepScrollBar(HWND bar, int code);
+
 }  // namespace tsn::win

@@ -270,25 +270,6 @@ void PlaceWindow(HWND dlg, bool doneMode) {
     }
 }
 
-void DrawFramed(HDC dc, const RECT& button, const RECT* picture) {
-    HBRUSH face = GetSysColorBrush(COLOR_BTNFACE);
-    if (!picture) {
-        FillRect(dc, &button, face);
-        FrameRect(dc, &button, GetSysColorBrush(COLOR_BTNSHADOW));
-        return;
-    }
-    // Fill around the picture, then frame it.
-    RECT parts[4] = {{button.left, button.top, button.right, picture->top},
-                     {button.left, picture->bottom, button.right, button.bottom},
-                     {button.left, picture->top, picture->left, picture->bottom},
-                     {picture->right, picture->top, button.right, picture->bottom}};
-    for (const RECT& p : parts)
-        if (p.right > p.left && p.bottom > p.top) FillRect(dc, &p, face);
-    RECT frame = *picture;
-    InflateRect(&frame, 1, 1);
-    FrameRect(dc, &frame, GetSysColorBrush(COLOR_BTNSHADOW));
-}
-
 void DrawGridButton(const DRAWITEMSTRUCT* d, int k) {
     MasterTextureRecord* rec = Rec();
     const RECT& b = d->rcItem;
@@ -334,78 +315,6 @@ void DrawPreview(const DRAWITEMSTRUCT* d) {
     DrawImage(d->hDC, reinterpret_cast<HGLOBAL>(rec->image), dest);
 }
 
-void DrawDecoratedButton(const DRAWITEMSTRUCT* d) {
-    RECT r = d->rcItem;
-    const bool pressed = d->itemState & ODS_SELECTED;
-    DrawFrameControl(d->hDC, &r, DFC_BUTTON, DFCS_BUTTONPUSH | (pressed ? DFCS_PUSHED : 0));
-    char text[64] = {};
-    GetWindowTextA(d->hwndItem, text, sizeof text);
-    SetBkMode(d->hDC, TRANSPARENT);
-    SetTextColor(d->hDC,
-                 GetSysColor((d->itemState & ODS_DISABLED) ? COLOR_GRAYTEXT : COLOR_BTNTEXT));
-    if (pressed) OffsetRect(&r, 1, 1);
-    DrawTextA(d->hDC, text, -1, &r, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
-    if (d->itemState & ODS_FOCUS) {
-        InflateRect(&r, -3, -3);
-        DrawFocusRect(d->hDC, &r);
-    }
-}
-
-void DrawColourButton(const DRAWITEMSTRUCT* d) {
-    char text[32] = {};
-    GetWindowTextA(d->hwndItem, text, sizeof text);
-    const unsigned long c = std::strtoul(text, nullptr, 16);
-    RECT r = d->rcItem;
-    DrawEdge(d->hDC, &r, EDGE_SUNKEN, BF_RECT | BF_ADJUST);
-    HBRUSH brush = CreateSolidBrush(COLORREF(c & 0xFFFFFF));
-    FillRect(d->hDC, &r, brush);
-    DeleteObject(brush);
-}
-
-void OnScroll(HWND dlg, WPARAM wp, HWND bar) {
-    if (!bar) return;
-    const int id = GetDlgCtrlID(bar);
-    const int code = LOWORD(wp);
-    if (code == 255) {
-        UpdateValueDisplay(dlg, std::uint32_t(id));
-        return;
-    }
-    int mn = 0, mx = 0;
-    GetScrollRange(bar, SB_CTL, &mn, &mx);
-    const int pos = GetScrollPos(bar, SB_CTL);
-    int next = pos;
-    switch (code) {
-        case SB_LINELEFT:
-            next = pos - 1;
-            break;
-        case SB_LINERIGHT:
-            next = pos + 1;
-            break;
-        case SB_PAGELEFT:
-            next = pos - mx / 8;
-            break;
-        case SB_PAGERIGHT:
-            next = pos + mx / 8;
-            break;
-        case SB_THUMBPOSITION:
-        case SB_THUMBTRACK: {
-            SCROLLINFO si = {sizeof si, SIF_TRACKPOS, 0, 0, 0, 0, 0};
-            GetScrollInfo(bar, SB_CTL, &si);
-            next = si.nTrackPos;
-            if (code == SB_THUMBTRACK) InvalidateRect(bar, nullptr, FALSE);
-            break;
-        }
-        default:
-            return;
-    }
-    next = std::clamp(next, 0, mx);
-    if (next != pos) {
-        SetScrollPos(bar, SB_CTL, next, TRUE);
-        UpdateValueDisplay(dlg, std::uint32_t(id));
-        if (Rec()) Rec()->needsRender = 1;
-    }
-}
-
 void Decorate(HWND button) {
     if (!button) return;
     const LONG style = GetWindowLongA(button, GWL_STYLE);
@@ -421,6 +330,16 @@ void SeedHostSize(HWND dlg, const MasterTextureRecord* rec) {
             SetDlgItemInt(dlg, int(w->id), rec->width, FALSE);
         if (const PageField* d = FieldWithRole(*kind.page, Role::Depth))
             SetDlgItemInt(dlg, int(d->id), rec->depth, FALSE);
+    }
+}
+
+void OnScroll(HWND dlg, WPARAM wp, HWND bar) {
+    if (!bar) return;
+    const int id = GetDlgCtrlID(bar);
+    // Code 255 asks only for the value display to follow the position.
+    if (LOWORD(wp) == 255 || StepScrollBar(bar, LOWORD(wp))) {
+        UpdateValueDisplay(dlg, std::uint32_t(id));
+        if (LOWORD(wp) != 255 && Rec()) Rec()->needsRender = 1;
     }
 }
 
@@ -478,6 +397,77 @@ void Destroy(HWND dlg, MasterTextureRecord* rec) {
     Lib().current = nullptr;
 }
 
+void OnDrawItem(int id, const DRAWITEMSTRUCT* d) {
+    if (id == kPreviewFrame) {
+        DrawPreview(d);
+    } else if (id >= kGridFirst && id <= kGridLast) {
+        DrawGridButton(d, id - kGridFirst);
+    } else {
+        const PageField* f = FieldOfControl(std::uint32_t(id));
+        if (f && f->control == Control::ColourButton)
+            DrawColourButton(d);
+        else
+            DrawDecoratedButton(d);
+    }
+}
+
+// The dialog's buttons and the pages' controls. Returns TRUE for what it
+// handled.
+INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
+    if (id == kTextureList && code == CBN_CLOSEUP) {
+        SwitchKind(dlg);
+        return TRUE;
+    }
+    if (code != BN_CLICKED) {
+        if (code == EN_CHANGE && id >= 200) rec->needsRender = 1;
+        return FALSE;
+    }
+    switch (id) {
+        case kPreview:
+            RenderOnRequest(dlg);
+            return TRUE;
+        case IDOK:
+            SaveWindowPosition(dlg);
+            if (rec->needsRender) RenderOnRequest(dlg);
+            if (Lib().rememberSettings)
+                GetDlgItemTextA(dlg, kTextureList, Lib().rememberedTexture, kMaxPath + 1);
+            EndDialog(dlg, 1);
+            return TRUE;
+        case IDCANCEL:
+            SaveWindowPosition(dlg);
+            EndDialog(dlg, 0);
+            return TRUE;
+        case kRemember:
+            Lib().rememberSettings = IsDlgButtonChecked(dlg, kRemember) == BST_CHECKED;
+            return TRUE;
+        case kView:
+            if (rec->viewImage) {
+                auto fn =
+                    reinterpret_cast<ViewImageFn>(static_cast<std::uintptr_t>(rec->viewImage));
+                if (!fn(dlg, reinterpret_cast<HGLOBAL>(rec->image), rec->viewContext))
+                    ShowMessage(dlg, "There has been an error viewing this graphic.");
+            }
+            return TRUE;
+        case kMutate:
+            if (!ShiftHeld()) rec->mutationGeneration = (rec->mutationGeneration + 1) % 32;
+            BuildGeneration(dlg, rec);
+            return TRUE;
+        case kShowMutations:
+            rec->showMutations = IsDlgButtonChecked(dlg, kShowMutations) == BST_CHECKED;
+            PostMessageA(dlg, kMsgRefreshMutations, 1, 0);
+            return TRUE;
+        case kHelp:
+            return TRUE;
+        default:
+            if (id >= kGridFirst && id <= kGridLast) {
+                ChooseMutation(dlg, id - kGridFirst);
+                return TRUE;
+            }
+            if (id >= 200) rec->needsRender = 1;
+            return FALSE;
+    }
+}
+
 INT_PTR CALLBACK MasterProc(HWND dlg, UINT msg, WPARAM wp, LPARAM lp) {
     MasterTextureRecord* rec = Rec();
     switch (msg) {
@@ -507,78 +497,11 @@ INT_PTR CALLBACK MasterProc(HWND dlg, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_VSCROLL:
             OnScroll(dlg, wp, reinterpret_cast<HWND>(lp));
             return TRUE;
-        case WM_DRAWITEM: {
-            const auto* d = reinterpret_cast<const DRAWITEMSTRUCT*>(lp);
-            const int id = int(wp);
-            if (id == kPreviewFrame) {
-                DrawPreview(d);
-            } else if (id >= kGridFirst && id <= kGridLast) {
-                DrawGridButton(d, id - kGridFirst);
-            } else {
-                const PageField* f = FieldOfControl(std::uint32_t(id));
-                if (f && f->control == Control::ColourButton)
-                    DrawColourButton(d);
-                else
-                    DrawDecoratedButton(d);
-            }
+        case WM_DRAWITEM:
+            OnDrawItem(int(wp), reinterpret_cast<const DRAWITEMSTRUCT*>(lp));
             return TRUE;
-        }
-        case WM_COMMAND: {
-            const int id = LOWORD(wp), code = HIWORD(wp);
-            if (!rec) return FALSE;
-            if (id == kTextureList && code == CBN_CLOSEUP) {
-                SwitchKind(dlg);
-                return TRUE;
-            }
-            if (code != BN_CLICKED) {
-                if (code == EN_CHANGE && id >= 200) rec->needsRender = 1;
-                return FALSE;
-            }
-            switch (id) {
-                case kPreview:
-                    RenderOnRequest(dlg);
-                    return TRUE;
-                case IDOK:
-                    SaveWindowPosition(dlg);
-                    if (rec->needsRender) RenderOnRequest(dlg);
-                    if (Lib().rememberSettings)
-                        GetDlgItemTextA(dlg, kTextureList, Lib().rememberedTexture, kMaxPath + 1);
-                    EndDialog(dlg, 1);
-                    return TRUE;
-                case IDCANCEL:
-                    SaveWindowPosition(dlg);
-                    EndDialog(dlg, 0);
-                    return TRUE;
-                case kRemember:
-                    Lib().rememberSettings = IsDlgButtonChecked(dlg, kRemember) == BST_CHECKED;
-                    return TRUE;
-                case kView:
-                    if (rec->viewImage) {
-                        auto fn = reinterpret_cast<ViewImageFn>(
-                            static_cast<std::uintptr_t>(rec->viewImage));
-                        if (!fn(dlg, reinterpret_cast<HGLOBAL>(rec->image), rec->viewContext))
-                            ShowMessage(dlg, "There has been an error viewing this graphic.");
-                    }
-                    return TRUE;
-                case kMutate:
-                    if (!ShiftHeld()) rec->mutationGeneration = (rec->mutationGeneration + 1) % 32;
-                    BuildGeneration(dlg, rec);
-                    return TRUE;
-                case kShowMutations:
-                    rec->showMutations = IsDlgButtonChecked(dlg, kShowMutations) == BST_CHECKED;
-                    PostMessageA(dlg, kMsgRefreshMutations, 1, 0);
-                    return TRUE;
-                case kHelp:
-                    return TRUE;
-                default:
-                    if (id >= kGridFirst && id <= kGridLast) {
-                        ChooseMutation(dlg, id - kGridFirst);
-                        return TRUE;
-                    }
-                    if (id >= 200) rec->needsRender = 1;
-                    return FALSE;
-            }
-        }
+        case WM_COMMAND:
+            return rec ? OnCommand(dlg, rec, LOWORD(wp), HIWORD(wp)) : FALSE;
         case WM_DESTROY:
             if (rec) Destroy(dlg, rec);
             return FALSE;

@@ -111,11 +111,6 @@ int GreyOf(float n) {
     return std::clamp(TruncToInt(double(n) * 255.0), 0, 255);
 }
 
-struct LayerPlan {
-    NoiseLattice lattice;
-    float sx, sy, s;
-};
-
 void AtomicMin(std::atomic<int>& a, int v) {
     int cur = a.load();
     while (v < cur && !a.compare_exchange_weak(cur, v)) {
@@ -212,6 +207,99 @@ std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
     }
 }
 
+namespace {
+
+// One octave of the picture: its lattice and its frequencies across the
+// width, the depth and the longer side.
+struct Octave {
+    NoiseLattice lattice;
+    float sx, sy, s;
+};
+
+// Where a pixel row or column samples one octave.
+struct Sampling {
+    bool square;
+    float fw, fh, fl;  // width, depth, longer side
+    float X(int x, const Octave& o) const {
+        return square ? (float(x) / fl) * o.s : (float(x) / fw) * o.sx;
+    }
+    float Y(int y, const Octave& o) const {
+        return square ? (float(y) / fl) * o.s : (float(y) / fh) * o.sy;
+    }
+};
+
+// The grey of one octave at a pixel whose row is already resolved.
+int OctaveGrey(const Octave& o, const Sampling& at, int x, const Axis& ay, const Axis& az) {
+    return GreyOf(Noise3(o.lattice, at.X(x, o), ay, az));
+}
+
+// Summed octaves: the octaves' greys added and divided by eight (as if
+// there were always eight), clamped.
+int SummedGrey(const Octave* octaves, int count, const Sampling& at, int x, const Axis* ay,
+               const Axis& az) {
+    int total = 0;
+    for (int l = 0; l < count; ++l) total += OctaveGrey(octaves[l], at, x, ay[l], az);
+    return std::clamp(total / 8, 0, 255);
+}
+
+// The grey picture in the red byte of each pixel of `g`; the range of
+// greys it holds comes back in lo and hi.
+void SampleGrey(const ImageView& g, const Octave* octaves, int count, bool sum, const Sampling& at,
+                float z, int* lo, int* hi) {
+    const Axis az = AxisOf(z);
+    std::atomic<int> least{255}, most{0};
+    PlanWork(2L * g.depth);
+    ParallelRows(g.depth, [&](int y0, int y1) {
+        int bandLo = 255, bandHi = 0;
+        Axis ay[8];
+        for (int y = y0; y < y1; ++y) {
+            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]));
+            std::uint8_t* row = g.Row(y);
+            for (int x = 0; x < g.width; ++x) {
+                const int v = sum ? SummedGrey(octaves, count, at, x, ay, az)
+                                  : OctaveGrey(octaves[0], at, x, ay[0], az);
+                row[3 * x + 2] = std::uint8_t(v);
+                bandLo = std::min(bandLo, v);
+                bandHi = std::max(bandHi, v);
+            }
+        }
+        AtomicMin(least, bandLo);
+        AtomicMax(most, bandHi);
+    });
+    *lo = least.load();
+    *hi = most.load();
+}
+
+// The stretch: subtract the minimum, then scale by the truncated factor
+// 25500 / range. A flat picture has no range to stretch and stays 0.
+void StretchTable(int lo, int hi, std::uint8_t stretch[256]) {
+    std::memset(stretch, 0, 256);
+    const int range = hi - lo;
+    if (range <= 0) return;
+    const int f = 25500 / range;
+    for (int v = lo; v <= hi; ++v) stretch[v] = std::uint8_t(((v - lo) * f) / 100);
+}
+
+// Stretches the grey picture in place and colours it into `o`.
+void StretchAndColour(const ImageView& g, const ImageView& o, const std::uint8_t stretch[256],
+                      const std::uint8_t* table) {
+    ParallelRows(g.depth, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            std::uint8_t* gr = g.Row(y);
+            std::uint8_t* orow = o.Row(y);
+            for (int x = 0; x < g.width; ++x) {
+                const std::uint8_t v = stretch[gr[3 * x + 2]];
+                gr[3 * x + 2] = v;
+                orow[3 * x] = table[3 * v + 2];
+                orow[3 * x + 1] = table[3 * v + 1];
+                orow[3 * x + 2] = table[3 * v];
+            }
+        }
+    });
+}
+
+}  // namespace
+
 MemHandle NoiseRender(MasterTextureRecord* rec) {
     NoiseParameters* b = NoiseBlock(rec);
 
@@ -229,19 +317,19 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
     ReleaseGreySlot(kNoiseKind, rec);
 
     const bool sum = (b->flags & kNoiseSum) != 0;
-    const int layerCount = sum ? b->layers : 1;
+    const int count = sum ? b->layers : 1;
 
-    // Every layer's tables first, in the order their draws are defined; then
-    // the pixels can be summed in one pass with no layer images at all.
-    static_assert(sizeof(LayerPlan) * 8 < 80 * 1024, "the plans live on the stack");
-    LayerPlan plans[8];
-    for (int i = 0; i < layerCount; ++i) {
+    // Every octave's tables first, in the order their draws are defined;
+    // then the pixels can be summed in one pass with no octave images.
+    static_assert(sizeof(Octave) * 8 < 80 * 1024, "the octaves live on the stack");
+    Octave octaves[8];
+    for (int i = 0; i < count; ++i) {
         if (!DrawNoiseAuxiliaryTable(rng, b->dimension)) return 0;
-        BuildNoiseLattice(rng, &plans[i].lattice);
+        BuildNoiseLattice(rng, &octaves[i].lattice);
         const double k = double(1u << i);
-        plans[i].sx = float(k * b->xScale);
-        plans[i].sy = float(k * b->yScale);
-        plans[i].s = float(k * b->scale);
+        octaves[i].sx = float(k * b->xScale);
+        octaves[i].sy = float(k * b->yScale);
+        octaves[i].s = float(k * b->scale);
     }
 
     MemHandle grey = NewImage(w, h);
@@ -250,55 +338,13 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
         MemFree(grey);
         return 0;
     }
-
-    const float z = float(1.0 / b->zDivisor);
-    const Axis az = AxisOf(z);
-    const bool square = b->squareAspect != 0;
-    const float fw = float(w), fh = float(h), fl = float(std::max(w, h));
-    std::atomic<int> lo{255}, hi{0};
-    PlanWork(2L * h);
-
-    ParallelRows(h, [&](int y0, int y1) {
-        int bandLo = 255, bandHi = 0;
-        Axis ay[8];
-        for (int y = y0; y < y1; ++y) {
-            for (int l = 0; l < layerCount; ++l)
-                ay[l] =
-                    AxisOf(square ? (float(y) / fl) * plans[l].s : (float(y) / fh) * plans[l].sy);
-            std::uint8_t* row = g.Row(y);
-            for (int x = 0; x < w; ++x) {
-                const float fx = square ? float(x) / fl : float(x) / fw;
-                int v;
-                if (sum) {
-                    int total = 0;
-                    for (int l = 0; l < layerCount; ++l)
-                        total += GreyOf(Noise3(
-                            plans[l].lattice, fx * (square ? plans[l].s : plans[l].sx), ay[l], az));
-                    v = std::clamp(total / 8, 0, 255);
-                } else {
-                    v = GreyOf(Noise3(plans[0].lattice, fx * (square ? plans[0].s : plans[0].sx),
-                                      ay[0], az));
-                }
-                row[3 * x + 2] = std::uint8_t(v);
-                bandLo = std::min(bandLo, v);
-                bandHi = std::max(bandHi, v);
-            }
-        }
-        AtomicMin(lo, bandLo);
-        AtomicMax(hi, bandHi);
-    });
-
-    // The stretch: subtract the minimum, then scale by the truncated factor
-    // 25500 / maximum. A flat picture has no range to stretch and stays 0.
-    std::uint8_t stretch[256] = {};
-    const int m = lo.load(), range = hi.load() - m;
-    if (range > 0) {
-        const int f = 25500 / range;
-        for (int v = m; v <= m + range; ++v) stretch[v] = std::uint8_t(((v - m) * f) / 100);
-    }
+    const Sampling at{b->squareAspect != 0, float(w), float(h), float(std::max(w, h))};
+    int lo, hi;
+    SampleGrey(g, octaves, count, sum, at, float(1.0 / b->zDivisor), &lo, &hi);
+    std::uint8_t stretch[256];
+    StretchTable(lo, hi, stretch);
 
     FountainToColourTable(b->fountain, rec->colourTable);
-
     MemHandle out = NewImage(w, h);
     ImageView o;
     if (!out || !LockImage(out, &o)) {
@@ -307,20 +353,7 @@ MemHandle NoiseRender(MasterTextureRecord* rec) {
         MemFree(grey);
         return 0;
     }
-    const std::uint8_t* table = rec->colourTable;
-    ParallelRows(h, [&](int y0, int y1) {
-        for (int y = y0; y < y1; ++y) {
-            std::uint8_t* gr = g.Row(y);
-            std::uint8_t* orow = o.Row(y);
-            for (int x = 0; x < w; ++x) {
-                const std::uint8_t v = stretch[gr[3 * x + 2]];
-                gr[3 * x + 2] = v;
-                orow[3 * x] = table[3 * v + 2];
-                orow[3 * x + 1] = table[3 * v + 1];
-                orow[3 * x + 2] = table[3 * v];
-            }
-        }
-    });
+    StretchAndColour(g, o, stretch, rec->colourTable);
     UnlockImage(&o);
     UnlockImage(&g);
     SetGreyImageAt(rec, kNoiseGreySlot, grey);
