@@ -13,6 +13,7 @@
 #include "common/image.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/presets.h"
 #include "plugin/session.h"
 
 namespace tsn::cli {
@@ -178,7 +179,8 @@ bool ApplyOptions(MasterTextureRecord* rec, const KindDescriptor& kind, const Re
 // Sets the session up for a render request: kind, starting file, options.
 // Returns the kind index, or -1 after reporting what was wrong (exit code in
 // *code).
-int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* asked, int* code) {
+int Prepare(HeadlessSession& s, const RenderRequest& r, bool mustRender,
+            std::vector<Requested>* asked, int* code) {
     MasterTextureRecord* rec = s.rec;
     int kind = -1;
     if (!r.from.empty()) {
@@ -197,7 +199,26 @@ int Prepare(HeadlessSession& s, const RenderRequest& r, std::vector<Requested>* 
         return -1;
     }
     const KindDescriptor& k = KindOf(kind);
-    if (!KindRenders(k)) {
+    if ((!r.preset.empty() || !r.savePreset.empty()) && !k.presetList) {
+        Fail(std::string(k.name) + " has no presets");
+        return -1;
+    }
+    if (!r.preset.empty()) {
+        const auto names = ListPresets(kind);
+        if (std::find(names.begin(), names.end(), r.preset) == names.end()) {
+            Fail(
+                std::string(k.name) + " has no preset '" + r.preset + "'" +
+                (names.empty() ? "" : "; `tsntxtr presets " + std::string(k.key) + "` lists them"));
+            return -1;
+        }
+        if (!LoadPreset(rec, kind, r.preset)) {
+            Fail("the preset '" + r.preset + "' of " + k.name +
+                 " is damaged (wrong length or signature)");
+            return -1;
+        }
+        LoadPages(rec);
+    }
+    if (mustRender && !KindRenders(k)) {
         Fail(std::string(k.name) + " is not built yet; `tsntxtr list` shows which kinds render");
         *code = 1;
         return -1;
@@ -235,6 +256,19 @@ bool CheckOutput(const std::string& path) {
     if (IsImageExtension(path)) return true;
     Fail("cannot tell the format of '" + path + "': name it .png or .bmp");
     return false;
+}
+
+bool StorePreset(MasterTextureRecord* rec, int kind, const std::string& name) {
+    const std::string problem = PresetNameProblem(name);
+    if (!problem.empty()) {
+        Fail(problem);
+        return false;
+    }
+    if (!SavePreset(rec, kind, name)) {
+        Fail("cannot write the preset '" + name + "' of " + KindOf(kind).name);
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -280,14 +314,14 @@ struct PreparedSession {
     int kind = -1;
     int code = 0;  // the exit code when kind < 0
 
-    explicit PreparedSession(const RenderRequest& r) {
-        if (!CheckOutput(r.output)) {
+    explicit PreparedSession(const RenderRequest& r, bool render = true) {
+        if (render && !CheckOutput(r.output)) {
             code = 2;
         } else if (!StartHeadlessSession(&s, SessionArguments{})) {
             Fail("out of memory");
             code = 1;
         } else {
-            kind = Prepare(s, r, &asked, &code);
+            kind = Prepare(s, r, render, &asked, &code);
         }
     }
     ~PreparedSession() { EndHeadlessSession(&s); }
@@ -309,6 +343,7 @@ int Render(const RenderRequest& r) {
         Fail(error);
         code = 1;
     }
+    if (code == 0 && !r.savePreset.empty() && !StorePreset(s.rec, p.kind, r.savePreset)) code = 1;
     if (code == 0 && !r.saveSettings.empty()) {
         // The file keeps what a plug-in session would remember; handles of
         // this process are of no use to it.
@@ -394,6 +429,36 @@ int Mutations(const RenderRequest& r) {
     }
     MemFree(grid);
     return code;
+}
+
+int Presets(const RenderRequest& r, const std::string& save, const std::string& remove) {
+    PreparedSession p(r, false);
+    if (p.kind < 0) return p.code;
+    if (!KindOf(p.kind).presetList) {
+        Fail(std::string(KindOf(p.kind).name) + " has no presets");
+        return 2;
+    }
+    if (!save.empty()) {
+        if (!PresetNameProblem(save).empty()) {
+            Fail(PresetNameProblem(save));
+            return 2;
+        }
+        return StorePreset(p.s.rec, p.kind, save) ? 0 : 1;
+    }
+    if (!remove.empty()) {
+        const auto names = ListPresets(p.kind);
+        if (std::find(names.begin(), names.end(), remove) == names.end()) {
+            Fail(std::string(KindOf(p.kind).name) + " has no preset '" + remove + "'");
+            return 2;
+        }
+        if (!DeletePreset(p.kind, remove)) {
+            Fail("cannot delete the preset '" + remove + "'");
+            return 1;
+        }
+        return 0;
+    }
+    for (const std::string& name : ListPresets(p.kind)) std::printf("%s\n", name.c_str());
+    return 0;
 }
 
 }  // namespace tsn::cli

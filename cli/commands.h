@@ -17,12 +17,17 @@ struct RenderRequest {
     std::vector<std::string> sets;  // FIELD=VALUE
     std::string output;
     std::string saveSettings;
-    int generation = 0;  // mutations only
+    std::string preset;      // start from this named preset of the kind
+    std::string savePreset;  // render only: also store the parameters used under this name
+    int generation = 0;      // mutations only
 };
 
 int ListKinds();
 int DescribeKind(const std::string& kind);
 int Render(const RenderRequest& r);
 int Mutations(const RenderRequest& r);
+// Lists the kind's presets, or with `save` stores the request's parameters
+// under that name, or with `remove` deletes that preset.
+int Presets(const RenderRequest& r, const std::string& save, const std::string& remove);
 
 }  // namespace tsn::cli

@@ -32,17 +32,31 @@ int main(int argc, char** argv) {
             ->allow_extra_args(false);
         sub->add_option("--from", req.from,
                         "start from a settings file (texture.texture) or a preset file");
-        sub->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
+        sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
     };
     auto* render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
     addCommon(render);
+    render->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
+    render->add_option("--save-preset", req.savePreset,
+                       "also store the parameters used as a preset of this name");
     render->add_option("--save-settings", req.saveSettings,
                        "also write the session as a settings file the plug-in can load");
     auto* mutations = app.add_subcommand(
         "mutations", "Show the nine mutation colour maps on a kind's grey image");
     addCommon(mutations);
+    mutations->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
     mutations->add_option("--generation", req.generation, "mutation generation, 0 .. 31")
         ->check(CLI::Range(0, 31));
+
+    auto* presets = app.add_subcommand(
+        "presets", "List a kind's named presets, or save or delete one (shared with the plug-in)");
+    addCommon(presets);
+    std::string savePreset, deletePreset;
+    auto* saveOption = presets->add_option("--save", savePreset,
+                                           "store the parameters (defaults, --from, --set) "
+                                           "under this name");
+    presets->add_option("--delete", deletePreset, "delete the preset of this name")
+        ->excludes(saveOption);
 
     app.footer(
         "Examples:\n"
@@ -52,7 +66,10 @@ int main(int argc, char** argv) {
         "  tsntxtr render noise --seed 777 --width 1920 --depth 1080 -o wallpaper.png\n"
         "  tsntxtr render noise --set sum=0 --set xScale=12.5 -o plain.bmp\n"
         "  tsntxtr render --from texture.texture -o last-session.png\n"
-        "  tsntxtr mutations noise --generation 3 -o grid.png");
+        "  tsntxtr mutations noise --generation 3 -o grid.png\n"
+        "  tsntxtr render noise --set layers=7 -o soft.png --save-preset Soft\n"
+        "  tsntxtr presets noise\n"
+        "  tsntxtr render noise --preset Soft -o again.png");
 
     try {
         app.parse(argc, argv);
@@ -69,5 +86,6 @@ int main(int argc, char** argv) {
     if (app.got_subcommand(describe)) return tsn::cli::DescribeKind(describeKind);
     if (app.got_subcommand(render)) return tsn::cli::Render(req);
     if (app.got_subcommand(mutations)) return tsn::cli::Mutations(req);
+    if (app.got_subcommand(presets)) return tsn::cli::Presets(req, savePreset, deletePreset);
     return 2;
 }

@@ -46,5 +46,8 @@ bool MakeFolders(const char* folder);
 // Moves `from` over `to`, replacing `to` if it exists.
 bool MoveFileOver(const char* from, const char* to);
 bool DeleteFileAt(const char* path);
+// Calls each(name, context) for every file (not folder) in `folder`, which
+// ends in a separator. False when the folder cannot be read.
+bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context);
 
 }  // namespace tsn

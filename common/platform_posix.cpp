@@ -1,6 +1,7 @@
 // Portable implementation of the platform layer. A memory "handle" is the
 // address of a small header that records the block's size and lock count,
 // the same facts the Win32 global memory functions keep.
+#include <dirent.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -132,6 +133,20 @@ bool MoveFileOver(const char* from, const char* to) {
 
 bool DeleteFileAt(const char* path) {
     return unlink(path) == 0;
+}
+
+bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context) {
+    DIR* d = opendir(folder);
+    if (!d) return false;
+    while (const dirent* e = readdir(d)) {
+        char path[kMaxPath + 1];
+        std::snprintf(path, sizeof path, "%s", folder);
+        PathAppend(path, e->d_name, false);
+        struct stat st;
+        if (stat(path, &st) == 0 && S_ISREG(st.st_mode)) each(e->d_name, context);
+    }
+    closedir(d);
+    return true;
 }
 
 }  // namespace tsn

@@ -3,6 +3,7 @@
 #include <shlobj.h>
 #include <windows.h>
 
+#include <cstdio>
 #include <cstring>
 
 #include "common/platform.h"
@@ -74,6 +75,20 @@ bool MoveFileOver(const char* from, const char* to) {
 
 bool DeleteFileAt(const char* path) {
     return DeleteFileA(path) != 0;
+}
+
+bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context) {
+    char pattern[kMaxPath + 1];
+    std::snprintf(pattern, sizeof pattern, "%s", folder);
+    PathAppend(pattern, "*", false);
+    WIN32_FIND_DATAA found;
+    HANDLE h = FindFirstFileA(pattern, &found);
+    if (h == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_NOT_FOUND;
+    do {
+        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) each(found.cFileName, context);
+    } while (FindNextFileA(h, &found));
+    FindClose(h);
+    return true;
 }
 
 }  // namespace tsn

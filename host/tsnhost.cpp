@@ -31,6 +31,7 @@ struct Options {
     int okAfterMs = -1;
     bool dismissMessages = false;
     int clickId = -1, clickX = 0, clickY = 0;  // click a control, then accept
+    std::string presetFrom, presetTo;          // load one preset, save it as another
 };
 
 void Usage() {
@@ -38,13 +39,16 @@ void Usage() {
         "usage: tsnhost [--dll PATH] [--width W --depth D] [--flags N] [--button-style N]\n"
         "               [--null-image] [--out FILE.bmp] [--cancel-after MS] [--ok-after MS]\n"
         "               [--walk FOLDER] [--dismiss-messages] [--click ID X Y] [--version]\n"
+        "               [--preset-round-trip FROM TO]\n"
         "Calls the plug-in's TSN16TEXTUREDoTexture and writes the returned picture.\n"
         "--width/--depth pass a size (and set flags bit 0); --flags adds the other bits:\n"
         "  2 = do not save the settings file, 4 = run without interaction, 8 = \"Done\" mode.\n"
         "--walk selects every kind in turn, previews it and saves a screenshot of the\n"
         "dialog per kind into FOLDER, printing what it saw; then it cancels.\n"
         "--dismiss-messages answers the plug-in's message boxes, printing their text.\n"
-        "--click ID X Y clicks control ID at (X, Y) of its client area, then presses OK.\n");
+        "--click ID X Y clicks control ID at (X, Y) of its client area, then presses OK.\n"
+        "--preset-round-trip, on every kind's page, loads preset FROM and adds the\n"
+        "loaded parameters as preset TO through the name box.\n");
 }
 
 bool Parse(int argc, char** argv, Options* o) {
@@ -67,6 +71,10 @@ bool Parse(int argc, char** argv, Options* o) {
             o->dismissMessages = true;
         } else if (a == "--version") {
             o->versionOnly = true;
+        } else if (a == "--preset-round-trip") {
+            if (i + 2 >= argc) return false;
+            o->presetFrom = argv[++i];
+            o->presetTo = argv[++i];
         } else if (a == "--click") {
             if (!(v = values(3))) return false;
             o->clickId = std::atoi(v[0]);
@@ -202,6 +210,67 @@ HWND FindMessageBox() {
     return FindWindowA("#32770", "Textures and Fractals: message");
 }
 
+// The shown page's preset list: a visible drop list followed by its add,
+// delete and load buttons.
+HWND ShownPresetList(HWND dlg) {
+    for (HWND c = GetWindow(dlg, GW_CHILD); c; c = GetWindow(c, GW_HWNDNEXT)) {
+        char cls[32] = {};
+        GetClassNameA(c, cls, sizeof cls);
+        const int id = GetDlgCtrlID(c);
+        if (id >= 200 && IsWindowVisible(c) && lstrcmpiA(cls, "ComboBox") == 0 &&
+            GetDlgItem(dlg, id + 1) && GetDlgItem(dlg, id + 3))
+            return c;
+    }
+    return nullptr;
+}
+
+// Presses a button of the dialog without waiting for what it opens.
+void Press(HWND dlg, int id) {
+    PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), LPARAM(GetDlgItem(dlg, id)));
+    Settle(dlg);
+}
+
+void PresetRoundTrip(HWND dlg, const Options& o) {
+    HWND kinds = GetDlgItem(dlg, 103);
+    const int count = int(SendMessageA(kinds, CB_GETCOUNT, 0, 0));
+    for (int i = 0; i < count; ++i) {
+        SendMessageA(kinds, CB_SETCURSEL, WPARAM(i), 0);
+        SendMessageA(dlg, WM_COMMAND, MAKEWPARAM(103, CBN_CLOSEUP), LPARAM(kinds));
+        Settle(dlg);
+        if (HWND box = FindMessageBox()) PostMessageA(box, WM_COMMAND, IDOK, 0), Settle(dlg);
+        HWND list = ShownPresetList(dlg);
+        const int id = list ? GetDlgCtrlID(list) : 0;
+        const LRESULT at =
+            list ? SendMessageA(list, CB_FINDSTRINGEXACT, WPARAM(-1), LPARAM(o.presetFrom.c_str()))
+                 : CB_ERR;
+        bool loaded = false, named = false;
+        if (at != CB_ERR) {
+            SendMessageA(list, CB_SETCURSEL, WPARAM(at), 0);
+            Press(dlg, id + 3);
+            // A failed load says so; a kind that cannot render says so after
+            // the load's preview.
+            loaded = true;
+            while (HWND box = FindMessageBox()) {
+                char text[256] = {};
+                GetDlgItemTextA(box, 100, text, sizeof text);
+                if (std::strstr(text, "error reading")) loaded = false;
+                PostMessageA(box, WM_COMMAND, IDOK, 0);
+                Settle(dlg);
+            }
+            Press(dlg, id + 1);
+            if (HWND name = FindWindowA("#32770", "Textures and Fractals: new preset")) {
+                SetDlgItemTextA(name, 100, o.presetTo.c_str());
+                PostMessageA(name, WM_COMMAND, IDOK, 0);
+                Settle(dlg);
+                named = true;
+            }
+        }
+        std::printf("preset %d list %d loaded %d named %d\n", i, id, loaded ? 1 : 0, named ? 1 : 0);
+        std::fflush(stdout);
+    }
+    PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+}
+
 DWORD WINAPI Drive(LPVOID param) {
     const Options& o = *static_cast<Options*>(param);
     HWND dlg = FindDialog(60000);
@@ -249,6 +318,10 @@ DWORD WINAPI Drive(LPVOID param) {
             std::fflush(stdout);
         }
         PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+        return 0;
+    }
+    if (!o.presetFrom.empty()) {
+        PresetRoundTrip(dlg, o);
         return 0;
     }
     if (o.clickId >= 0) {

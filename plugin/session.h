@@ -33,11 +33,4 @@ bool StartHeadlessSession(HeadlessSession* s, const SessionArguments& args);
 // Frees the image and everything the kinds keep, then the record.
 void EndHeadlessSession(HeadlessSession* s);
 
-// Reads a preset file into kind `kind`'s block through the kind's older
-// layout conversion, as the preset list's Load does. False, with the block
-// unchanged, for a short file or one with another signature.
-bool LoadPresetFile(MasterTextureRecord* rec, int kind, const char* path);
-// Writes kind `kind`'s block as a preset file (in its older layout).
-bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path);
-
 }  // namespace tsn

@@ -10,6 +10,7 @@
 
 #include "cli/image_io.h"
 #include "common/image.h"
+#include "plugin/presets.h"
 #include "tests/test_support.h"
 #include "textures/gradient/noise.h"
 

@@ -6,6 +6,7 @@
 
 #include "common/image.h"
 #include "plugin/catalogue.h"
+#include "plugin/presets.h"
 #include "tests/test_support.h"
 #include "textures/gradient/craters.h"
 

@@ -7,6 +7,7 @@
 #include "common/image.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/presets.h"
 #include "tests/reference/mandelbrot_literal.h"
 #include "tests/test_support.h"
 #include "textures/gradient/mandelbrot.h"

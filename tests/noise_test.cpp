@@ -5,6 +5,7 @@
 #include "common/image.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/presets.h"
 #include "tests/reference/noise_literal.h"
 #include "tests/test_support.h"
 #include "textures/gradient/noise.h"

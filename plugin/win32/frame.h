@@ -32,6 +32,15 @@ using ViewImageFn = BOOL(WINAPI*)(HWND dialog, HGLOBAL image, std::uint64_t view
 using HostServiceFn = INT_PTR(WINAPI*)(HWND dialog, WPARAM request);
 
 INT_PTR RunMasterDialog(HWND parent, MasterTextureRecord* rec);
+// Block -> page for one kind, with what the table's text values cannot
+// carry: the colour maps, the scroll bars' value displays, the preset list.
+void TransferToPage(HWND dlg, MasterTextureRecord* rec, int kind);
+
+// The preset list of the kind's page: its presets, the first selected.
+void FillPresetList(HWND dlg, int kind);
+// Handles a click on a page's preset add, delete or load button; false for
+// any other control.
+bool PresetButton(HWND dlg, MasterTextureRecord* rec, int id);
 
 // The page operations over real controls, installed while the dialog runs.
 const tsn::PageOps* Win32PageOps();

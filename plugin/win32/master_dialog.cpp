@@ -78,20 +78,8 @@ void UpdateValueDisplay(HWND dlg, std::uint32_t scrollId) {
     SetDlgItemTextA(dlg, int(scrollId + kValueDisplayOffset), text);
 }
 
-// Block -> page for every kind, plus what the table's text values cannot
-// carry: the colour maps and the scroll bars' value displays.
 void TransferAllToPages(HWND dlg, MasterTextureRecord* rec) {
-    LoadPages(rec);
-    for (int k = 0; k < kKindCount; ++k) {
-        const KindDescriptor& info = KindOf(k);
-        for (int i = 0; info.page && i < info.page->count; ++i) {
-            const PageField& f = info.page->fields[i];
-            if (f.control == Control::ScrollBar) UpdateValueDisplay(dlg, f.id);
-            if (f.control == Control::FountainView)
-                SendDlgItemMessageA(dlg, int(f.id), kMsgSetFountain, 0,
-                                    LPARAM(BlockAt(rec, info.blockOffset) + f.offset));
-        }
-    }
+    for (int k = 0; k < kKindCount; ++k) TransferToPage(dlg, rec, k);
 }
 
 // Copies every control of a page template into the master dialog, hidden.
@@ -463,6 +451,7 @@ INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
                 ChooseMutation(dlg, id - kGridFirst);
                 return TRUE;
             }
+            if (PresetButton(dlg, rec, id)) return TRUE;
             if (id >= 200) rec->needsRender = 1;
             return FALSE;
     }
@@ -510,6 +499,20 @@ INT_PTR CALLBACK MasterProc(HWND dlg, UINT msg, WPARAM wp, LPARAM lp) {
 }
 
 }  // namespace
+
+void TransferToPage(HWND dlg, MasterTextureRecord* rec, int kind) {
+    const KindDescriptor& info = KindOf(kind);
+    if (!info.page) return;
+    PageFromBlock(*info.page, BlockAt(rec, info.blockOffset), rec->dialog);
+    for (int i = 0; i < info.page->count; ++i) {
+        const PageField& f = info.page->fields[i];
+        if (f.control == Control::ScrollBar) UpdateValueDisplay(dlg, f.id);
+        if (f.control == Control::FountainView)
+            SendDlgItemMessageA(dlg, int(f.id), kMsgSetFountain, 0,
+                                LPARAM(BlockAt(rec, info.blockOffset) + f.offset));
+    }
+    FillPresetList(dlg, kind);
+}
 
 INT_PTR RunMasterDialog(HWND parent, MasterTextureRecord* rec) {
     // The pages' up-down controls live in the common controls library.

@@ -142,6 +142,31 @@ check "navigation: the view changed" bash -c "! cmp -s '$work/nav0.bmp' '$work/s
 "$tsntxtr" render --from "$settings" -o "$work/nav1.bmp" >/dev/null 2>&1
 check "navigation: tsntxtr renders the same view from the settings" cmp -s "$work/nav1.bmp" "$work/stage/got.bmp"
 
+# --- Presets of every kind move between tsntxtr and the plug-in: a preset
+# written by tsntxtr loads in the plug-in, which adds it again under another
+# name through its name box; both files hold the same bytes.
+rm -f "$texture_dir"/rt-*
+for key in $("$tsntxtr" list | awk 'NR > 1 {print $2}'); do
+  if [[ " $(echo $built) " == *" $key "* ]]; then
+    save=(render "$key" -o "$work/preset.bmp" --save-preset rt-in)
+  else
+    save=(presets "$key" --save rt-in)
+  fi
+  XDG_CONFIG_HOME="$appdata" "$tsntxtr" "${save[@]}" --seed 4321 >/dev/null 2>&1 ||
+    XDG_CONFIG_HOME="$appdata" "$tsntxtr" "${save[@]}" --width 321 >/dev/null 2>&1
+done
+host --preset-round-trip rt-in rt-out
+for key in $("$tsntxtr" list | awk 'NR > 1 {print $2}'); do
+  index=$("$tsntxtr" list | awk -v k="$key" '$2 == k {print $1}')
+  if [ "$key" = matrix ]; then
+    check "presets: Matrix keeps its tiles in a library of its own, not in presets" \
+      test ! -e "$texture_dir/rt-in.$key"
+    continue
+  fi
+  check "presets $key: the plug-in lists and loads tsntxtr's preset" said "^preset $index list [0-9]* loaded 1 named 1"
+  check "presets $key: the plug-in's copy has the same bytes" cmp -s "$texture_dir/rt-in.$key" "$texture_dir/rt-out.$key"
+done
+
 # --- A walk through all 23 kinds with Preview and a screenshot each.
 mkdir -p "$work/stage/shots"
 host --walk shots --width 400 --depth 300
