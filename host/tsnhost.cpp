@@ -217,9 +217,15 @@ HWND ShownPresetList(HWND dlg) {
         char cls[32] = {};
         GetClassNameA(c, cls, sizeof cls);
         const int id = GetDlgCtrlID(c);
-        if (id >= 200 && IsWindowVisible(c) && lstrcmpiA(cls, "ComboBox") == 0 &&
-            GetDlgItem(dlg, id + 1) && GetDlgItem(dlg, id + 3))
-            return c;
+        if (id < 200 || !IsWindowVisible(c) || lstrcmpiA(cls, "ComboBox") != 0) continue;
+        bool buttons = true;
+        for (int k = 1; k <= 3; ++k) {
+            char next[32] = {};
+            HWND b = GetDlgItem(dlg, id + k);
+            if (b) GetClassNameA(b, next, sizeof next);
+            buttons = buttons && lstrcmpiA(next, "Button") == 0;
+        }
+        if (buttons) return c;
     }
     return nullptr;
 }
@@ -292,16 +298,20 @@ DWORD WINAPI Drive(LPVOID param) {
             SendMessageA(dlg, WM_COMMAND, MAKEWPARAM(110, BN_CLICKED),
                          LPARAM(GetDlgItem(dlg, 110)));
             Settle(dlg);
-            HWND box = FindMessageBox();
+            // A kind that cannot render may say so more than once (its
+            // preview and the refused tick); close them all here so none is
+            // counted against the next kind.
+            bool box = false;
             char text[256] = {};
-            if (box) GetDlgItemTextA(box, 100, text, sizeof text);
+            while (HWND b = FindMessageBox()) {
+                if (!box) GetDlgItemTextA(b, 100, text, sizeof text);
+                box = true;
+                PostMessageA(b, WM_COMMAND, IDOK, 0);
+                Settle(dlg);
+            }
             char name[64] = {};
             SendMessageA(list, CB_GETLBTEXT, WPARAM(i), LPARAM(name));
             const LRESULT data = SendMessageA(list, CB_GETITEMDATA, WPARAM(i), 0);
-            if (box) {
-                PostMessageA(box, WM_COMMAND, IDOK, 0);
-                Settle(dlg);
-            }
             SetForegroundWindow(dlg);
             RedrawWindow(dlg, nullptr, nullptr,
                          RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN | RDW_UPDATENOW);
@@ -417,7 +427,7 @@ int main(int argc, char** argv) {
 
     HANDLE driver = nullptr;
     if (!o.walk.empty() || o.cancelAfterMs >= 0 || o.okAfterMs >= 0 || o.dismissMessages ||
-        o.clickId >= 0)
+        o.clickId >= 0 || !o.presetFrom.empty())
         driver = CreateThread(nullptr, 0, Drive, &o, 0, nullptr);
     std::uint64_t image = 0;
     const std::uint32_t flags = o.flags | (o.sizeGiven ? 1u : 0u);
