@@ -46,9 +46,16 @@ struct Cell {
     int i0, j0, i1, j1;
     double fu, fv;
 };
+// Floor for the lattice: BuildNoiseField's clamps keep every coordinate
+// far inside the int range.
+inline int LatticeFloor(double v) {
+    const int i = int(v);
+    return double(i) > v ? i - 1 : i;
+}
+
 Cell CellOf(const NoiseOctave& o, double u, double v) {
     Cell c;
-    const int i = FloorToInt(u), j = FloorToInt(v);
+    const int i = LatticeFloor(u), j = LatticeFloor(v);
     c.fu = u - double(i);
     c.fv = v - double(j);
     c.i0 = Wrap(i, o.periodX);
@@ -86,7 +93,7 @@ double SimplexPlain(const NoiseField& f, const NoiseOctave& o, double u, double 
     constexpr double F2 = 0.36602540378443865;  // (sqrt 3 - 1) / 2
     constexpr double G2 = 0.21132486540518713;  // (3 - sqrt 3) / 6
     const double s = (u + v) * F2;
-    const int i = FloorToInt(u + s), j = FloorToInt(v + s);
+    const int i = LatticeFloor(u + s), j = LatticeFloor(v + s);
     const double t = double(i + j) * G2;
     const double x0 = u - (double(i) - t), y0 = v - (double(j) - t);
     const int i1 = x0 > y0 ? 1 : 0, j1 = 1 - i1;
@@ -121,7 +128,7 @@ double SimplexNoise(const NoiseField& f, const NoiseOctave& o, double u, double 
 // One feature point per cell, kept 0.2 .. 0.8 inside it, so the nearest two
 // always lie among the 3 x 3 cells around the sample.
 double CellularNoise(const NoiseField& f, const NoiseOctave& o, double u, double v) {
-    const int i = FloorToInt(u), j = FloorToInt(v);
+    const int i = LatticeFloor(u), j = LatticeFloor(v);
     const double fu = u - double(i), fv = v - double(j);
     double d1 = 1e30, d2 = 1e30;
     for (int dj = -1; dj <= 1; ++dj) {
@@ -150,7 +157,7 @@ double CellularNoise(const NoiseField& f, const NoiseOctave& o, double u, double
 }
 
 double WhiteNoise(const NoiseField& f, const NoiseOctave& o, double u, double v) {
-    return f.value[Hash(f, o, Wrap(FloorToInt(u), o.periodX), Wrap(FloorToInt(v), o.periodY))];
+    return f.value[Hash(f, o, Wrap(LatticeFloor(u), o.periodX), Wrap(LatticeFloor(v), o.periodY))];
 }
 
 double CatmullRom(double p0, double p1, double p2, double p3, double t) {
@@ -160,7 +167,7 @@ double CatmullRom(double p0, double p1, double p2, double p3, double t) {
 }
 
 double CubicNoise(const NoiseField& f, const NoiseOctave& o, double u, double v) {
-    const int i = FloorToInt(u), j = FloorToInt(v);
+    const int i = LatticeFloor(u), j = LatticeFloor(v);
     const double fu = u - double(i), fv = v - double(j);
     int cols[4];
     for (int k = 0; k < 4; ++k) cols[k] = Wrap(i - 1 + k, o.periodX);
@@ -261,6 +268,54 @@ double NoiseBasisAt(const NoiseField& f, std::uint32_t basis, const NoiseOctave&
     }
 }
 
+namespace {
+
+using BasisFn = double (*)(const NoiseField&, const NoiseOctave&, double, double);
+
+// The octave sum with the basis and the mode fixed at compile time, so the
+// innermost loop has no dispatch left in it.
+template <BasisFn Basis, std::uint32_t Mode>
+double Sum(const NoiseField& f, double u, double v) {
+    if constexpr (Mode == kFractalNone) {
+        return Basis(f, f.octave[0], u, v);
+    } else {
+        double sum = 0, weight = 1;
+        for (int k = 0; k < f.s.octaves; ++k) {
+            const NoiseOctave& o = f.octave[k];
+            const double n = Basis(f, o, u * o.scaleX, v * o.scaleY);
+            if constexpr (Mode == kFractalBillow) {
+                sum += o.amplitude * (2.0 * std::fabs(n) - 1.0);
+            } else if constexpr (Mode == kFractalRidged) {
+                // Musgrave's ridges: each octave is weighted by the one
+                // before, so detail gathers along the ridges.
+                double r = 1.0 - std::fabs(n);
+                r = r * r * weight;
+                weight = std::clamp(2.0 * r, 0.0, 1.0);
+                sum += o.amplitude * r;
+            } else {
+                sum += o.amplitude * n;
+            }
+        }
+        return sum;
+    }
+}
+
+template <BasisFn Basis>
+double SumOf(const NoiseField& f, double u, double v) {
+    switch (f.s.fractal) {
+        case kFractalNone:
+            return Sum<Basis, kFractalNone>(f, u, v);
+        case kFractalBillow:
+            return Sum<Basis, kFractalBillow>(f, u, v);
+        case kFractalRidged:
+            return Sum<Basis, kFractalRidged>(f, u, v);
+        default:
+            return Sum<Basis, kFractalFbm>(f, u, v);
+    }
+}
+
+}  // namespace
+
 double NoiseAt(const NoiseField& f, double u, double v) {
     const NoiseSettings& s = f.s;
     if (s.warp > 0) {
@@ -272,29 +327,20 @@ double NoiseAt(const NoiseField& f, double u, double v) {
         u += s.warp * du;
         v += s.warp * dv;
     }
-    if (s.fractal == kFractalNone) return NoiseBasisAt(f, s.basis, f.octave[0], u, v);
-    double sum = 0, weight = 1;
-    for (int k = 0; k < s.octaves; ++k) {
-        const NoiseOctave& o = f.octave[k];
-        const double n = NoiseBasisAt(f, s.basis, o, u * o.scaleX, v * o.scaleY);
-        switch (s.fractal) {
-            case kFractalBillow:
-                sum += o.amplitude * (2.0 * std::fabs(n) - 1.0);
-                break;
-            case kFractalRidged: {
-                // Musgrave's ridges: each octave is weighted by the one
-                // before, so detail gathers along the ridges.
-                double r = 1.0 - std::fabs(n);
-                r = r * r * weight;
-                weight = std::clamp(2.0 * r, 0.0, 1.0);
-                sum += o.amplitude * r;
-                break;
-            }
-            default:
-                sum += o.amplitude * n;
-        }
+    switch (s.basis) {
+        case kBasisValue:
+            return SumOf<ValueNoise>(f, u, v);
+        case kBasisSimplex:
+            return SumOf<SimplexNoise>(f, u, v);
+        case kBasisCellular:
+            return SumOf<CellularNoise>(f, u, v);
+        case kBasisWhite:
+            return SumOf<WhiteNoise>(f, u, v);
+        case kBasisCubic:
+            return SumOf<CubicNoise>(f, u, v);
+        default:
+            return SumOf<PerlinNoise>(f, u, v);
     }
-    return sum;
 }
 
 NoiseLevel NoiseLevels(const NoiseField& f, int w, int h, double cellsX, double cellsY) {

@@ -74,7 +74,8 @@ struct NoiseField {
 // jitters, then two lattice offsets per octave and per warp octave.
 void BuildNoiseField(const NoiseSettings& s, Rng& rng, NoiseField* f);
 
-// The field at (u, v), measured in cells of the first octave. Roughly
+// The field at (u, v), measured in cells of the first octave (|u|, |v| at
+// most a few thousand). Roughly
 // -1 .. 1, but its spread depends on the basis and the mode; see
 // NoiseLevels.
 double NoiseAt(const NoiseField& f, double u, double v);
