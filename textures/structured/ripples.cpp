@@ -52,8 +52,8 @@ constexpr double kTwoPi = 6.283185307179586;
 constexpr double kHalfSqrt2 = 0.7071067811865476;  // the light's 45 degrees
 // A train spans three envelope widths either side of its front.
 constexpr double kReach = 3.0;
-// The slope table holds 32 entries per wavelength.
-constexpr int kStepsPerWave = 32;
+// The slope table holds 64 entries per wavelength.
+constexpr int kStepsPerWave = 64;
 // The envelope's width per crest of the train.
 constexpr double kSigmaPerRing = 0.35;
 constexpr int kMaxTable = int(2 * kReach * kSigmaPerRing * 30 * kStepsPerWave) + 3;
