@@ -60,6 +60,17 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // Absolute Noise, Perturbation and Ripples cases
+    {"absnoise", ""},
+    {"absnoise", "width=257 depth=130 seed=777 noiseType=3 cellular=2 fractal=3 tileable=1"},
+    {"absnoise", "width=90 depth=200 noiseType=2 warp=2.5 tileable=1 lacunarity=2.7 octaves=10"},
+    {"absnoise", "width=120 depth=64 noiseType=5 fractal=2 absolute=0 invert=1 contrast=3"},
+    {"perturb", ""},
+    {"perturb", "width=300 depth=200 seed=4242 pattern=1 wave=1 noiseType=0 fractal=2"},
+    {"perturb", "width=64 depth=333 pattern=2 wave=2 angle=17 strength=4 noiseType=4"},
+    {"ripples", ""},
+    {"ripples", "width=257 depth=129 seed=100 drops=200 wavelength=4 rings=1 relief=400"},
+    {"ripples", "width=80 depth=300 drops=1 wavelength=400 rings=30 damping=99 lightAngle=359"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
