@@ -24,9 +24,10 @@ const PageField kPerturbationFields[] = {
     List("pattern", "Pattern:", PERT(pattern), kPerturbationPatternId, "Bands;Rings;Checks", 0,
          "the regular pattern: 0 straight bands (marble, agate), 1 rings about the centre "
          "(wood grain), 2 checks (warped tiles)"),
-    List("wave", "Wave:", PERT(wave), kPerturbationWaveId, "Sine;Triangle;Sawtooth", 0,
+    List("wave", "Wave:", PERT(wave), kPerturbationWaveId, "Sine;Triangle;Sawtooth;Square", 0,
          "profile of one period across the colour map: 0 sine (soft), 1 triangle (even ramps "
-         "up and down), 2 sawtooth (a ramp up, then a jump back)"),
+         "up and down), 2 sawtooth (a ramp up, then a jump back), 3 square (two flat halves "
+         "with soft edges; with checks, a chequerboard)"),
     Scroll("frequency", "Frequency:", FieldType::F64, PERT(frequency), kPerturbationFrequencyId,
            0.5, 64, 4.0, 10, "pattern periods across the longer side"),
     Scroll("angle", "Angle:", FieldType::F64, PERT(angle), kPerturbationAngleId, 0, 180, 35.0, 1,
@@ -91,6 +92,8 @@ double Wave(std::uint32_t wave, double t) {
             return 1.0 - std::fabs(2.0 * f - 1.0);
         case 2:
             return f;
+        case 3:
+            return std::clamp(0.5 - 1.5 * DetCos(kTwoPi * f), 0.0, 1.0);
         default:
             return 0.5 - 0.5 * DetCos(kTwoPi * f);
     }
@@ -112,7 +115,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec) {
     const double angle = Clamped(b->angle, -3600.0, 3600.0, 0.0) * (kTwoPi / 360.0);
     const double ca = DetCos(angle), sa = DetSin(angle);
     const std::uint32_t pattern = b->pattern <= 2 ? b->pattern : 0;
-    const std::uint32_t wave = b->wave <= 2 ? b->wave : 0;
+    const std::uint32_t wave = b->wave <= 3 ? b->wave : 0;
 
     NoiseSettings s;
     s.basis = b->noiseType;

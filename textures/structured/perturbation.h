@@ -21,7 +21,7 @@ struct PerturbationParameters {  // "VANTPERT", 1040 bytes
     double frequency;           // pattern periods across the longer side
     double strength;            // displacement, in pattern periods per spread of the noise
     std::int32_t octaves;       // of the displacing noise, 1 .. 10
-    std::uint32_t wave;         // 0 sine, 1 triangle, 2 sawtooth
+    std::uint32_t wave;         // 0 sine, 1 triangle, 2 sawtooth, 3 square
     std::uint32_t noiseType;    // basis of the displacing noise (as Absolute Noise)
     double angle;               // degrees, counterclockwise, of the bands and checks
     double noiseScale;          // noise features across the longer side
