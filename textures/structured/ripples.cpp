@@ -124,7 +124,10 @@ std::uint32_t RippleShade(const RippleSettings& s, double sx, double sy, double 
     const double nx = -s.relief * sx, ny = -s.relief * sy;
     const double len = std::sqrt(nx * nx + ny * ny + 1.0);
     const double diffuse = (nx * s.lightX + ny * s.lightY + s.lightZ) / len;
-    const double shade = std::clamp(sky + 2.0 * (diffuse - s.lightZ), 0.0, 1.0);
+    // Steep slopes approach half the way to either colour softly rather
+    // than clipping, so high relief keeps its shape.
+    const double lit = 2.0 * (diffuse - s.lightZ);
+    const double shade = std::clamp(sky + lit / (1.0 + 2.0 * std::fabs(lit)), 0.0, 1.0);
     // The glint: the normal against the half-way vector between the light
     // and a viewer straight above, less what still water shows.
     const double hz0 = s.lightZ + 1.0;
