@@ -36,7 +36,9 @@ void Put(const ImageView& v, i64 x, i64 y, std::uint32_t colour) {
     p[2] = std::uint8_t(colour);
 }
 
-void ThinLine(const ImageView& v, i64 x0, i64 y0, i64 x1, i64 y1, std::uint32_t colour) {
+// Rows top .. bottom - 1 of the line are drawn.
+void ThinLine(const ImageView& v, i64 x0, i64 y0, i64 x1, i64 y1, std::uint32_t colour, i64 top,
+              i64 bottom) {
     const i64 dx = x1 - x0, dy = y1 - y0;
     const i64 adx = dx < 0 ? -dx : dx, ady = dy < 0 ? -dy : dy;
     if (adx == 0 && ady == 0) return;
@@ -45,20 +47,21 @@ void ThinLine(const ImageView& v, i64 x0, i64 y0, i64 x1, i64 y1, std::uint32_t 
     const i64 n = xMajor ? adx : ady;
     const i64 u0 = xMajor ? x0 : y0, w0 = xMajor ? y0 : x0;
     const i64 su = (xMajor ? dx : dy) < 0 ? -1 : 1, dw = xMajor ? dy : dx;
-    const i64 uLimit = xMajor ? v.width : v.depth, wLimit = xMajor ? v.depth : v.width;
-    // Steps i whose major coordinate u0 + su * i lies inside the image.
+    const i64 uLow = xMajor ? 0 : top, uHigh = xMajor ? v.width : bottom;
+    const i64 wLow = xMajor ? top : 0, wHigh = xMajor ? bottom : v.width;
+    // Steps i whose major coordinate u0 + su * i lies inside the drawn part.
     i64 first = 0, last = n - 1;
     if (su > 0) {
-        first = std::max(first, -u0);
-        last = std::min(last, uLimit - 1 - u0);
+        first = std::max(first, uLow - u0);
+        last = std::min(last, uHigh - 1 - u0);
     } else {
-        first = std::max(first, u0 - (uLimit - 1));
-        last = std::min(last, u0);
+        first = std::max(first, u0 - (uHigh - 1));
+        last = std::min(last, u0 - uLow);
     }
     for (i64 i = first; i <= last; ++i) {
         // Nearest to w0 + i * dw / n, halves toward the smaller coordinate.
         const i64 w = w0 + CeilDiv(2 * i * dw - n, 2 * n);
-        if (w < 0 || w >= wLimit) continue;
+        if (w < wLow || w >= wHigh) continue;
         const i64 u = u0 + su * i;
         if (xMajor)
             Put(v, u, w, colour);
@@ -102,42 +105,55 @@ struct Stroke {
 // The stroke meets row y in one run of pixels (it is convex). Find a pixel
 // of the run exactly, guess its ends in floating point, then settle each end
 // with the exact rule: the guess only decides how far the settling walks.
-void WideLine(const ImageView& v, i64 x0, i64 y0, i64 x1, i64 y1, int width, std::uint32_t colour) {
+void WideLine(const ImageView& v, i64 x0, i64 y0, i64 x1, i64 y1, int width, std::uint32_t colour,
+              i64 rowsFrom, i64 rowsTo) {
     const Stroke s(x0, y0, x1, y1, width);
     const i64 minY = std::min(y0, y1), maxY = std::max(y0, y1);
     const i64 minX = std::min(x0, x1), maxX = std::max(x0, x1);
-    if (maxX + width < 0 || minX - width >= v.width) return;
-    const i64 top = std::max<i64>(0, minY - width),
-              bottom = std::min<i64>(v.depth - 1, maxY + width);
-    const double r = width / 2.0, len = std::sqrt(double(s.len2));
+    const i64 reach = (width + 1) / 2;  // no lit pixel is farther from the segment
+    if (maxX + reach < 0 || minX - reach >= v.width) return;
+    const i64 top = std::max<i64>(rowsFrom, minY - reach);
+    const i64 bottom = std::min<i64>(rowsTo - 1, maxY + reach);
+    // The band between the ends, per row: centred on the segment's x, half
+    // as wide as the pen over the sine of the slope, and cut by the two
+    // perpendiculars through the ends.
+    const double r = width / 2.0;
+    const bool slanted = s.ux != 0 && s.uy != 0;
+    const double slope = slanted ? double(s.ux) / double(s.uy) : 0;
+    const double half = slanted ? r * std::sqrt(double(s.len2)) / std::fabs(double(s.uy)) : 0;
+    const double cutSlope = slanted ? double(s.uy) / double(s.ux) : 0;
+    const double cutSpan = slanted ? double(s.len2) / double(s.ux) : 0;
     for (i64 y = top; y <= bottom; ++y) {
         // A pixel of the run if the row has one: beyond the segment's rows
         // the point under (or over) the nearer end is the nearest of the
-        // row; within them, one whole step from the segment is inside the
-        // stroke (the pen is at least 2 wide).
+        // row; within them, the pixel at or left of the segment is less than
+        // one step from it and so inside the stroke (the pen is at least 2
+        // wide).
         i64 c;
-        if (y <= minY || y >= maxY)
+        if (y <= minY || y >= maxY) {
             c = ((y <= minY) == (y0 <= y1)) ? x0 : x1;
-        else if (y1 > y0)
+            if (!s.Lit(c, y)) continue;
+        } else if (y1 > y0) {
             c = FloorDiv(x0 * (y1 - y0) + (y - y0) * (x1 - x0), y1 - y0);
-        else
+        } else {
             c = FloorDiv(x0 * (y0 - y1) + (y - y0) * (x0 - x1), y0 - y1);
-        if (!s.Lit(c, y)) continue;
-
+        }
         double lo = double(c), hi = double(c);
         const auto disc = [&](i64 ex, i64 ey) {
             const double d = double(y - ey), q = r * r - d * d;
             if (q < 0) return;
-            lo = std::min(lo, double(ex) - std::sqrt(q));
-            hi = std::max(hi, double(ex) + std::sqrt(q));
+            const double e = std::sqrt(q);
+            lo = std::min(lo, double(ex) - e);
+            hi = std::max(hi, double(ex) + e);
         };
-        disc(x0, y0);
-        disc(x1, y1);
-        if (s.uy != 0 && s.ux != 0) {
-            const double at = double(x0) + double(s.ux) * double(y - y0) / double(s.uy);
-            const double half = r * len / std::fabs(double(s.uy));
-            const double t0 = double(x0) - double(y - y0) * double(s.uy) / double(s.ux);
-            const double t1 = t0 + double(s.len2) / double(s.ux);
+        if (y - minY <= reach || maxY - y <= reach) {
+            disc(x0, y0);
+            disc(x1, y1);
+        }
+        const double dy = double(y - y0);
+        if (slanted) {
+            const double at = double(x0) + slope * dy;
+            const double t0 = double(x0) - cutSlope * dy, t1 = t0 + cutSpan;
             const double l = std::max(at - half, std::min(t0, t1));
             const double h = std::min(at + half, std::max(t0, t1));
             if (l <= h) {
@@ -151,8 +167,8 @@ void WideLine(const ImageView& v, i64 x0, i64 y0, i64 x1, i64 y1, int width, std
             lo = std::min(lo, double(x0) - r);
             hi = std::max(hi, double(x0) + r);
         }
-        i64 left = std::max<i64>(i64(std::ceil(lo)), minX - width);
-        i64 right = std::min<i64>(i64(std::floor(hi)), maxX + width);
+        i64 left = std::max<i64>(i64(std::ceil(lo)), minX - reach);
+        i64 right = std::min<i64>(i64(std::floor(hi)), maxX + reach);
         if (s.Lit(left, y))
             while (s.Lit(left - 1, y)) --left;
         else
@@ -175,11 +191,18 @@ bool InWideStroke(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_
 }
 
 void DrawLine(const ImageView& v, int x0, int y0, int x1, int y1, int width, std::uint32_t colour) {
-    if (!v.bits) return;
+    DrawLineRows(v, x0, y0, x1, y1, width, colour, 0, v.depth);
+}
+
+void DrawLineRows(const ImageView& v, int x0, int y0, int x1, int y1, int width,
+                  std::uint32_t colour, int top, int bottom) {
+    top = std::max(top, 0);
+    bottom = std::min(bottom, v.depth);
+    if (!v.bits || top >= bottom) return;
     if (width <= 1)
-        ThinLine(v, x0, y0, x1, y1, colour);
+        ThinLine(v, x0, y0, x1, y1, colour, top, bottom);
     else
-        WideLine(v, x0, y0, x1, y1, width, colour);
+        WideLine(v, x0, y0, x1, y1, width, colour, top, bottom);
 }
 
 }  // namespace tsn

@@ -34,6 +34,11 @@ namespace tsn {
 // (x1, y1).
 void DrawLine(const ImageView& v, int x0, int y0, int x1, int y1, int width, std::uint32_t colour);
 
+// Draws only the line's pixels in rows top .. bottom - 1: lines drawn band
+// by band, each band on its own, make the same picture as drawn whole.
+void DrawLineRows(const ImageView& v, int x0, int y0, int x1, int y1, int width,
+                  std::uint32_t colour, int top, int bottom);
+
 // The wide pen's rule for one pixel: true when (px, py) is lit by a
 // segment from (x0, y0) to (x1, y1) of pen width `width` (>= 2).
 bool InWideStroke(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, int width,

@@ -81,6 +81,27 @@ TEST(WidePen, FillEqualsThePixelRule) {
     }
 }
 
+TEST(LineBands, BandsDrawnApartMakeTheWholeLine) {
+    Rng rng;
+    rng.Seed(11);
+    for (int i = 0; i < 2000; ++i) {
+        const Line l{rng.Next() % 60 - 10, rng.Next() % 50 - 10, rng.Next() % 60 - 10,
+                     rng.Next() % 50 - 10, rng.Next() % 10};
+        const int cut1 = rng.Next() % 31, cut2 = cut1 + rng.Next() % (31 - cut1);
+        DrawSurface s;
+        ASSERT_TRUE(OpenSurface(&s, 40, 30, 0));
+        for (const auto& [top, bottom] : {std::pair{cut2, 30}, {0, cut1}, {cut1, cut2}})
+            DrawLineRows(s.view, l.x0, l.y0, l.x1, l.y1, l.width, 0xFFFFFF, top, bottom);
+        Rows got(30, std::string(40, '.'));
+        for (int y = 0; y < 30; ++y)
+            for (int x = 0; x < 40; ++x)
+                if (GetPixel(s.view, x, y)) got[y][x] = '#';
+        DiscardSurface(&s);
+        ASSERT_EQ(got, Draw(40, 30, {l})) << l.x0 << "," << l.y0 << " " << l.x1 << "," << l.y1
+                                          << " w" << l.width << " cuts " << cut1 << " " << cut2;
+    }
+}
+
 MemHandle Grey(int w, int h, std::vector<int> values) {
     const MemHandle m = NewImage(w, h);
     ImageView v;
