@@ -1,10 +1,13 @@
 #include "textures/structured/scratch.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "common/detmath.h"
 #include "common/lines.h"
 #include "common/page.h"
+#include "common/parallel.h"
 #include "common/random.h"
 #include "common/surface.h"
 #include "plugin/catalogue.h"
@@ -110,7 +113,36 @@ struct LineCanvas {
     int count = 0;
     int w = 0, h = 0, cx = 0, cy = 0;
     bool antialias = false;
+    int pen = 1;
     DrawSurface surface;
+
+    // Lines are made in order on one thread, then drawn a batch at a time
+    // with the picture split into one band of rows per core; each band
+    // draws the whole batch in order, so the picture is the one drawn line
+    // by line.
+    struct Segment {
+        int x0, y0, x1, y1;
+        std::uint32_t colour;
+    };
+    static constexpr std::size_t kBatch = 1 << 15;
+    std::vector<Segment> batch;
+
+    void Line(int x0, int y0, int x1, int y1, std::uint32_t colour) {
+        batch.push_back({x0, y0, x1, y1, colour});
+        if (batch.size() >= kBatch) Flush();
+    }
+
+    void Flush() {
+        const int parts = std::max(1, std::min(WorkerThreads(), h));
+        PlanWork(parts);
+        ParallelRows(parts, [&](int p0, int p1) {
+            const int top = int(std::int64_t(p0) * h / parts);
+            const int bottom = int(std::int64_t(p1) * h / parts);
+            for (const Segment& s : batch)
+                DrawLineRows(surface.view, s.x0, s.y0, s.x1, s.y1, pen, s.colour, top, bottom);
+        });
+        batch.clear();
+    }
 
     bool Open(MasterTextureRecord* rec, ScratchParameters* b, std::uint32_t widthId,
               std::uint32_t depthId, std::uint32_t seedId) {
@@ -158,6 +190,7 @@ struct LineCanvas {
     // The finished picture, reduced to half in each direction when drawn
     // double; a failed reduction leaves the larger picture.
     MemHandle Finish() {
+        Flush();
         const MemHandle full = FinishSurface(&surface);
         if (!antialias) return full;
         const MemHandle narrow = ReduceWidth(full, 50);
@@ -190,7 +223,7 @@ MemHandle ScratchRender(MasterTextureRecord* rec) {
     std::int64_t limit = smaller * b->angle / 1000;
     const int floor = k.antialias ? 4 : 2;
     if (limit < floor) limit = floor;
-    const int pen = k.antialias ? b->lineSize * 2 : b->lineSize;
+    k.pen = k.antialias ? b->lineSize * 2 : b->lineSize;
     const int stepX = k.w / b->fraction, stepY = k.h / b->fraction;
     if (stepX < 1 || stepY < 1) {
         DiscardSurface(&k.surface);
@@ -215,7 +248,7 @@ MemHandle ScratchRender(MasterTextureRecord* rec) {
                 if (b->angle < 1 || px < 0 || py < 0) break;
                 if (Abs(nx - px) > limit && Abs(ny - py) > limit) break;
             }
-            DrawLine(k.surface.view, x, y, nx, ny, pen, colour);
+            k.Line(x, y, nx, ny, colour);
             x = px = nx;
             y = py = ny;
         }
@@ -229,7 +262,7 @@ MemHandle ThreadsRender(MasterTextureRecord* rec) {
     if (b->fraction > kMaxPen || b->lineSize > kMaxStep || b->lineSize < -kMaxStep) return 0;
     if (!k.Open(rec, b, kThreadsWidthId, kThreadsDepthId, kThreadsSeedId)) return 0;
     const int step = k.antialias ? b->lineSize * 2 : b->lineSize;
-    const int pen = k.antialias ? b->fraction * 2 : b->fraction;
+    k.pen = k.antialias ? b->fraction * 2 : b->fraction;
     const int half = b->complexity / 2;
     const std::int64_t twist = std::int64_t(b->angle) - 3;
     for (int s = 0; s < b->iterations; ++s) {
@@ -249,7 +282,7 @@ MemHandle ThreadsRender(MasterTextureRecord* rec) {
             x += int(step * DetSin(theta));
             y += int(-step * DetCos(theta));
             // The thread runs on outside; only what is drawn is mirrored in.
-            DrawLine(k.surface.view, drawnX, drawnY, Abs(x), Abs(y), pen, colour);
+            k.Line(drawnX, drawnY, Abs(x), Abs(y), colour);
             drawnX = Abs(x);
             drawnY = Abs(y);
             last = d;
