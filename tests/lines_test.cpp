@@ -64,41 +64,31 @@ TEST(WidePen, RoundEndsAndHalfOpenEdges) {
     EXPECT_EQ(Draw(5, 5, {{2, 2, 2, 2, 4}}), (Rows{"..#..", ".###.", "####.", ".###.", "....."}));
 }
 
-// The row-by-row fill against the rule applied to every pixel.
-TEST(WidePen, FillEqualsThePixelRule) {
+// Lines drawn in three bands of rows, each in its own colour: a wide one
+// pixel by pixel as its rule says, a thin one as drawn whole, and no band
+// drawing outside its rows.
+TEST(WidePen, BandedRowFillEqualsThePixelRule) {
     Rng rng;
     rng.Seed(7);
-    const int w = 40, h = 30;
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 4000; ++i) {
         const Line l{rng.Next() % 60 - 10, rng.Next() % 50 - 10, rng.Next() % 60 - 10,
-                     rng.Next() % 50 - 10, 2 + rng.Next() % 14};
-        const Rows got = Draw(w, h, {l});
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                ASSERT_EQ(got[y][x] == '#', InWideStroke(l.x0, l.y0, l.x1, l.y1, l.width, x, y))
-                    << l.x0 << "," << l.y0 << " " << l.x1 << "," << l.y1 << " w" << l.width
-                    << " at " << x << "," << y;
-    }
-}
-
-TEST(LineBands, BandsDrawnApartMakeTheWholeLine) {
-    Rng rng;
-    rng.Seed(11);
-    for (int i = 0; i < 2000; ++i) {
-        const Line l{rng.Next() % 60 - 10, rng.Next() % 50 - 10, rng.Next() % 60 - 10,
-                     rng.Next() % 50 - 10, rng.Next() % 10};
+                     rng.Next() % 50 - 10, rng.Next() % 16};
         const int cut1 = rng.Next() % 31, cut2 = cut1 + rng.Next() % (31 - cut1);
         DrawSurface s;
         ASSERT_TRUE(OpenSurface(&s, 40, 30, 0));
-        for (const auto& [top, bottom] : {std::pair{cut2, 30}, {0, cut1}, {cut1, cut2}})
-            DrawLineRows(s.view, l.x0, l.y0, l.x1, l.y1, l.width, 0xFFFFFF, top, bottom);
-        Rows got(30, std::string(40, '.'));
+        DrawLineRows(s.view, l.x0, l.y0, l.x1, l.y1, l.width, 3, cut2, 30);
+        DrawLineRows(s.view, l.x0, l.y0, l.x1, l.y1, l.width, 1, 0, cut1);
+        DrawLineRows(s.view, l.x0, l.y0, l.x1, l.y1, l.width, 2, cut1, cut2);
+        const Rows whole = l.width < 2 ? Draw(40, 30, {l}) : Rows();
         for (int y = 0; y < 30; ++y)
-            for (int x = 0; x < 40; ++x)
-                if (GetPixel(s.view, x, y)) got[y][x] = '#';
+            for (int x = 0; x < 40; ++x) {
+                const bool lit = l.width < 2 ? whole[y][x] == '#'
+                                             : InWideStroke(l.x0, l.y0, l.x1, l.y1, l.width, x, y);
+                ASSERT_EQ(GetPixel(s.view, x, y), lit ? 1u + (y >= cut1) + (y >= cut2) : 0u)
+                    << l.x0 << "," << l.y0 << " " << l.x1 << "," << l.y1 << " w" << l.width
+                    << " cuts " << cut1 << " " << cut2 << " at " << x << "," << y;
+            }
         DiscardSurface(&s);
-        ASSERT_EQ(got, Draw(40, 30, {l})) << l.x0 << "," << l.y0 << " " << l.x1 << "," << l.y1
-                                          << " w" << l.width << " cuts " << cut1 << " " << cut2;
     }
 }
 
