@@ -60,6 +60,13 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // Scratch and Threads cases
+    {"scratch", ""},
+    {"scratch", "width=300 depth=200 antialias=1 lineSize=3 enable3=1 enable4=1 enable5=1"},
+    {"scratch", "width=200 depth=150 seed=777 lineSize=6 angle=0 fraction=1 complexity=60"},
+    {"threads", ""},
+    {"threads", "width=300 depth=200 antialias=1 weight=3 enable3=1 enable4=1 enable5=1"},
+    {"threads", "width=200 depth=150 seed=32000 weight=6 angle=90 lineSize=12 iterations=500"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
