@@ -60,6 +60,24 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // The CGI kinds through the noise service
+    {"cgiterrain", ""},
+    {"cgiterrain", "size=100 seed=777 octaves=6 complex=1 quality=0 tileable=0"},
+    {"cgijade", ""},
+    {"cgijade", "size=130 frequency=100 octaves=1 quality=2"},
+    {"cgisky", ""},
+    {"cgisky", "size=64 seed=32760 frequency=5 octaves=6 tileable=0"},
+    {"cgisea", ""},
+    {"cgisea", "size=200 power=1 quality=2"},
+    {"cgislime", ""},
+    {"cgislime", "size=97 power=64 frequency=60 quality=0"},
+    {"cgigranite", ""},
+    {"cgigranite", "size=150 frequency=30 octaves=6 quality=2 tileable=0"},
+    {"cgiwood", ""},
+    {"cgiwood", "size=120 frequency=30 quality=0"},
+    {"cgiturbulence", ""},
+    {"cgiturbulence", "size=128 frequency=0 power=0"},
+    {"cgiturbulence", "size=128 frequency=9 power=9 quality=2"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
