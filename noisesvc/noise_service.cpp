@@ -158,25 +158,43 @@ inline float SmoothStep(float a, float b, float v) {
     return t * t * (3.0f - 2.0f * t);
 }
 
+// In three passes over the batch: the lattice cell, fractions and fades
+// (vectorised), the corner gradients through the hash (scalar lookups),
+// then the blends (vectorised).
 void GradientNoise(const Service& s, const Lattice& l, const float* X, const float* Y, int n,
                    float* out) {
-    const std::uint16_t* p = s.perm;
+    int ix[kChunk], iy[kChunk];
+    float fx[kChunk], fy[kChunk], u[kChunk], v[kChunk];
+    float n00[kChunk], n10[kChunk], n01[kChunk], n11[kChunk];
     for (int i = 0; i < n; ++i) {
         const float x = X[i] * l.scaleX + l.shiftX, y = Y[i] * l.scaleY + l.shiftY;
-        const int ix = FloorInt(x), iy = FloorInt(y);
-        const float fx = x - float(ix), fy = y - float(iy);
-        const int a = p[(Wrap(ix, l.periodX) + l.hashX) & kMask];
-        const int b = p[(Wrap(ix + 1, l.periodX) + l.hashX) & kMask];
-        const int y0 = Wrap(iy, l.periodY) + l.hashY, y1 = Wrap(iy + 1, l.periodY) + l.hashY;
+        ix[i] = FloorInt(x);
+        iy[i] = FloorInt(y);
+        fx[i] = x - float(ix[i]);
+        fy[i] = y - float(iy[i]);
+    }
+    if (s.quintic) {
+        for (int i = 0; i < n; ++i) u[i] = Fade(fx[i], true), v[i] = Fade(fy[i], true);
+    } else {
+        for (int i = 0; i < n; ++i) u[i] = Fade(fx[i], false), v[i] = Fade(fy[i], false);
+    }
+    const std::uint16_t* p = s.perm;
+    for (int i = 0; i < n; ++i) {
+        const int a = p[(Wrap(ix[i], l.periodX) + l.hashX) & kMask];
+        const int b = p[(Wrap(ix[i] + 1, l.periodX) + l.hashX) & kMask];
+        const int y0 = Wrap(iy[i], l.periodY) + l.hashY, y1 = Wrap(iy[i] + 1, l.periodY) + l.hashY;
         const int h00 = p[(a + y0) & kMask], h10 = p[(b + y0) & kMask];
         const int h01 = p[(a + y1) & kMask], h11 = p[(b + y1) & kMask];
-        const float n00 = s.gx[h00] * fx + s.gy[h00] * fy;
-        const float n10 = s.gx[h10] * (fx - 1.0f) + s.gy[h10] * fy;
-        const float n01 = s.gx[h01] * fx + s.gy[h01] * (fy - 1.0f);
-        const float n11 = s.gx[h11] * (fx - 1.0f) + s.gy[h11] * (fy - 1.0f);
-        const float u = Fade(fx, s.quintic), v = Fade(fy, s.quintic);
-        const float n0 = n00 + u * (n10 - n00), n1 = n01 + u * (n11 - n01);
-        out[i] = (n0 + v * (n1 - n0)) * kGradientGain;
+        const float x = fx[i], y = fy[i];
+        n00[i] = s.gx[h00] * x + s.gy[h00] * y;
+        n10[i] = s.gx[h10] * (x - 1.0f) + s.gy[h10] * y;
+        n01[i] = s.gx[h01] * x + s.gy[h01] * (y - 1.0f);
+        n11[i] = s.gx[h11] * (x - 1.0f) + s.gy[h11] * (y - 1.0f);
+    }
+    for (int i = 0; i < n; ++i) {
+        const float n0 = n00[i] + u[i] * (n10[i] - n00[i]);
+        const float n1 = n01[i] + u[i] * (n11[i] - n01[i]);
+        out[i] = (n0 + v[i] * (n1 - n0)) * kGradientGain;
     }
 }
 
