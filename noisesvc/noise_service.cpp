@@ -38,7 +38,8 @@
 // at stops placed for the look.
 // - Terrain: height = sum over 3 cells with the octaves asked for; the
 //   ramp puts the sea level at the fourth colour. Complex adds ridged
-//   mountains (6 cells, one more octave) that rise only over land.
+//   mountains (6 cells, one more octave) that rise only over land. Land is
+//   lit from the top left by its slope between neighbouring samples.
 // - Jade: a sum over 2f cells with the request's second scale factor as
 //   lacunarity, its domain bent by a soft two-octave warp; the middle
 //   colour lies on the zero line of the sum, so it forms the veins.
@@ -83,7 +84,8 @@ constexpr int kTable = 1024;
 constexpr int kMask = kTable - 1;
 constexpr int kMaxOctaves = 64;
 constexpr int kFractals = 4;
-constexpr int kChunk = 256;  // samples per batch
+constexpr int kBatch = 256;         // samples per batch
+constexpr int kChunk = kBatch + 1;  // room for one neighbour more
 constexpr int kRamp = 1024;
 constexpr std::uint32_t kMaxSize = 32760;
 // Brings two-dimensional gradient noise with unit gradients near -1 .. 1.
@@ -124,6 +126,7 @@ struct Service {
 
     bool quintic = true;
     int samples = 1;  // per pixel along each axis
+    float step = 1;   // between samples, in picture units
     std::uint16_t perm[kTable];
     float gx[kTable], gy[kTable];
     float jx[kTable], jy[kTable];  // feature points inside their cells
@@ -352,15 +355,33 @@ void PlanTerrain(Service& s) {
     const float at[8] = {0.0f, 0.36f, 0.47f, 0.5f, 0.53f, 0.66f, 0.8f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeTerrain(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
-    float t[kChunk], r[kChunk];
+void TerrainHeight(const Service& s, const float* X, const float* Y, int n, float* t) {
+    float r[kChunk];
     Sum(s, s.fractal[0], X, Y, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.5f + 0.9f * t[i];
-    if (s.complex) {
-        Sum(s, s.fractal[1], X, Y, n, r);
-        for (int i = 0; i < n; ++i) t[i] += 0.45f * SmoothStep(0.5f, 0.62f, t[i]) * r[i] * r[i];
-    }
+    if (!s.complex) return;
+    Sum(s, s.fractal[1], X, Y, n, r);
+    for (int i = 0; i < n; ++i) t[i] += 0.25f * SmoothStep(0.5f, 0.65f, t[i]) * r[i] * r[i];
+}
+// Land is lit from the top left by the slope to the next sample right and
+// the one above; the sea stays flat.
+void ShadeTerrain(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float x[kChunk], y[kChunk], t[kChunk], above[kChunk];
+    std::copy(X, X + n, x);
+    x[n] = X[n - 1] + s.step;
+    std::fill(y, y + n + 1, Y[0]);
+    TerrainHeight(s, x, y, n + 1, t);
+    std::fill(y, y + n, Y[0] - s.step);
+    TerrainHeight(s, x, y, n, above);
     Colour(s, t, n, rgb);
+    const float gain = 0.04f / s.step;
+    for (int i = 0; i < n; ++i) {
+        if (t[i] <= 0.5f) continue;
+        const float slope = (t[i + 1] - t[i]) + (above[i] - t[i]);
+        const float light = std::clamp(1.0f - gain * slope, 0.55f, 1.3f);
+        for (int c = 0; c < 3; ++c)
+            rgb[3 * i + c] = std::uint8_t(std::min(255.0f, float(rgb[3 * i + c]) * light) + 0.5f);
+    }
 }
 
 void PlanJade(Service& s) {
@@ -568,6 +589,7 @@ bool ReadRequest(const NoiseImageRequest& r, Service& s) {
     if (!Finite(s.frequency) || s.frequency < 0.01 || s.frequency > 1000.0) return false;
     s.quintic = s.quality >= 1;
     s.samples = s.quality >= 2 ? 2 : 1;
+    s.step = float(1.0 / (double(s.size) * s.samples));
     BuildTables(s);
     plan(s);
     return true;
@@ -588,7 +610,7 @@ MemHandle CreateNoiseImage(const NoiseImageRequest* request) {
         MemFree(image);
         return 0;
     }
-    const int ss = s.samples, perBatch = kChunk / ss;
+    const int ss = s.samples, perBatch = kBatch / ss;
     const double samplesAcross = double(s.size) * ss;
     PlanWork(s.size);
     ParallelRows(s.size, [&](int y0, int y1) {
