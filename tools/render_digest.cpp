@@ -67,6 +67,24 @@ const Case kCases[] = {
     {"threads", ""},
     {"threads", "width=300 depth=200 antialias=1 weight=3 enable3=1 enable4=1 enable5=1"},
     {"threads", "width=200 depth=150 seed=32000 weight=6 angle=90 lineSize=12 iterations=500"},
+    // The CGI kinds through the noise service
+    {"cgiterrain", ""},
+    {"cgiterrain", "size=100 seed=777 octaves=6 complex=1 quality=0 tileable=0"},
+    {"cgijade", ""},
+    {"cgijade", "size=130 frequency=100 octaves=1 quality=2"},
+    {"cgisky", ""},
+    {"cgisky", "size=64 seed=32760 frequency=5 octaves=6 tileable=0"},
+    {"cgisea", ""},
+    {"cgisea", "size=200 power=1 quality=2"},
+    {"cgislime", ""},
+    {"cgislime", "size=97 power=64 frequency=60 quality=0"},
+    {"cgigranite", ""},
+    {"cgigranite", "size=150 frequency=30 octaves=6 quality=2 tileable=0"},
+    {"cgiwood", ""},
+    {"cgiwood", "size=120 frequency=30 quality=0"},
+    {"cgiturbulence", ""},
+    {"cgiturbulence", "size=128 frequency=0 power=0"},
+    {"cgiturbulence", "size=128 frequency=9 power=9 quality=2"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
