@@ -225,3 +225,24 @@ TEST_F(Cli, ListDescribeAndMutations) {
 
 }  // namespace
 }  // namespace tsn
+
+namespace tsn {
+namespace {
+
+// The request file holds what the kind sends, options applied as on its page.
+TEST_F(Cli, RequestWritesTheNoiseRequestOfACgiKind) {
+    const std::string bin = folder.File("sea.bin");
+    const Outcome r = Tsntxtr("request cgisea --seed 7 --set power=1 -o '" + bin + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto b = test::ReadAll(bin);
+    ASSERT_EQ(b.size(), 432u);
+    auto word = [&](int at) { return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | b[at + 3] << 24; };
+    EXPECT_EQ(word(0), 4);
+    EXPECT_EQ(word(216), 100) << "the seed is clamped as the page clamps it";
+    EXPECT_EQ(word(232), 63);
+    EXPECT_EQ(Tsntxtr("request plasma -o '" + folder.File("p.bin") + "'").code, 2);
+    EXPECT_FALSE(test::FileExists(folder.File("p.bin")));
+}
+
+}  // namespace
+}  // namespace tsn
