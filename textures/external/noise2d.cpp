@@ -28,7 +28,8 @@ int Wrap(int i, int period) {
 
 // The lattice entry of cell (i, j) for one octave; the offsets give every
 // octave its own stretch of the tables.
-unsigned Hash(const NoiseField& f, const NoiseOctave& o, int i, int j) {
+[[gnu::always_inline]] inline unsigned Hash(const NoiseField& f, const NoiseOctave& o, int i,
+                                            int j) {
     const unsigned a = f.perm[(unsigned(i) + unsigned(o.offsetX)) & kMask];
     return f.perm[a + ((unsigned(j) + unsigned(o.offsetY)) & kMask)];
 }
@@ -48,12 +49,12 @@ struct Cell {
 };
 // Floor for the lattice: BuildNoiseField's clamps keep every coordinate
 // far inside the int range.
-inline int LatticeFloor(double v) {
+[[gnu::always_inline]] inline int LatticeFloor(double v) {
     const int i = int(v);
     return double(i) > v ? i - 1 : i;
 }
 
-Cell CellOf(const NoiseOctave& o, double u, double v) {
+[[gnu::always_inline]] inline Cell CellOf(const NoiseOctave& o, double u, double v) {
     Cell c;
     const int i = LatticeFloor(u), j = LatticeFloor(v);
     c.fu = u - double(i);
