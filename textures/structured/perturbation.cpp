@@ -60,13 +60,15 @@ constexpr std::uint32_t kPerturbationPresets[] = {kPerturbationPresetListId, 377
 
 const PageTable kPerturbationPage = TableOf(kPerturbationFields, kPerturbationPresets);
 
-// Veined marble: dark veins with a thin golden edge in warm white.
+// Veined marble: dark veins with a thin golden edge in warm white, with
+// soft grey clouding between the veins.
 void MarbleFountain(FountainDefinition* f) {
     ResetFountain(f);
     f->start = 0x1E2226;
-    f->end = 0xFFF6F8F8;
-    const std::uint32_t markers[] = {MakeMarker(0x0C, 0x34506A), MakeMarker(0x1C, 0x6AA4C8),
-                                     MakeMarker(0x34, 0xC8D6E0), MakeMarker(0x80, 0xECF0F2)};
+    f->end = 0xFFE4E6E8;
+    const std::uint32_t markers[] = {MakeMarker(0x0A, 0x34506A), MakeMarker(0x18, 0x6AA4C8),
+                                     MakeMarker(0x30, 0xC8D6E0), MakeMarker(0x70, 0xF0F2F4),
+                                     MakeMarker(0xB0, 0xD4D8DA), MakeMarker(0xE0, 0xF2F2F0)};
     f->count = std::size(markers);
     std::copy(std::begin(markers), std::end(markers), f->markers);
     std::fill(f->markers + f->count, f->markers + 64, 0u);
