@@ -5,12 +5,36 @@
 
 #include "common/image.h"
 #include "plugin/catalogue.h"
+#include "tests/reference/noise2d_literal.h"
 #include "tests/test_support.h"
 #include "textures/external/absnoise.h"
 #include "textures/external/noise2d.h"
 
 namespace tsn {
 namespace {
+
+TEST(Noise2D, ValueAndPerlinSumsEqualTheLiteralOnes) {
+    for (std::uint32_t basis : {kBasisValue, kBasisPerlin})
+        for (bool tile : {false, true}) {
+            NoiseSettings s;
+            s.basis = basis;
+            s.octaves = 7;
+            s.lacunarity = 1.9;
+            s.gain = 0.6;
+            s.tile = tile;
+            s.periodX = 6;
+            s.periodY = 4;
+            Rng rng;
+            rng.Seed(31337);
+            NoiseField f;
+            BuildNoiseField(s, rng, &f);
+            for (int k = 0; k < 3000; ++k) {
+                const double u = (k % 60) * 0.1013 - 0.5, v = (k / 60) * 0.0817 - 0.3;
+                ASSERT_NEAR(NoiseAt(f, u, v), reference::LiteralNoise(f, u, v), 1e-12)
+                    << basis << " " << tile << " at " << u << "," << v;
+            }
+        }
+}
 
 // Wrapped, every basis repeats after its period in both directions, warp
 // and uneven lacunarity included (each octave rounds its own period).
