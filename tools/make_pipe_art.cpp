@@ -202,17 +202,17 @@ void AddArm(Scene* s, const Style& st, int d) {
 // beads where it ends.
 void AddFitting(Scene* s, const Style& st, int mask) {
     const double c = kSize / 2.0;
-    const double reach = st.pipeR * (st.stainless ? 1.2 : 1.6);
-    const double fr = st.pipeR * (st.stainless ? 1.0 : 1.12);
+    const double reach = st.pipeR * (st.stainless ? 1.25 : 1.9);
+    const double fr = st.pipeR * (st.stainless ? 1.0 : 1.2);
     for (int d = 0; d < 4; ++d) {
         if (!(mask & (1 << d))) continue;
         double ex = c + kDx[d] * reach, ey = c + kDy[d] * reach;
         s->tubes.push_back({c, c, ex, ey, fr, fr, 0, kBody, 0});
         double bx = ex - kDx[d] * 7, by = ey - kDy[d] * 7;
-        double bead = st.pipeR * (st.stainless ? 1.07 : 1.22);
+        double bead = st.pipeR * (st.stainless ? 1.08 : 1.34);
         s->tubes.push_back({bx, by, ex, ey, bead, bead, 0, kBody, 0});
     }
-    s->balls.push_back({c, c, fr, 0, kBody});
+    s->balls.push_back({c, c, fr * (st.stainless ? 1.0 : 1.18), 0, kBody});
 }
 
 // A pressure valve in the middle of a straight run along direction d.
@@ -346,21 +346,21 @@ Rgb Shade(const Style& st, const Hit& h, double x, double y) {
         // the wall plane, so pipes of either direction show the bands.
         double rx = 2 * h.nz * h.nx, ry = 2 * h.nz * h.ny;
         double q = -(rx * 0.646 + ry * 0.763);  // towards the light: +
-        double sky = 0.95 - 0.25 * SmoothStep(0.3, 1, q);
-        double ground = 0.42 + 0.12 * SmoothStep(-0.2, -1, q);
+        double sky = 1.0 - 0.45 * SmoothStep(0.15, 1, q);
+        double ground = 0.30 + 0.35 * SmoothStep(-0.15, -1, q);
         double env = sky + (ground - sky) * SmoothStep(0.08, -0.12, q);
         env -= 0.5 * std::exp(-std::pow((q + 0.08) / 0.07, 2));  // the horizon line
         double spec = 0.9 * std::pow(nh, 90);
         double base = h.m == kNut || h.m == kStem ? 0.9 : 1.0;
         v = base * (0.08 + 0.22 * diffuse + 0.62 * std::max(0.0, env)) + spec;
     } else {
-        double albedo = h.m == kPipe     ? 0.50
-                        : h.m == kFlange ? 0.44
-                        : h.m == kBody   ? 0.46
-                        : h.m == kNut    ? 0.62
-                                         : 0.70;
+        double albedo = h.m == kPipe     ? 0.66
+                        : h.m == kFlange ? 0.58
+                        : h.m == kBody   ? 0.60
+                        : h.m == kNut    ? 0.72
+                                         : 0.80;
         if (h.m != kNut && h.m != kStem)
-            albedo *= 0.86 + 0.16 * Smooth(x, y, 23) + 0.08 * Hash(int(x * 2), int(y * 2));
+            albedo *= 0.88 + 0.10 * Smooth(x, y, 23) + 0.06 * Hash(int(x * 2), int(y * 2));
         double spec = (h.m == kNut || h.m == kStem ? 0.35 : 0.18) * std::pow(nh, 22);
         v = albedo * (0.16 + 0.95 * diffuse) + spec;
     }

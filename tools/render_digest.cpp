@@ -60,6 +60,13 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // Pipes cases
+    {"pipes", ""},
+    {"pipes", "style=1 reduction=3 widthCells=3 depthCells=2 density=2 valves=3 effect=7"},
+    {"pipes",
+     "reduction=4 widthCells=5 depthCells=3 density=0 effect=8 noHiddenValves=0 "
+     "shadowSoftness=0 shadowOffset=32"},
+    {"pipes", "style=1 reduction=1 effect=6 valves=6 shadow=0"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is

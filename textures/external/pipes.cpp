@@ -611,7 +611,7 @@ void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rn
                  std::uint8_t* grid) {
     const int cells = width * depth;
     const Layer back{width, depth, 0, grid};
-    BuildLayer(back, rng, density <= 0 ? 40 : 85, density <= 0 ? 1 : std::max(2, cells / 8));
+    BuildLayer(back, rng, density <= 0 ? 40 : 75, density <= 0 ? 1 : std::max(2, cells / 12));
     const bool twoLayers = density >= 2;
     const Layer front{width, depth, 1, grid};
     if (twoLayers) BuildLayer(front, rng, 35, 1);
