@@ -13,6 +13,7 @@
 #include "common/image.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/config_file.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
 #include "textures/external/cgi.h"
@@ -183,6 +184,10 @@ bool ApplyOptions(MasterTextureRecord* rec, const KindDescriptor& kind, const Re
 int Prepare(HeadlessSession& s, const RenderRequest& r, bool mustRender,
             std::vector<Requested>* asked, int* code) {
     MasterTextureRecord* rec = s.rec;
+    // The configuration file's settings (such as the Pipes effects' tone
+    // presets) apply here as they do in the plug-in.
+    char ini[kMaxPath + 1];
+    if (ConfigFilePath(ini)) ReadConfigFile(&Config(), ini);
     int kind = -1;
     if (!r.from.empty()) {
         kind = LoadStartingFile(rec, r.from);

@@ -96,6 +96,13 @@ const Case kCases[] = {
     {"ripples", ""},
     {"ripples", "width=257 depth=129 seed=100 drops=200 wavelength=4 rings=1 relief=400"},
     {"ripples", "width=80 depth=300 drops=1 wavelength=400 rings=30 damping=99 lightAngle=359"},
+    // Pipes cases
+    {"pipes", ""},
+    {"pipes", "style=1 reduction=3 widthCells=3 depthCells=2 density=2 valves=3 effect=7"},
+    {"pipes",
+     "reduction=4 widthCells=5 depthCells=3 density=0 effect=8 noHiddenValves=0 "
+     "shadowSoftness=0 shadowOffset=32"},
+    {"pipes", "style=1 reduction=1 effect=6 valves=6 shadow=0"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
