@@ -149,4 +149,13 @@ bool ForEachFile(const char* folder, void (*each)(const char* name, void* contex
     return true;
 }
 
+void RegisteredOwner(char* owner, char* organisation, std::size_t cap) {
+    if (cap > 0) owner[0] = organisation[0] = 0;
+}
+
+const std::uint8_t* DefaultTileDib(std::size_t* size) {
+    *size = kDefaultTileDibSize;
+    return kDefaultTileDib;
+}
+
 }  // namespace tsn
