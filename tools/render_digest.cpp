@@ -60,6 +60,10 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // Matrix: the default tile, cut at the edges and at a tile's size.
+    {"matrix", ""},
+    {"matrix", "width=96 depth=97"},
+    {"matrix", "width=1001 depth=64"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
@@ -83,6 +87,8 @@ bool Apply(HeadlessSession& s, int kind, const std::string& item) {
 }  // namespace
 
 int main() {
+    // The default tile only: a folder with no matrix library in it.
+    SetAppDataOverride("render-digest-no-such-folder");
     for (const Case& c : kCases) {
         const int kind = FindKind(c.kind);
         if (kind < 0 || !KindOf(kind).page) {

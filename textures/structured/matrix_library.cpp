@@ -196,6 +196,37 @@ bool ParseTile(const std::uint8_t* bytes, std::size_t size, TileView* view) {
     return true;
 }
 
+MemHandle PackedDibFromBmp(const std::uint8_t* file, std::size_t size) {
+    constexpr std::size_t kFileHeader = 14;
+    if (size < kFileHeader + sizeof(BitmapInfoHeader) || file[0] != 'B' || file[1] != 'M') return 0;
+    const std::uint8_t* info = file + kFileHeader;
+    const std::size_t infoSize = size - kFileHeader;
+    const std::uint32_t headerSize = Get32(info);
+    const std::uint32_t offBits = Get32(file + 10);
+    if (headerSize < sizeof(BitmapInfoHeader) || headerSize > infoSize || offBits > size) return 0;
+    // The colour table runs from the header to the pixels (bounded by the
+    // header's count, which ParseTile checks).
+    const std::uint16_t bits = std::uint16_t(info[14] | info[15] << 8);
+    std::uint64_t colours = Get32(info + 32);
+    if (bits <= 8 && colours == 0) colours = 1u << (bits & 15);
+    const std::uint64_t tableEnd =
+        kFileHeader + headerSize + std::min<std::uint64_t>(colours, 256) * 4;
+    if (tableEnd > offBits) return 0;
+    const std::size_t head = std::size_t(tableEnd - kFileHeader), pixels = size - offBits;
+    const MemHandle h = MemAlloc(head + pixels);
+    auto* out = static_cast<std::uint8_t*>(MemLock(h));
+    TileView v;
+    bool ok = out != nullptr;
+    if (ok) {
+        std::memcpy(out, info, head);
+        std::memcpy(out + head, file + offBits, pixels);
+        ok = ParseTile(out, head + pixels, &v);
+    }
+    MemUnlock(h);
+    if (!ok) MemFree(h);
+    return ok ? h : 0;
+}
+
 bool LockTile(MemHandle h, TileView* view) {
     const auto* bytes = static_cast<const std::uint8_t*>(MemLock(h));
     if (!bytes) return false;

@@ -74,6 +74,11 @@ void UnlockTile(TileView* view);
 // outside the tile. A palette index beyond the colour table reads as black.
 std::uint32_t TileGetPixel(const TileView& v, int x, int y);
 
+// A new packed bitmap block made from the bytes of a .bmp file (file
+// header, bitmap header, colour table, pixels where the file header says);
+// 0 when it is no bitmap ParseTile accepts or memory runs out.
+MemHandle PackedDibFromBmp(const std::uint8_t* file, std::size_t size);
+
 // The integral-dimensions rule: always grows by one tile, 800 -> 900 and
 // 801 -> 900 with 100-pixel tiles. `tile` must be positive.
 inline int IntegralSize(int size, int tile) {
