@@ -158,4 +158,15 @@ const std::uint8_t* DefaultTileDib(std::size_t* size) {
     return kDefaultTileDib;
 }
 
+bool FindOwnResource(const char* type, unsigned id, const unsigned char** data, std::size_t* size) {
+    for (int i = 0; i < kEmbeddedResourceCount; ++i) {
+        const EmbeddedResource& r = kEmbeddedResources[i];
+        if (r.id != id || std::strcmp(r.type, type) != 0) continue;
+        *data = r.data;
+        *size = r.size;
+        return true;
+    }
+    return false;
+}
+
 }  // namespace tsn
