@@ -32,4 +32,14 @@ int Request(const RenderRequest& r);
 // under that name, or with `remove` deletes that preset.
 int Presets(const RenderRequest& r, const std::string& save, const std::string& remove);
 
+// The matrix library `library` (default: the current one): "list" its
+// tiles, "add" the image file `argument`, "delete" tile number `argument`;
+// "use" makes `argument` the current library, "integral" on|off sets the
+// integral-dimensions switch.
+int Matrix(const std::string& action, const std::string& argument, const std::string& library);
+
+// The settings the plug-in keeps in its configuration file (current matrix
+// library, integral dimensions), read once at start.
+void ReadConfiguration();
+
 }  // namespace tsn::cli

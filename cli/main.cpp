@@ -63,6 +63,16 @@ int main(int argc, char** argv) {
     presets->add_option("--delete", deletePreset, "delete the preset of this name")
         ->excludes(saveOption);
 
+    auto* matrix = app.add_subcommand(
+        "matrix",
+        "Manage a matrix library: list, add FILE.png|FILE.bmp, delete N, use NAME, "
+        "integral on|off");
+    std::string matrixAction, matrixArgument, matrixLibrary;
+    matrix->add_option("ACTION", matrixAction, "list, add, delete, use or integral")->required();
+    matrix->add_option("ARGUMENT", matrixArgument, "image file, tile number, library name, on|off");
+    matrix->add_option("--library", matrixLibrary,
+                       "the library to work on (default: the current one)");
+
     app.footer(
         "Examples:\n"
         "  tsntxtr list\n"
@@ -75,7 +85,9 @@ int main(int argc, char** argv) {
         "  tsntxtr render noise --set layers=7 -o soft.png --save-preset Soft\n"
         "  tsntxtr presets noise\n"
         "  tsntxtr request cgiterrain --set octaves=6 -o terrain.bin\n"
-        "  tsntxtr render noise --preset Soft -o again.png");
+        "  tsntxtr render noise --preset Soft -o again.png\n"
+        "  tsntxtr matrix add brick.png\n"
+        "  tsntxtr render matrix --set selection=1 -o wall.png");
 
     try {
         app.parse(argc, argv);
@@ -88,6 +100,9 @@ int main(int argc, char** argv) {
         return 2;
     }
 
+    tsn::cli::ReadConfiguration();
+    if (app.got_subcommand(matrix))
+        return tsn::cli::Matrix(matrixAction, matrixArgument, matrixLibrary);
     if (app.got_subcommand("list")) return tsn::cli::ListKinds();
     if (app.got_subcommand(describe)) return tsn::cli::DescribeKind(describeKind);
     if (app.got_subcommand(render)) return tsn::cli::Render(req);

@@ -246,3 +246,36 @@ TEST_F(Cli, RequestWritesTheNoiseRequestOfACgiKind) {
 
 }  // namespace
 }  // namespace tsn
+
+namespace tsn {
+namespace {
+
+TEST_F(Cli, MatrixLibraryRefusesLargeTilesAndTheLastDelete) {
+    setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    const std::string small = folder.File("s.bmp"), large = folder.File("l.png");
+    ASSERT_EQ(Tsntxtr("render plasma --width 64 --depth 100 -o '" + small + "'").code, 0);
+    ASSERT_EQ(Tsntxtr("render plasma --width 257 --depth 64 -o '" + large + "'").code, 0);
+    Outcome r = Tsntxtr("matrix add '" + large + "'");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("The selected image has one or both dimensions greater than 256 pixels "
+                         "and is unsuitable for use as a matrix tile."),
+              std::string::npos);
+    ASSERT_EQ(Tsntxtr("matrix add '" + small + "' --library Walls").code, 0);
+    r = Tsntxtr("matrix list --library Walls.mtx");
+    EXPECT_NE(r.out.find("0: 96 x 96, 24 bits\n1: 64 x 100, 24 bits\n"), std::string::npos)
+        << r.out;
+    // The added tile renders through the current library, and is the bitmap.
+    ASSERT_EQ(Tsntxtr("matrix use Walls").code, 0);
+    const std::string out = folder.File("m.bmp");
+    ASSERT_EQ(
+        Tsntxtr("render matrix --set selection=1 --width 64 --depth 100 -o '" + out + "'").code, 0);
+    EXPECT_EQ(test::ReadAll(out), test::ReadAll(small));
+    EXPECT_EQ(Tsntxtr("matrix delete 1").code, 0);
+    r = Tsntxtr("matrix delete 0");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("You can't delete all the images in a matrix file."), std::string::npos);
+    unsetenv("XDG_CONFIG_HOME");
+}
+
+}  // namespace
+}  // namespace tsn

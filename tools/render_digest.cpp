@@ -103,6 +103,10 @@ const Case kCases[] = {
      "reduction=4 widthCells=5 depthCells=3 density=0 effect=8 noHiddenValves=0 "
      "shadowSoftness=0 shadowOffset=32"},
     {"pipes", "style=1 reduction=1 effect=6 valves=6 shadow=0"},
+    // Matrix: the default tile, cut at the edges and at a tile's size.
+    {"matrix", ""},
+    {"matrix", "width=96 depth=97"},
+    {"matrix", "width=1001 depth=64"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
@@ -126,6 +130,8 @@ bool Apply(HeadlessSession& s, int kind, const std::string& item) {
 }  // namespace
 
 int main() {
+    // The default tile only: a folder with no matrix library in it.
+    SetAppDataOverride("render-digest-no-such-folder");
     for (const Case& c : kCases) {
         const int kind = FindKind(c.kind);
         if (kind < 0 || !KindOf(kind).page) {

@@ -75,11 +75,27 @@ check "version 257" said "^version 257"
 built=$("$tsntxtr" list | awk 'NR > 1 && $NF == "renders" {print $2}')
 for kind in $built; do
   rm -f "$settings"
-  "$tsntxtr" render "$kind" -o "$work/ref-$kind.bmp" --save-settings "$settings" >/dev/null 2>&1
+  XDG_CONFIG_HOME="$appdata" "$tsntxtr" render "$kind" -o "$work/ref-$kind.bmp" --save-settings "$settings" >/dev/null 2>&1
   host --flags 4 --out got.bmp
   check "$kind: a session without interaction returns a picture" said "^result 1"
   check "$kind: the same bytes as tsntxtr" cmp -s "$work/ref-$kind.bmp" "$work/stage/got.bmp"
 done
+
+# --- Matrix: a library written by tsntxtr is drawn by the plug-in the same,
+# with whole tiles off and on.
+rm -f "$settings" "$texture_dir"/*.mtx
+tx() { XDG_CONFIG_HOME="$appdata" "$tsntxtr" "$@" >/dev/null 2>&1; }
+tx render plasma --width 64 --depth 90 -o "$work/tile.bmp"
+tx matrix add "$work/tile.bmp"
+check "matrix: tsntxtr wrote the current library" test -f "$texture_dir/Tessarine.mtx"
+for integral in off on; do
+  tx matrix integral $integral
+  tx render matrix --set selection=1 --width 300 --depth 200 -o "$work/ref-matrix.bmp" --save-settings "$settings"
+  host --flags 4 --out got.bmp
+  check "matrix, integral $integral: the plug-in draws the library's tile as tsntxtr does" \
+    cmp -s "$work/ref-matrix.bmp" "$work/stage/got.bmp"
+done
+tx matrix integral off
 
 # --- The host's size wins over the settings file; the file is written.
 rm -f "$settings" "$ini"
