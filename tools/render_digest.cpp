@@ -60,6 +60,10 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // Particle cases
+    {"particle", ""},
+    {"particle", "width=300 depth=200 seed=777 mode=1 wrap=1 colouring=1 stickiness=20"},
+    {"particle", "width=64 depth=90 nuclei=32 taper=100 colouring=2 particles=200000"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
