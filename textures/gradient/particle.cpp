@@ -86,8 +86,8 @@ struct Growth {
     float* value = nullptr;   // 0 .. 1, the grey along the cell's strands
     float* radius = nullptr;  // of the link to the parent, in cells
     int count = 0, capacity = 0;
-    int top = 0;  // highest occupied row
-    Level fine, coarse;
+    int top = 0;      // highest occupied row
+    Level levels[3];  // blocks of 4, 16 and 64 cells
     double cosine[kAngles], sine[kAngles];
 
     std::size_t At(int x, int y) const { return std::size_t(y) * w + x; }
@@ -135,8 +135,7 @@ struct Growth {
         }
         order[count++] = std::uint32_t(c);
         top = std::min(top, y);
-        Mark(fine, x, y);
-        Mark(coarse, x, y);
+        for (Level& l : levels) Mark(l, x, y);
     }
 
     // Width of block i along an axis of n cells split into blocks of `size`;
@@ -208,8 +207,10 @@ bool Launch(Growth& g, Rng& rng, bool deposition, int* x, int* y) {
         const int cx = Draw(rng, g.w), cy = Draw(rng, g.h);
         if (g.occupied[g.At(cx, cy)]) continue;
         int q = 0;
-        if (!g.fine.near[std::size_t(cy / 8) * g.fine.nx + cx / 8]) q = 1;
-        if (!g.coarse.near[std::size_t(cy / 64) * g.coarse.nx + cx / 64]) q = 2;
+        for (int k = 1; k <= 2; ++k) {
+            const Level& l = g.levels[k];
+            if (!l.near[std::size_t(cy / l.size) * l.nx + cx / l.size]) q = k;
+        }
         if (q <= quality) continue;
         quality = q;
         *x = cx;
@@ -240,8 +241,8 @@ long long Grow(Growth& g, Rng& rng, const Settings& s) {
         if (!Launch(g, rng, s.deposition, &x, &y)) break;
         for (int walk = 0; walk < kParticleMovesPerParticle && moves < kParticleMaxMoves; ++walk) {
             ++moves;
-            int r = g.SafeRadius(g.coarse, x, y);
-            if (r < 4) r = g.SafeRadius(g.fine, x, y);
+            int r = 0;
+            for (int k = 2; k >= 0 && r < 2; --k) r = g.SafeRadius(g.levels[k], x, y);
             if (r >= 2) {
                 const int a = rng.Next() >> 5;
                 x += RoundToInt(r * g.cosine[a]);
@@ -377,17 +378,17 @@ int GreyAt(const Growth& g, double u, double v) {
 
 // Lays the growth's arrays out in one block.
 MemHandle AllocateGrowth(Growth& g, int capacity) {
-    g.fine.size = 8;
-    g.coarse.size = 64;
-    for (Level* l : {&g.fine, &g.coarse}) {
-        l->nx = (g.w + l->size - 1) / l->size;
-        l->ny = (g.h + l->size - 1) / l->size;
+    std::size_t blocks = 0;
+    for (int k = 0; k < 3; ++k) {
+        Level& l = g.levels[k];
+        l.size = 4 << (2 * k);
+        l.nx = (g.w + l.size - 1) / l.size;
+        l.ny = (g.h + l.size - 1) / l.size;
+        blocks += std::size_t(l.nx) * l.ny;
     }
     const std::size_t cells = std::size_t(g.w) * g.h;
-    const std::size_t fineBlocks = std::size_t(g.fine.nx) * g.fine.ny;
-    const std::size_t coarseBlocks = std::size_t(g.coarse.nx) * g.coarse.ny;
-    const std::size_t bytes = cells * (3 + 3 * sizeof(float)) + std::size_t(capacity) * 4 +
-                              fineBlocks + coarseBlocks + 16;
+    const std::size_t bytes =
+        cells * (3 + 3 * sizeof(float)) + std::size_t(capacity) * 4 + blocks + 16;
     const MemHandle h = MemAlloc(bytes);
     auto* p = static_cast<std::uint8_t*>(MemLock(h));
     if (!p) {
@@ -403,8 +404,11 @@ MemHandle AllocateGrowth(Growth& g, int capacity) {
     g.occupied = p;
     g.parent = p + cells;
     g.links = p + 2 * cells;
-    g.fine.near = p + 3 * cells;
-    g.coarse.near = g.fine.near + fineBlocks;
+    p += 3 * cells;
+    for (Level& l : g.levels) {
+        l.near = p;
+        p += std::size_t(l.nx) * l.ny;
+    }
     g.capacity = capacity;
     g.top = g.h - 1;
     for (int a = 0; a < kAngles; ++a) {
