@@ -140,6 +140,15 @@ inline double Dot(const Vec& a, const Vec& b) {
     return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
+// Latitude of a point on the unit sphere from its height (arcsine, within
+// a few hundred thousandths of a radian, from basic operations only).
+double Latitude(double y) {
+    const double a = std::min(1.0, std::fabs(y));
+    const double t = 1.5707288 + a * (-0.2121144 + a * (0.0742610 - 0.0187293 * a));
+    const double r = 1.57079632679489662 - std::sqrt(1.0 - a) * t;
+    return y < 0 ? -r : r;
+}
+
 inline double Smooth(double e0, double e1, double x) {
     const double t = std::clamp((x - e0) / (e1 - e0), 0.0, 1.0);
     return t * t * (3 - 2 * t);
@@ -205,8 +214,12 @@ struct Planet {
         double c = field.At(p, scale, 0.0, true) +
                    0.5 * (0.55 - std::fabs(field.At(p, scale * 1.7, 0.57, true)));
         if (bands > 0) {
-            const double stripes = 1.4 * DetSin(p.y * 9.0 + 0.8 * c) + 0.5 * DetSin(p.y * 23.0);
-            c = (1 - bands) * c + bands * (stripes + 0.6 * c);
+            // Belts and zones of several widths, their edges rippled by
+            // the field.
+            const double lat = Latitude(p.y);
+            const double stripes =
+                DetSin(lat * 11.0 + 0.3 * c) + 0.6 * DetSin(lat * 29.0 + 0.15 * c);
+            c = (1 - bands) * c + bands * (2.0 * stripes + 0.3 * c);
         }
         return c;
     }
@@ -282,7 +295,7 @@ struct Scene {
                     Scale(oceanColour, 0.7 + 0.5 * Smooth(pl.landLevel - 0.8, pl.landLevel, h));
             }
         }
-        if (pl.hasIce) {
+        if (pl.hasIce && std::fabs(p.y) > pl.iceLine - 0.35) {
             const double ice = Smooth(pl.iceLine - 0.03, pl.iceLine + 0.03,
                                       std::fabs(p.y) + 0.05 * pl.field.At(p, 2.0, 0.7, false));
             ground = Mix(ground, iceColour, ice);
@@ -293,6 +306,7 @@ struct Scene {
         // of day, as it does through an atmosphere.
         const double day = Smooth(-0.12, 1.0, light) * 1.08;
         Rgb c = Mix(Scale(ground, day), Scale(cloudColour, Smooth(-0.15, 0.9, light)), cloud);
+        wet *= 1 - pl.bands;  // a gas giant has no sea to glint
         if (wet > 0 && light > 0) {
             double s = std::max(0.0, Dot(n, halfway));
             for (int k = 0; k < 6; ++k) s *= s;  // s^64
