@@ -193,9 +193,12 @@ struct SphereField {
         wx /= sum;
         wy /= sum;
         wz /= sum;
-        const double v = wx * Plane(p.y * scale, p.z * scale, offset, 0.11, twist) +
-                         wy * Plane(p.z * scale, p.x * scale, 0.47 + offset, 0.61, twist) +
-                         wz * Plane(p.x * scale, p.y * scale, 0.23, 0.89 + offset, twist);
+        // A plane that weighs under a hundredth is not sampled: it would
+        // change nothing visible, and most points need only one or two.
+        double v = 0;
+        if (wx >= 0.01) v += wx * Plane(p.y * scale, p.z * scale, offset, 0.11, twist);
+        if (wy >= 0.01) v += wy * Plane(p.z * scale, p.x * scale, 0.47 + offset, 0.61, twist);
+        if (wz >= 0.01) v += wz * Plane(p.x * scale, p.y * scale, 0.23, 0.89 + offset, twist);
         // Blending lowers the contrast; this gives it back.
         return float(v / std::sqrt(wx * wx + wy * wy + wz * wz));
     }
@@ -278,6 +281,8 @@ struct Scene {
         const Planet& pl = planet;
         const Vec p = pl.ToBody(n);
         const double light = Dot(n, sun);
+        // Night: nothing of the surface shows, only the haze.
+        if (light <= -0.15) return Haze(Rgb{0, 0, 0}, n, light);
         Rgb ground = oceanColour;
         double wet = 1;
         if (pl.hasLand) {
@@ -312,15 +317,17 @@ struct Scene {
             for (int k = 0; k < 6; ++k) s *= s;  // s^64
             c = Add(c, Scale(Rgb{255, 245, 225}, 0.55 * s * wet * (1 - cloud)));
         }
-        if (atmosphere) {
-            // Haze thickens toward the limb, where the line of sight grazes.
-            const double graze = 1 - n.z;
-            const double haze = graze * graze * graze;
-            const double lit = Smooth(-0.35, 0.6, light);
-            c = Mix(c, Scale(airColour, lit), 0.75 * haze);
-            c = Add(c, Scale(airColour, 0.25 * haze * lit));
-        }
-        return c;
+        return Haze(c, n, light);
+    }
+
+    // Haze thickens toward the limb, where the line of sight grazes.
+    Rgb Haze(Rgb c, const Vec& n, double light) const {
+        if (!atmosphere) return c;
+        const double graze = 1 - n.z;
+        const double haze = graze * graze * graze;
+        const double lit = Smooth(-0.35, 0.6, light);
+        c = Mix(c, Scale(airColour, lit), 0.75 * haze);
+        return Add(c, Scale(airColour, 0.25 * haze * lit));
     }
 
     // The rim of air outside the disc, at distance d (pixels) from the
