@@ -521,7 +521,7 @@ MemHandle CloudsRender(MasterTextureRecord* rec) {
     // Stars first, on black; the planet and the glow go over them.
     Rng rng;
     rng.Seed(seed);
-    const long long stars = (long long)std::clamp(int(b->stars), 0, 100000) * w / 1000 * h / 1000;
+    const long long stars = (long long)std::clamp(int(b->stars), 0, 5000) * w / 1000 * h / 1000;
     DrawStars(o, rng, stars, std::max(1.0, std::sqrt(shorter / 700.0)));
 
     const double reach = sc.radius * (1 + (sc.atmosphere ? 6 * sc.air : 0)) + 2;

@@ -176,8 +176,11 @@ struct Growth {
 };
 
 int Draw(Rng& rng, int n) {
-    const int r = (rng.Next() << 15) | rng.Next();
-    return r % n;
+    // Two draws, high bits first (in separate statements: the order of
+    // the operands of one expression is the compiler's choice).
+    const int high = rng.Next();
+    const int low = rng.Next();
+    return ((high << 15) | low) % n;
 }
 
 int RoundToInt(double v) {
@@ -452,7 +455,7 @@ MemHandle ParticleRender(MasterTextureRecord* rec) {
     Settings s;
     s.stickiness = std::clamp(int(b->stickiness), 1, 100);
     s.nuclei = std::clamp(int(b->nuclei), 1, 32);
-    s.resolution = std::clamp(int(b->resolution), 16, 4000);
+    s.resolution = std::clamp(int(b->resolution), 16, 2000);
     s.thickness = std::clamp(int(b->thickness), 1, 100);
     s.taper = std::clamp(int(b->taper), 0, 100);
     s.deposition = b->mode == 1;
@@ -468,8 +471,12 @@ MemHandle ParticleRender(MasterTextureRecord* rec) {
     g.h = std::max(1, RoundToInt(h / cell));
     g.wrap = s.wrap;
     const long long cells = (long long)g.w * g.h;
-    s.particles = int(std::min<long long>(std::clamp(int(b->particles), 1, kParticleMaxCount),
-                                          std::max(1LL, cells / 3)));
+    // A picture too small for the full grid grows fewer particles, as many
+    // as fill its coarser grid alike (the growth's mass rises with its size
+    // to the power 1.71), so it shows the same kind of growth.
+    double particles = std::clamp(int(b->particles), 1, kParticleMaxCount);
+    if (longer < s.resolution) particles *= DetPow(double(longer) / s.resolution, 1.71);
+    s.particles = int(std::clamp<long long>(TruncToInt(particles), 1, std::max(1LL, cells / 3)));
     const int roots = s.deposition ? g.w : s.nuclei;
     const MemHandle grid = AllocateGrowth(g, roots + s.particles);
     if (!grid) return 0;
