@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 
 #include "common/image.h"
 #include "plugin/catalogue.h"
@@ -74,6 +76,71 @@ TEST(Particle, ExtremeAndDamagedValuesRender) {
         b->mode = b->colouring = std::uint32_t(big);
         b->flags = k == 1 ? 0xFFFFFFFFu : 0;
         EXPECT_FALSE(Render(s, true).empty()) << k;
+    }
+}
+
+// The strands' grey searched over every link of the growth against the
+// drawing, which looks only at the 3 x 3 cells around a point. Coverage
+// must agree exactly; the grey may differ only where two strands are at
+// exactly the same relative distance.
+int LiteralGrey(const ParticleCells& g, double u, double v) {
+    double best = 1.0, grey = -1;
+    for (int y = 0; y < g.height; ++y)
+        for (int x = 0; x < g.width; ++x) {
+            const int c = y * g.width + x;
+            if (!g.occupied[c]) continue;
+            // The nearest copy of the cell's centre on a wrapped grid.
+            double cx = x + 0.5, cy = y + 0.5;
+            if (g.wrap) {
+                while (cx - u > g.width / 2.0) cx -= g.width;
+                while (u - cx > g.width / 2.0) cx += g.width;
+                while (cy - v > g.height / 2.0) cy -= g.height;
+                while (v - cy > g.height / 2.0) cy += g.height;
+            }
+            if (!g.links[c]) {
+                const double k = ((u - cx) * (u - cx) + (v - cy) * (v - cy)) /
+                                 (double(g.radius[c]) * g.radius[c]);
+                if (k <= best) best = k, grey = g.value[c];
+            }
+            for (int d = 0; d < 8; ++d) {
+                if (!(g.links[c] & (1 << d))) continue;
+                const int nx = (x + kParticleDx[d] + g.width) % g.width;
+                const int ny = (y + kParticleDy[d] + g.height) % g.height;
+                const int n = ny * g.width + nx;
+                const double r = g.parent[c] == d ? g.radius[c] : g.radius[n];
+                const double hx = 0.5 * kParticleDx[d], hy = 0.5 * kParticleDy[d];
+                const double t =
+                    std::clamp(((u - cx) * hx + (v - cy) * hy) / (hx * hx + hy * hy), 0.0, 1.0);
+                const double px = cx + t * hx, py = cy + t * hy;
+                const double k = ((u - px) * (u - px) + (v - py) * (v - py)) / (r * r);
+                if (k <= best) best = k, grey = g.value[c] + 0.5 * t * (g.value[n] - g.value[c]);
+            }
+        }
+    return grey < 0 ? 0 : 1 + std::clamp(int(grey * 254.0), 0, 254);
+}
+
+TEST(Particle, DrawingEqualsTheSearchOverEveryLink) {
+    test::Session s;
+    ParticleParameters b = *Block(s);
+    b.resolution = 48;
+    b.particles = 300;
+    for (std::uint32_t wrap : {0u, 1u}) {
+        b.flags = wrap;
+        b.nuclei = wrap ? 5 : 1;
+        int covered = 0, differ = 0, wrong = 0;
+        ASSERT_TRUE(GrowParticles(b, 96, 72, [&](const ParticleCells& g) {
+            for (double v = 0.05; v < g.height; v += 0.29)
+                for (double u = 0.05; u < g.width; u += 0.31) {
+                    const int fast = ParticleGrey(g, u, v), ref = LiteralGrey(g, u, v);
+                    covered += fast > 0;
+                    wrong += (fast > 0) != (ref > 0);
+                    differ += std::abs(fast - ref) > 1;
+                }
+            return true;
+        }));
+        EXPECT_GT(covered, 1000) << wrap;
+        EXPECT_EQ(wrong, 0) << wrap;
+        EXPECT_LT(differ, covered / 100) << wrap;
     }
 }
 

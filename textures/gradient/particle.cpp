@@ -63,10 +63,26 @@ const PageTable kParticlePage = TableOf(kParticleFields, kParticlePresets);
 
 // The eight neighbours, orthogonal ones at even indices; d + 4 is the
 // opposite of d.
-constexpr int kDx[8] = {1, 1, 0, -1, -1, -1, 0, 1};
-constexpr int kDy[8] = {0, 1, 1, 1, 0, -1, -1, -1};
+constexpr const int* kDx = kParticleDx;
+constexpr const int* kDy = kParticleDy;
 constexpr std::uint8_t kNoParent = 8;
 constexpr int kAngles = 1024;
+
+// The neighbour of (x, y) in direction d on a w x h grid; false off a grid
+// that does not wrap.
+bool StepOn(int w, int h, bool wrap, int x, int y, int d, int* nx, int* ny) {
+    x += kDx[d];
+    y += kDy[d];
+    if (wrap) {
+        x = (x + w) % w;
+        y = (y + h) % h;
+    } else if (x < 0 || y < 0 || x >= w || y >= h) {
+        return false;
+    }
+    *nx = x;
+    *ny = y;
+    return true;
+}
 
 // Blocks of cells at one scale, each flagged when it or one of its eight
 // neighbour blocks holds growth; a walker in an unflagged block may jump.
@@ -91,22 +107,10 @@ struct Growth {
     double cosine[kAngles], sine[kAngles];
 
     std::size_t At(int x, int y) const { return std::size_t(y) * w + x; }
-
-    // The neighbour of (x, y) in direction d; false off a picture that does
-    // not wrap.
     bool Step(int x, int y, int d, int* nx, int* ny) const {
-        x += kDx[d];
-        y += kDy[d];
-        if (wrap) {
-            x = (x + w) % w;
-            y = (y + h) % h;
-        } else if (x < 0 || y < 0 || x >= w || y >= h) {
-            return false;
-        }
-        *nx = x;
-        *ny = y;
-        return true;
+        return StepOn(w, h, wrap, x, y, d, nx, ny);
     }
+    ParticleCells View() const { return {w, h, wrap, occupied, parent, links, value, radius}; }
 
     void Mark(Level& l, int x, int y) {
         const int bx = x / l.size, by = y / l.size;
@@ -330,55 +334,6 @@ void Shade(Growth& g, const Settings& s) {
     }
 }
 
-// The grey (1 .. 255, 0 for the background) at cell coordinates (u, v):
-// the strand nearest to the point relative to its radius.
-int GreyAt(const Growth& g, double u, double v) {
-    const int cx = int(std::floor(u)), cy = int(std::floor(v));
-    double best = 1.0;
-    double grey = -1;
-    for (int j = -1; j <= 1; ++j)
-        for (int i = -1; i <= 1; ++i) {
-            int x = cx + i, y = cy + j;
-            if (g.wrap) {
-                x = (x + g.w) % g.w;
-                y = (y + g.h) % g.h;
-            } else if (x < 0 || y < 0 || x >= g.w || y >= g.h) {
-                continue;
-            }
-            const std::size_t c = g.At(x, y);
-            if (!g.occupied[c]) continue;
-            const double ox = u - (cx + i + 0.5), oy = v - (cy + j + 0.5);
-            const unsigned links = g.links[c];
-            if (!links) {
-                const double r = g.radius[c];
-                const double k = (ox * ox + oy * oy) / (r * r);
-                if (k <= best) {
-                    best = k;
-                    grey = g.value[c];
-                }
-                continue;
-            }
-            for (int d = 0; d < 8; ++d) {
-                if (!(links & (1u << d))) continue;
-                // Half the link, from this cell's centre to the border.
-                const double hx = 0.5 * kDx[d], hy = 0.5 * kDy[d];
-                const double t = std::clamp((ox * hx + oy * hy) / (hx * hx + hy * hy), 0.0, 1.0);
-                const double dx = ox - t * hx, dy = oy - t * hy;
-                int nx = 0, ny = 0;
-                g.Step(x, y, d, &nx, &ny);
-                const std::size_t n = g.At(nx, ny);
-                const double r = g.parent[c] == d ? g.radius[c] : g.radius[n];
-                const double k = (dx * dx + dy * dy) / (r * r);
-                if (k <= best) {
-                    best = k;
-                    grey = g.value[c] + 0.5 * t * (g.value[n] - g.value[c]);
-                }
-            }
-        }
-    if (grey < 0) return 0;
-    return 1 + std::clamp(TruncToInt(grey * 254.0), 0, 254);
-}
-
 // Lays the growth's arrays out in one block.
 MemHandle AllocateGrowth(Growth& g, int capacity) {
     std::size_t blocks = 0;
@@ -442,25 +397,68 @@ int ParticleReset(MasterTextureRecord* rec) {
     return 1;
 }
 
-MemHandle ParticleRender(MasterTextureRecord* rec) {
-    auto* b = reinterpret_cast<ParticleParameters*>(BlockAt(rec, kParticleOffset));
-    const int w = ReadPageInteger(rec->dialog, kParticleWidthId);
-    const int h = ReadPageInteger(rec->dialog, kParticleDepthId);
-    b->width = w;
-    b->depth = h;
-    b->seed = ReadPageInteger(rec->dialog, kParticleSeedId);
-    ReleaseGreySlot(kParticleKind, rec);
-    if (w < 1 || h < 1) return 0;
+// Only the 3 x 3 cells around the point can hold a strand that reaches
+// it: each cell draws the halves of its links that lie inside it, and a
+// radius is at most half a cell.
+int ParticleGrey(const ParticleCells& g, double u, double v) {
+    const int cx = int(std::floor(u)), cy = int(std::floor(v));
+    double best = 1.0;
+    double grey = -1;
+    for (int j = -1; j <= 1; ++j)
+        for (int i = -1; i <= 1; ++i) {
+            int x = cx + i, y = cy + j;
+            if (g.wrap) {
+                x = (x + g.width) % g.width;
+                y = (y + g.height) % g.height;
+            } else if (x < 0 || y < 0 || x >= g.width || y >= g.height) {
+                continue;
+            }
+            const std::size_t c = std::size_t(y) * g.width + x;
+            if (!g.occupied[c]) continue;
+            const double ox = u - (cx + i + 0.5), oy = v - (cy + j + 0.5);
+            const unsigned links = g.links[c];
+            if (!links) {
+                const double r = g.radius[c];
+                const double k = (ox * ox + oy * oy) / (r * r);
+                if (k <= best) {
+                    best = k;
+                    grey = g.value[c];
+                }
+                continue;
+            }
+            for (int d = 0; d < 8; ++d) {
+                if (!(links & (1u << d))) continue;
+                // Half the link, from this cell's centre to the border.
+                const double hx = 0.5 * kDx[d], hy = 0.5 * kDy[d];
+                const double t = std::clamp((ox * hx + oy * hy) / (hx * hx + hy * hy), 0.0, 1.0);
+                const double dx = ox - t * hx, dy = oy - t * hy;
+                int nx = 0, ny = 0;
+                StepOn(g.width, g.height, g.wrap, x, y, d, &nx, &ny);
+                const std::size_t n = std::size_t(ny) * g.width + nx;
+                const double r = g.parent[c] == d ? g.radius[c] : g.radius[n];
+                const double k = (dx * dx + dy * dy) / (r * r);
+                if (k <= best) {
+                    best = k;
+                    grey = g.value[c] + 0.5 * t * (g.value[n] - g.value[c]);
+                }
+            }
+        }
+    if (grey < 0) return 0;
+    return 1 + std::clamp(TruncToInt(grey * 254.0), 0, 254);
+}
 
+bool GrowParticles(const ParticleParameters& b, int w, int h,
+                   const std::function<bool(const ParticleCells&)>& use) {
+    if (w < 1 || h < 1) return false;
     Settings s;
-    s.stickiness = std::clamp(int(b->stickiness), 1, 100);
-    s.nuclei = std::clamp(int(b->nuclei), 1, 32);
-    s.resolution = std::clamp(int(b->resolution), 16, 2000);
-    s.thickness = std::clamp(int(b->thickness), 1, 100);
-    s.taper = std::clamp(int(b->taper), 0, 100);
-    s.deposition = b->mode == 1;
-    s.wrap = (b->flags & kParticleWrap) != 0;
-    s.colouring = b->colouring <= 2 ? b->colouring : 0;
+    s.stickiness = std::clamp(int(b.stickiness), 1, 100);
+    s.nuclei = std::clamp(int(b.nuclei), 1, 32);
+    s.resolution = std::clamp(int(b.resolution), 16, 2000);
+    s.thickness = std::clamp(int(b.thickness), 1, 100);
+    s.taper = std::clamp(int(b.taper), 0, 100);
+    s.deposition = b.mode == 1;
+    s.wrap = (b.flags & kParticleWrap) != 0;
+    s.colouring = b.colouring <= 2 ? b.colouring : 0;
 
     // The grid: `resolution` cells across the longer side, never more
     // than one cell per pixel.
@@ -474,51 +472,69 @@ MemHandle ParticleRender(MasterTextureRecord* rec) {
     // A picture too small for the full grid grows fewer particles, as many
     // as fill its coarser grid alike (the growth's mass rises with its size
     // to the power 1.71), so it shows the same kind of growth.
-    double particles = std::clamp(int(b->particles), 1, kParticleMaxCount);
+    double particles = std::clamp(int(b.particles), 1, kParticleMaxCount);
     if (longer < s.resolution) particles *= DetPow(double(longer) / s.resolution, 1.71);
     s.particles = int(std::clamp<long long>(TruncToInt(particles), 1, std::max(1LL, cells / 3)));
     const int roots = s.deposition ? g.w : s.nuclei;
     const MemHandle grid = AllocateGrowth(g, roots + s.particles);
-    if (!grid) return 0;
+    if (!grid) return false;
 
     Rng rng;
-    rng.Seed(std::uint32_t(b->seed));
+    rng.Seed(std::uint32_t(b.seed));
     Grow(g, rng, s);
     Shade(g, s);
-
-    MemHandle grey = NewImage(w, h), out = NewImage(w, h);
-    ImageView gv, ov;
-    const bool locked = grey && out && LockImage(grey, &gv) && LockImage(out, &ov);
-    if (!locked) {
-        if (gv.bits) UnlockImage(&gv);
-        MemFree(grey);
-        MemFree(out);
-        MemUnlock(grid);
-        MemFree(grid);
-        return 0;
-    }
-    FountainToColourTable(b->fountain, rec->colourTable);
-    const std::uint8_t* table = rec->colourTable;
-    const double sx = double(g.w) / w, sy = double(g.h) / h;
-    PlanWork(h);
-    ParallelRows(h, [&](int y0, int y1) {
-        for (int y = y0; y < y1; ++y) {
-            std::uint8_t* gr = gv.Row(y);
-            std::uint8_t* orow = ov.Row(y);
-            const double v = (y + 0.5) * sy;
-            for (int x = 0; x < w; ++x) {
-                const int i = GreyAt(g, (x + 0.5) * sx, v);
-                gr[3 * x + 2] = std::uint8_t(i);
-                orow[3 * x] = table[3 * i + 2];
-                orow[3 * x + 1] = table[3 * i + 1];
-                orow[3 * x + 2] = table[3 * i];
-            }
-        }
-    });
-    UnlockImage(&ov);
-    UnlockImage(&gv);
+    const bool done = use(g.View());
     MemUnlock(grid);
     MemFree(grid);
+    return done;
+}
+
+MemHandle ParticleRender(MasterTextureRecord* rec) {
+    auto* b = reinterpret_cast<ParticleParameters*>(BlockAt(rec, kParticleOffset));
+    const int w = ReadPageInteger(rec->dialog, kParticleWidthId);
+    const int h = ReadPageInteger(rec->dialog, kParticleDepthId);
+    b->width = w;
+    b->depth = h;
+    b->seed = ReadPageInteger(rec->dialog, kParticleSeedId);
+    ReleaseGreySlot(kParticleKind, rec);
+
+    MemHandle grey = 0, out = 0;
+    const bool done = GrowParticles(*b, w, h, [&](const ParticleCells& g) {
+        grey = NewImage(w, h);
+        out = NewImage(w, h);
+        ImageView gv, ov;
+        if (!grey || !out || !LockImage(grey, &gv)) return false;
+        if (!LockImage(out, &ov)) {
+            UnlockImage(&gv);
+            return false;
+        }
+        FountainToColourTable(b->fountain, rec->colourTable);
+        const std::uint8_t* table = rec->colourTable;
+        const double sx = double(g.width) / w, sy = double(g.height) / h;
+        PlanWork(h);
+        ParallelRows(h, [&](int y0, int y1) {
+            for (int y = y0; y < y1; ++y) {
+                std::uint8_t* gr = gv.Row(y);
+                std::uint8_t* orow = ov.Row(y);
+                const double v = (y + 0.5) * sy;
+                for (int x = 0; x < w; ++x) {
+                    const int i = ParticleGrey(g, (x + 0.5) * sx, v);
+                    gr[3 * x + 2] = std::uint8_t(i);
+                    orow[3 * x] = table[3 * i + 2];
+                    orow[3 * x + 1] = table[3 * i + 1];
+                    orow[3 * x + 2] = table[3 * i];
+                }
+            }
+        });
+        UnlockImage(&ov);
+        UnlockImage(&gv);
+        return true;
+    });
+    if (!done) {
+        MemFree(grey);
+        MemFree(out);
+        return 0;
+    }
     SetGreyImageAt(rec, kParticleGreySlot, grey);
     return out;
 }

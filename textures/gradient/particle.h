@@ -18,6 +18,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "common/packed.h"
 #include "plugin/catalogue.h"
@@ -84,6 +85,30 @@ enum : std::uint32_t {
     kParticleTaperId = 264,
     kParticleColouringId = 266,
 };
+
+// The grown cells as the drawing sees them, row by row, `width` x
+// `height`. Direction d = 0 .. 7 points to the neighbour at (kDx[d],
+// kDy[d]) with y downward: right, down-right, down, and on round.
+struct ParticleCells {
+    int width = 0, height = 0;
+    bool wrap = false;
+    const std::uint8_t* occupied = nullptr;
+    const std::uint8_t* parent = nullptr;  // direction to the cell stuck to; 8 for a root
+    const std::uint8_t* links = nullptr;   // bit d: linked to the neighbour in direction d
+    const float* value = nullptr;          // 0 .. 1 along the cell's strands
+    const float* radius = nullptr;         // of the link to the parent, in cells
+};
+constexpr int kParticleDx[8] = {1, 1, 0, -1, -1, -1, 0, 1};
+constexpr int kParticleDy[8] = {0, 1, 1, 1, 0, -1, -1, -1};
+
+// Grows and shades the cells of block `b` for a w x h picture and passes
+// them to `use`; false when memory runs out or `use` fails.
+bool GrowParticles(const ParticleParameters& b, int w, int h,
+                   const std::function<bool(const ParticleCells&)>& use);
+
+// The grey at cell coordinates (u, v): 0 off the strands, else 1 .. 255
+// from the value of the strand nearest relative to its radius.
+int ParticleGrey(const ParticleCells& c, double u, double v);
 
 MemHandle ParticleRender(MasterTextureRecord* rec);
 int ParticleReset(MasterTextureRecord* rec);
