@@ -90,7 +90,9 @@ int LiteralGrey(const ParticleCells& g, double u, double v) {
             const int c = y * g.width + x;
             if (!g.occupied[c]) continue;
             // The nearest copy of the cell's centre on a wrapped grid.
-            double cx = x + 0.5, cy = y + 0.5;
+            double jx, jy, nx, ny;
+            ParticleJitter(x, y, &jx, &jy);
+            double cx = x + 0.5 + jx, cy = y + 0.5 + jy;
             if (g.wrap) {
                 while (cx - u > g.width / 2.0) cx -= g.width;
                 while (u - cx > g.width / 2.0) cx += g.width;
@@ -104,11 +106,14 @@ int LiteralGrey(const ParticleCells& g, double u, double v) {
             }
             for (int d = 0; d < 8; ++d) {
                 if (!(g.links[c] & (1 << d))) continue;
-                const int nx = (x + kParticleDx[d] + g.width) % g.width;
-                const int ny = (y + kParticleDy[d] + g.height) % g.height;
-                const int n = ny * g.width + nx;
+                const int ix = (x + kParticleDx[d] + g.width) % g.width;
+                const int iy = (y + kParticleDy[d] + g.height) % g.height;
+                const int n = iy * g.width + ix;
+                ParticleJitter(ix, iy, &nx, &ny);
+                nx += cx - jx + kParticleDx[d];  // the neighbour's centre, beside this one
+                ny += cy - jy + kParticleDy[d];
                 const double r = g.parent[c] == d ? g.radius[c] : g.radius[n];
-                const double hx = 0.5 * kParticleDx[d], hy = 0.5 * kParticleDy[d];
+                const double hx = (nx - cx) / 2, hy = (ny - cy) / 2;
                 const double t =
                     std::clamp(((u - cx) * hx + (v - cy) * hy) / (hx * hx + hy * hy), 0.0, 1.0);
                 const double px = cx + t * hx, py = cy + t * hy;

@@ -397,9 +397,18 @@ int ParticleReset(MasterTextureRecord* rec) {
     return 1;
 }
 
+void ParticleJitter(int x, int y, double* jx, double* jy) {
+    Rng rng;
+    rng.Seed((std::uint32_t(x) * 0x8DA6B343u) ^ (std::uint32_t(y) * 0xD8163841u));
+    rng.Next();
+    *jx = (rng.Next() / 32767.0 - 0.5) * (2 * kParticleJitter);
+    *jy = (rng.Next() / 32767.0 - 0.5) * (2 * kParticleJitter);
+}
+
 // Only the 3 x 3 cells around the point can hold a strand that reaches
-// it: each cell draws the halves of its links that lie inside it, and a
-// radius is at most half a cell.
+// it: each cell draws the halves of its links, which stay within its
+// centre's jitter of the cell, and jitter and radius together are less
+// than a cell.
 int ParticleGrey(const ParticleCells& g, double u, double v) {
     const int cx = int(std::floor(u)), cy = int(std::floor(v));
     double best = 1.0;
@@ -415,7 +424,9 @@ int ParticleGrey(const ParticleCells& g, double u, double v) {
             }
             const std::size_t c = std::size_t(y) * g.width + x;
             if (!g.occupied[c]) continue;
-            const double ox = u - (cx + i + 0.5), oy = v - (cy + j + 0.5);
+            double jx, jy;
+            ParticleJitter(x, y, &jx, &jy);
+            const double ox = u - (cx + i + 0.5 + jx), oy = v - (cy + j + 0.5 + jy);
             const unsigned links = g.links[c];
             if (!links) {
                 const double r = g.radius[c];
@@ -429,12 +440,16 @@ int ParticleGrey(const ParticleCells& g, double u, double v) {
             for (int d = 0; d < 8; ++d) {
                 if (!(links & (1u << d))) continue;
                 // Half the link, from this cell's centre to the border.
-                const double hx = 0.5 * kDx[d], hy = 0.5 * kDy[d];
-                const double t = std::clamp((ox * hx + oy * hy) / (hx * hx + hy * hy), 0.0, 1.0);
-                const double dx = ox - t * hx, dy = oy - t * hy;
+                // Half the link: from this cell's centre to the middle
+                // of the way to the neighbour's.
                 int nx = 0, ny = 0;
                 StepOn(g.width, g.height, g.wrap, x, y, d, &nx, &ny);
                 const std::size_t n = std::size_t(ny) * g.width + nx;
+                double kx, ky;
+                ParticleJitter(nx, ny, &kx, &ky);
+                const double hx = 0.5 * (kDx[d] + kx - jx), hy = 0.5 * (kDy[d] + ky - jy);
+                const double t = std::clamp((ox * hx + oy * hy) / (hx * hx + hy * hy), 0.0, 1.0);
+                const double dx = ox - t * hx, dy = oy - t * hy;
                 const double r = g.parent[c] == d ? g.radius[c] : g.radius[n];
                 const double k = (dx * dx + dy * dy) / (r * r);
                 if (k <= best) {

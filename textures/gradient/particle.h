@@ -101,6 +101,13 @@ struct ParticleCells {
 constexpr int kParticleDx[8] = {1, 1, 0, -1, -1, -1, 0, 1};
 constexpr int kParticleDy[8] = {0, 1, 1, 1, 0, -1, -1, -1};
 
+// Each cell's centre is moved by up to kParticleJitter of a cell in x and
+// y, from a stream of its own, so strands wander instead of following the
+// grid's rows and diagonals. Jitter plus the widest radius stays below one
+// cell.
+constexpr double kParticleJitter = 0.3;
+void ParticleJitter(int x, int y, double* jx, double* jy);
+
 // Grows and shades the cells of block `b` for a w x h picture and passes
 // them to `use`; false when memory runs out or `use` fails.
 bool GrowParticles(const ParticleParameters& b, int w, int h,
