@@ -166,20 +166,22 @@ struct SphereField {
     // field itself, with its detail octaves.
     float Plane(double a, double b, double ox, double oy, bool twist) const {
         double u = (a + ox) * n, v = (b + oy) * n;
-        float total = 0, weight = 1;
-        for (int o = 0; o < octaves; ++o) {
-            if (twist) {
-                const double k = swirl * n * 0.32 / (1 << (2 * o));
-                const double du = Sample(f, n, u + 0.37 * n, v + 0.71 * n);
-                const double dv = Sample(f, n, u + 0.83 * n, v + 0.19 * n);
-                total += weight * Sample(f, n, u + k * du, v + k * dv);
-            } else {
-                total += weight * Sample(f, n, u, v);
-            }
+        if (twist) {
+            // The twist moves the point once; the finer copies follow it,
+            // so their detail is carried along the same eddies.
+            const double k = swirl * n * 0.32;
+            const double du = Sample(f, n, u + 0.37 * n, v + 0.71 * n);
+            const double dv = Sample(f, n, u + 0.83 * n, v + 0.19 * n);
+            u += k * du;
+            v += k * dv;
+        }
+        float total = Sample(f, n, u, v), weight = 1;
+        for (int o = 1; o < octaves; ++o) {
             // The next copy 4.3 times finer, scaled as the spectrum falls.
             u = u * 4.3 + 0.29 * n;
             v = v * 4.3 + 0.53 * n;
             weight *= 0.16f;
+            total += weight * Sample(f, n, u, v);
         }
         return total;
     }
