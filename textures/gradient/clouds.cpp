@@ -383,6 +383,8 @@ MemHandle CloudField(std::uint32_t seed, double roughness, int bits) {
     auto* c = static_cast<float*>(MemLock(complexArray));
     auto* f = static_cast<float*>(MemLock(out));
     if (!c || !f) {
+        if (c) MemUnlock(complexArray);
+        if (f) MemUnlock(out);
         MemFree(complexArray);
         MemFree(out);
         return 0;
@@ -494,10 +496,11 @@ MemHandle CloudsRender(MasterTextureRecord* rec) {
     const MemHandle fieldBlock = CloudField(seed, roughness, bits);
     pl.field.f = static_cast<const float*>(MemLock(fieldBlock));
     pl.field.n = 1 << bits;
-    MemHandle out = fieldBlock ? NewImage(w, h) : 0;
+    MemHandle out = pl.field.f ? NewImage(w, h) : 0;
     ImageView o;
     if (!out || !LockImage(out, &o)) {
         MemFree(out);
+        if (pl.field.f) MemUnlock(fieldBlock);
         MemFree(fieldBlock);
         return 0;
     }
