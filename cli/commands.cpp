@@ -13,8 +13,10 @@
 #include "common/image.h"
 #include "common/parallel.h"
 #include "plugin/catalogue.h"
+#include "plugin/config_file.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
+#include "textures/external/cgi.h"
 
 namespace tsn::cli {
 
@@ -182,6 +184,10 @@ bool ApplyOptions(MasterTextureRecord* rec, const KindDescriptor& kind, const Re
 int Prepare(HeadlessSession& s, const RenderRequest& r, bool mustRender,
             std::vector<Requested>* asked, int* code) {
     MasterTextureRecord* rec = s.rec;
+    // The configuration file's settings (such as the Pipes effects' tone
+    // presets) apply here as they do in the plug-in.
+    char ini[kMaxPath + 1];
+    if (ConfigFilePath(ini)) ReadConfigFile(&Config(), ini);
     int kind = -1;
     if (!r.from.empty()) {
         kind = LoadStartingFile(rec, r.from);
@@ -429,6 +435,31 @@ int Mutations(const RenderRequest& r) {
     }
     MemFree(grid);
     return code;
+}
+
+int Request(const RenderRequest& r) {
+    PreparedSession p(r, false);
+    if (p.kind < 0) return p.code;
+    const int member = CgiMemberOf(KindOf(p.kind));
+    if (member < 0) {
+        Fail(std::string(KindOf(p.kind).name) + " sends no request to the noise service");
+        return 2;
+    }
+    // The page's values reach the block as they do before a render.
+    const KindDescriptor& k = KindOf(p.kind);
+    PageToBlock(*k.page, p.s.rec->dialog, BlockAt(p.s.rec, k.blockOffset));
+    NoiseImageRequest request;
+    CgiRequest(p.s.rec, member, &request);
+    ReportClamps(p.s.rec, p.kind, p.asked);
+    std::FILE* f = std::fopen(r.output.c_str(), "wb");
+    const bool ok = f && std::fwrite(&request, sizeof request, 1, f) == 1;
+    if (f && std::fclose(f) != 0) f = nullptr;
+    if (!ok || !f) {
+        Fail("cannot write '" + r.output + "'");
+        std::remove(r.output.c_str());
+        return 1;
+    }
+    return 0;
 }
 
 int Presets(const RenderRequest& r, const std::string& save, const std::string& remove) {

@@ -26,6 +26,8 @@ int ListKinds();
 int DescribeKind(const std::string& kind);
 int Render(const RenderRequest& r);
 int Mutations(const RenderRequest& r);
+// Writes the 432-byte request a CGI kind sends to the noise service.
+int Request(const RenderRequest& r);
 // Lists the kind's presets, or with `save` stores the request's parameters
 // under that name, or with `remove` deletes that preset.
 int Presets(const RenderRequest& r, const std::string& save, const std::string& remove);

@@ -48,6 +48,11 @@ int main(int argc, char** argv) {
     mutations->add_option("--generation", req.generation, "mutation generation, 0 .. 31")
         ->check(CLI::Range(0, 31));
 
+    auto* request = app.add_subcommand(
+        "request", "Write the 432-byte request a CGI kind sends to its noise service");
+    addCommon(request);
+    request->add_option("-o,--output", req.output, "output file")->required();
+
     auto* presets = app.add_subcommand(
         "presets", "List a kind's named presets, or save or delete one (shared with the plug-in)");
     addCommon(presets);
@@ -69,6 +74,7 @@ int main(int argc, char** argv) {
         "  tsntxtr mutations noise --generation 3 -o grid.png\n"
         "  tsntxtr render noise --set layers=7 -o soft.png --save-preset Soft\n"
         "  tsntxtr presets noise\n"
+        "  tsntxtr request cgiterrain --set octaves=6 -o terrain.bin\n"
         "  tsntxtr render noise --preset Soft -o again.png");
 
     try {
@@ -86,6 +92,7 @@ int main(int argc, char** argv) {
     if (app.got_subcommand(describe)) return tsn::cli::DescribeKind(describeKind);
     if (app.got_subcommand(render)) return tsn::cli::Render(req);
     if (app.got_subcommand(mutations)) return tsn::cli::Mutations(req);
+    if (app.got_subcommand(request)) return tsn::cli::Request(req);
     if (app.got_subcommand(presets)) return tsn::cli::Presets(req, savePreset, deletePreset);
     return 2;
 }

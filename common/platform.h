@@ -50,4 +50,15 @@ bool DeleteFileAt(const char* path);
 // ends in a separator. False when the folder cannot be read.
 bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context);
 
+// Read-only data carried by the module itself: the resource of this type and
+// numeric id (U.S. English). The bytes stay valid while the module is
+// loaded. False when the module has no such resource.
+bool FindModuleResource(const char* type, unsigned id, const unsigned char** data,
+                        std::size_t* size);
+// Test support: answer FindModuleResource through `lookup` instead, so tests
+// can plant damaged or missing data; nullptr restores the module's own.
+using ResourceLookup = bool (*)(const char* type, unsigned id, const unsigned char** data,
+                                std::size_t* size);
+void SetResourceOverride(ResourceLookup lookup);
+
 }  // namespace tsn

@@ -14,6 +14,7 @@ std::atomic<long> g_failAfter{-1};
 std::atomic<long> g_live{0};
 std::string g_appDataOverride;
 bool g_hasOverride = false;
+std::atomic<ResourceLookup> g_resourceOverride{nullptr};
 }  // namespace
 
 bool AllocationShouldFail() {
@@ -58,6 +59,18 @@ bool AppDataOverride(char out[kMaxPath + 1]) {
     out[0] = 0;
     PathAppend(out, g_appDataOverride.c_str(), true);
     return true;
+}
+
+void SetResourceOverride(ResourceLookup lookup) {
+    g_resourceOverride.store(lookup);
+}
+
+bool FindModuleResource(const char* type, unsigned id, const unsigned char** data,
+                        std::size_t* size) {
+    *data = nullptr;
+    *size = 0;
+    if (ResourceLookup over = g_resourceOverride.load()) return over(type, id, data, size);
+    return FindOwnResource(type, id, data, size);
 }
 
 }  // namespace tsn

@@ -7,4 +7,17 @@ namespace tsn {
 bool AllocationShouldFail();
 void CountAllocation(long delta);
 bool AppDataOverride(char out[kMaxPath + 1]);
+// The module's own resources, without the test override.
+bool FindOwnResource(const char* type, unsigned id, const unsigned char** data, std::size_t* size);
+
+// Portable builds carry their resources as a table compiled into the
+// program (generated at build time).
+struct EmbeddedResource {
+    const char* type;
+    unsigned id;
+    const unsigned char* data;
+    std::size_t size;
+};
+extern const EmbeddedResource kEmbeddedResources[];
+extern const int kEmbeddedResourceCount;
 }  // namespace tsn

@@ -149,4 +149,15 @@ bool ForEachFile(const char* folder, void (*each)(const char* name, void* contex
     return true;
 }
 
+bool FindOwnResource(const char* type, unsigned id, const unsigned char** data, std::size_t* size) {
+    for (int i = 0; i < kEmbeddedResourceCount; ++i) {
+        const EmbeddedResource& r = kEmbeddedResources[i];
+        if (r.id != id || std::strcmp(r.type, type) != 0) continue;
+        *data = r.data;
+        *size = r.size;
+        return true;
+    }
+    return false;
+}
+
 }  // namespace tsn

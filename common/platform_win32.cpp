@@ -91,4 +91,25 @@ bool ForEachFile(const char* folder, void (*each)(const char* name, void* contex
     return true;
 }
 
+bool FindOwnResource(const char* type, unsigned id, const unsigned char** data, std::size_t* size) {
+    // The module that holds this code: the plug-in DLL, or the program the
+    // core is linked into.
+    HMODULE module = nullptr;
+    if (!GetModuleHandleExA(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCSTR>(&FindOwnResource), &module))
+        return false;
+    HRSRC found = FindResourceExA(module, type, MAKEINTRESOURCEA(id),
+                                  MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US));
+    if (!found) return false;
+    HGLOBAL loaded = LoadResource(module, found);
+    const void* bytes = loaded ? LockResource(loaded) : nullptr;
+    if (!bytes) return false;
+    *data = static_cast<const unsigned char*>(bytes);
+    *size = SizeofResource(module, found);
+    // Resources stay mapped with the module; releasing is a formality.
+    FreeResource(loaded);
+    return true;
+}
+
 }  // namespace tsn

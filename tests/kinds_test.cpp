@@ -201,8 +201,10 @@ TEST(Kinds, EveryAllocationFailureIsSurvivedAndThreadsDoNotChangeThePicture) {
         auto render = [&](long failAfter) {
             test::Session s;
             s.rec()->kindIndex = i;
-            if (FieldWithRole(*k.page, Role::Width)) test::Enter(s, i, "width", "67");
-            if (FieldWithRole(*k.page, Role::Depth)) test::Enter(s, i, "depth", "45");
+            if (const PageField* w = FieldWithRole(*k.page, Role::Width))
+                test::Enter(s, i, w->name, "67");
+            if (const PageField* d = FieldWithRole(*k.page, Role::Depth))
+                test::Enter(s, i, d->name, "45");
             const long live = MemLiveBlocks();
             MemFailAfter(failAfter);
             const MemHandle h = RenderSelectedKind(s.rec());

@@ -46,8 +46,20 @@ TEST(Presets, ShortOrForeignFilesAreRefusedAndTheBlockStaysAsItWas) {
     ASSERT_TRUE(test::WriteAll(Folder() + "foreign.noise", bytes.data(), bytes.size()));
     for (const char* name : {"short", "foreign", "missing"})
         EXPECT_FALSE(LoadPreset(s.rec(), kNoise, name)) << name;
-    EXPECT_EQ(std::vector<std::uint8_t>(block, block + before.size()), before);
-    EXPECT_TRUE(LoadPreset(s.rec(), kNoise, "good"));
+    // Every allocation of the load failing in turn: refused, nothing kept.
+    long n = 0;
+    for (bool loaded = false; !loaded && n < 20; ++n) {
+        const long live = MemLiveBlocks();
+        MemFailAfter(n);
+        loaded = LoadPreset(s.rec(), kNoise, "good");
+        MemFailAfter(-1);
+        EXPECT_EQ(MemLiveBlocks(), live) << "allocation " << n;
+        if (!loaded) {
+            EXPECT_EQ(std::vector<std::uint8_t>(block, block + before.size()), before);
+        }
+    }
+    EXPECT_GT(n, 1) << "the load allocates, so the first attempt must fail";
+    EXPECT_LT(n, 20);
 }
 
 TEST(Presets, NamesThatCannotBeFilesAreRefusedAndAFailedWriteKeepsTheOldFile) {

@@ -11,7 +11,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   g++-mingw-w64-x86-64 libz-mingw-w64-dev
   wine64 xvfb
-  clang-format
+  clang-format clang-14 libclang-rt-14-dev
   libfftw3-dev
 )
 missing=()

@@ -42,6 +42,9 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTSN_SANITI
 cmake --build build-asan -j 2
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 run_ctest build-asan
 
+echo "== fuzzing every file reader briefly"
+if bash tools/fuzz.sh 20; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+
 echo "== Windows build, tests under Wine"
 cmake -S . -B build-win -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
   -DCMAKE_BUILD_TYPE=Release -DTSN_NATIVE_BUILD_DIR="$root/build" >/dev/null

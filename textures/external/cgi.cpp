@@ -1,8 +1,10 @@
 #include "textures/external/cgi.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/page.h"
+#include "noisesvc/noise_service.h"
 #include "plugin/page_fields.h"
 
 namespace tsn {
@@ -183,6 +185,44 @@ constexpr PageTable kPages[kCgiMemberCount] = {
     TableOf(kWoodFields, kWoodPresets),       TableOf(kTurbulenceFields, kTurbulencePresets),
 };
 
+template <class B, class P>
+void Head(B& to, const P& from) {
+    to.size = std::uint32_t(from.imageSize);
+    to.tileable = from.tileable;
+    to.seed = std::uint32_t(from.seed);
+    to.quality = from.quality;
+    std::memcpy(to.colours, from.colours, sizeof to.colours);
+    static_assert(sizeof to.colours == sizeof from.colours);
+}
+
+template <class P>
+const P& As(const void* block) {
+    return *static_cast<const P*>(block);
+}
+
+double Tenths(std::int32_t tenths) {
+    return double(tenths) / 10.0;
+}
+
+// Sea's and slime's power runs against the octaves they send.
+std::uint32_t OctavesOfPower(std::int32_t power) {
+    return std::uint32_t(std::max<std::int64_t>(1, 64 - std::int64_t(power)));
+}
+
+template <int M>
+MemHandle RenderMember(MasterTextureRecord* rec) {
+    NoiseImageRequest r;
+    CgiRequest(rec, M, &r);
+    // The service's picture is Size x Size, which is the output size this
+    // kind asks for, so it is the render's result as it comes.
+    return CreateNoiseImage(&r);
+}
+
+constexpr RenderFn kRenders[kCgiMemberCount] = {
+    RenderMember<kCgiTerrain>, RenderMember<kCgiJade>,      RenderMember<kCgiSky>,
+    RenderMember<kCgiSea>,     RenderMember<kCgiSlime>,     RenderMember<kCgiGranite>,
+    RenderMember<kCgiWood>,    RenderMember<kCgiTurbulence>};
+
 // One layout per member, and the conversions compare no signature, so a
 // preset moves between members of equal size.
 template <class T>
@@ -194,10 +234,102 @@ constexpr KindDescriptor Member(const char* name, const char* key, const char* s
                           .blockOffset = offset,
                           .blockSize = sizeof(T),
                           .page = &kPages[member],
+                          .render = kRenders[member],
                           .presetList = kPages[member].extraControls[0]};
 }
 
 }  // namespace
+
+void CgiRequestFromBlock(int member, const void* block, NoiseImageRequest* out) {
+    std::memset(out, 0, sizeof *out);
+    switch (member) {
+        case kCgiTerrain: {
+            const auto& b = As<CgiTerrainParameters>(block);
+            out->kind = kNoiseTerrain;
+            Head(out->terrain, b);
+            out->terrain.octaves = std::uint32_t(b.octaves);
+            out->terrain.complex = b.complex;
+            break;
+        }
+        case kCgiJade: {
+            const auto& b = As<CgiJadeParameters>(block);
+            out->kind = kNoiseJade;
+            Head(out->jade, b);
+            out->jade.frequency = Tenths(b.frequencyTenths);
+            out->jade.secondScale = 2.20703125;
+            out->jade.octaves = std::uint32_t(b.octaves);
+            break;
+        }
+        case kCgiSky: {
+            const auto& b = As<CgiSkyParameters>(block);
+            out->kind = kNoiseSky;
+            Head(out->sky, b);
+            out->sky.frequency = Tenths(b.frequencyTenths);
+            out->sky.octaves = std::uint32_t(b.octaves);
+            break;
+        }
+        case kCgiSea: {
+            const auto& b = As<CgiSeaParameters>(block);
+            out->kind = kNoiseSea;
+            Head(out->sea, b);
+            out->sea.frequency = Tenths(b.frequencyTenths);
+            out->sea.octaves = OctavesOfPower(b.power);
+            break;
+        }
+        case kCgiSlime: {
+            const auto& b = As<CgiSlimeParameters>(block);
+            out->kind = kNoiseSlime;
+            Head(out->slime, b);
+            out->slime.frequency = Tenths(b.frequencyTenths);
+            out->slime.octaves = OctavesOfPower(b.power);
+            break;
+        }
+        case kCgiGranite: {
+            const auto& b = As<CgiGraniteParameters>(block);
+            out->kind = kNoiseGranite;
+            Head(out->granite, b);
+            out->granite.frequency = Tenths(b.frequencyTenths);
+            out->granite.octaves = std::uint32_t(b.octaves);
+            break;
+        }
+        case kCgiWood: {
+            const auto& b = As<CgiWoodParameters>(block);
+            out->kind = kNoiseWood;
+            Head(out->wood, b);
+            out->wood.frequency = Tenths(b.frequencyTenths);
+            out->wood.octaves = 1;
+            break;
+        }
+        case kCgiTurbulence: {
+            // The tables are capped from above only; the page keeps both
+            // indices at 1 or more, and a damaged negative one reads as 0.
+            const auto& b = As<CgiTurbulenceParameters>(block);
+            out->kind = kNoiseTurbulence;
+            Head(out->turbulence, b);
+            out->turbulence.frequency = kTurbulenceFrequencies[std::clamp(b.frequencyIndex, 0, 4)];
+            out->turbulence.power = kTurbulencePowers[std::clamp(b.powerIndex, 0, 5)];
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+void CgiRequest(MasterTextureRecord* rec, int member, NoiseImageRequest* out) {
+    const KindDescriptor& k = CgiMemberKind(member);
+    std::uint8_t* block = BlockAt(rec, k.blockOffset);
+    // Size and seed sit at the same place in every member's block.
+    auto* head = reinterpret_cast<CgiTerrainParameters*>(block);
+    head->imageSize = ReadPageInteger(rec->dialog, FieldWithRole(*k.page, Role::Width)->id);
+    head->seed = ReadPageInteger(rec->dialog, FieldWithRole(*k.page, Role::Seed)->id);
+    CgiRequestFromBlock(member, block, out);
+}
+
+int CgiMemberOf(const KindDescriptor& kind) {
+    for (int m = 0; m < kCgiMemberCount; ++m)
+        if (&CgiMemberKind(m) == &kind) return m;
+    return -1;
+}
 
 const PageTable& CgiPageTable(int member) {
     return kPages[member];

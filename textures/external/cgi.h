@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "noisesvc/noise_request.h"
 #include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
@@ -175,6 +176,17 @@ enum CgiMember : int {
 const PageTable& CgiPageTable(int member);
 // The catalogue's descriptor of a member (CgiMember order).
 const KindDescriptor& CgiMemberKind(int member);
+
+// The member of a catalogue kind, or -1 for a kind outside the family.
+int CgiMemberOf(const KindDescriptor& kind);
+
+// The request a member's block makes, its Size and seed as they stand:
+// all 432 bytes zero but the kind and the member's own sub-block.
+void CgiRequestFromBlock(int member, const void* block, NoiseImageRequest* out);
+
+// Reads Size and seed fresh from the member's page, clamped to their
+// ranges, stores them into its block and makes the block's request.
+void CgiRequest(MasterTextureRecord* rec, int member, NoiseImageRequest* out);
 
 extern const KindDescriptor kCgiTerrainKind;
 extern const KindDescriptor kCgiJadeKind;

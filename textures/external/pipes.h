@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "common/platform.h"
+#include "common/random.h"
 #include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
@@ -98,6 +99,33 @@ inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
 // The loaded, unscaled tile images, kept for the session (0 when not loaded).
 MemHandle PipesCachedTile(int tile);
 void SetPipesCachedTile(int tile, MemHandle image);
+
+MemHandle PipesRender(MasterTextureRecord* rec);
+
+// Pipe pieces and their connections (bits: 1 north, 2 east, 4 south,
+// 8 west). Pieces 2 and 3 are the two straights carrying a pressure valve.
+constexpr std::uint8_t kPipesPieceMask[kPipesTileCount] = {10, 5, 10, 5, 3, 6, 12, 9, 14, 11, 15};
+
+// The compressed tile images: the image of style s, piece p, is resource
+// kPipesArtId + 11 s + p. Decoding gives a new packed 32-bit bitmap, or 0
+// when the resource is missing or damaged.
+constexpr unsigned kPipesArtId = 4000;
+MemHandle DecodeCompressedImage(unsigned id);
+// Inflates a zlib stream of *length bytes into dst (capacity bytes) through
+// a fixed 8192-byte window; on success *length is the number written.
+bool InflateStream(std::uint8_t* dst, std::size_t capacity, const std::uint8_t* src,
+                   std::uint32_t* length);
+
+// Colour stages, on (red, green, blue) bytes.
+void PipesToneCurve(int contrast, int brightness, std::uint8_t curve[256]);
+// The sepia treatment of one pixel; `curve` is the Steampunk tone curve.
+void PipesSepia(const std::uint8_t curve[256], int threshold, int blend, std::uint8_t rgb[3]);
+
+// The network on a width x depth grid (wrapping at the edges): per cell four
+// bytes, the back layer's piece + 1 (0 empty), the front layer's piece + 1,
+// then the two layers' connection masks. `grid` starts zeroed.
+void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rng,
+                 std::uint8_t* grid);
 
 extern const KindDescriptor kPipesKind;
 

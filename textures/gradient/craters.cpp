@@ -27,7 +27,7 @@ const PageField kCratersFields[] = {
     Depth(CRATERS_FIELD(depth), kCratersDepthId, 600, 600, 32),
     Seed(CRATERS_FIELD(seed), kCratersSeedId, 10356, 32757, 15618, FieldType::U32),
     Scroll("density", "Density:", FieldType::U32, CRATERS_FIELD(density), kCratersDensityId, 1000,
-           100000, 16000, -1000, "impacts / 20, in steps of 1000 on the page"),
+           kCratersMaxDensity, 16000, -1000, "impacts / 20, in steps of 1000 on the page"),
     Scroll("depthExponent", "Depth:", FieldType::F64, CRATERS_FIELD(depthExponent),
            kCratersDepthExponentId, 0.5, 3.0, 1.5, 100,
            "crater depth grows as the radius to this power"),
@@ -103,7 +103,11 @@ std::size_t CratersFieldCells(int width, int depth) {
 }
 
 void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uint16_t* H) {
-    const std::uint64_t impacts = std::uint64_t(b.density) * 20;
+    // The page offers densities up to its maximum; a larger value comes only
+    // from a damaged file and would run for hours, so it counts as the
+    // maximum. Smaller values, even below the page's minimum, are kept.
+    const std::uint32_t density = b.density;  // packed: copied out, not referenced
+    const std::uint64_t impacts = std::uint64_t(std::min(density, kCratersMaxDensity)) * 20;
     for (std::uint64_t n = 0; n < impacts; ++n) {
         const int x = Truncate((w - 1) * Uniform(rng));
         const int y = Truncate((d - 1) * Uniform(rng));

@@ -15,6 +15,9 @@
 
 namespace tsn {
 
+// The largest density the page offers.
+constexpr std::uint32_t kCratersMaxDensity = 100000;
+
 #pragma pack(push, 1)
 // The current layout; the older one is 4 bytes shorter at the end.
 template <std::size_t Reserved>

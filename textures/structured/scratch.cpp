@@ -1,8 +1,15 @@
 #include "textures/structured/scratch.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
+#include "common/detmath.h"
+#include "common/lines.h"
 #include "common/page.h"
+#include "common/parallel.h"
+#include "common/random.h"
+#include "common/surface.h"
 #include "plugin/catalogue.h"
 #include "plugin/page_fields.h"
 
@@ -92,7 +99,198 @@ int ResetLines(ScratchParameters* b, const char* signature, const PageTable& pag
     return 1;
 }
 
+// Bounds past which a damaged block cannot be drawn safely (coordinates and
+// products stay well inside 32 bits); the pages stay far below them.
+constexpr int kMaxComplexity = 65536;
+constexpr int kMaxPen = 1024;
+constexpr int kMaxStep = 4096;
+
+// What both kinds set up before their lines: the seeded generator, the
+// colour list and an open surface of the background colour.
+struct LineCanvas {
+    Rng rng;
+    std::uint32_t colours[5] = {};
+    int count = 0;
+    int w = 0, h = 0, cx = 0, cy = 0;
+    bool antialias = false;
+    int pen = 1;
+    DrawSurface surface;
+
+    // Lines are made in order on one thread, then drawn a batch at a time
+    // with the picture split into one band of rows per core; each band
+    // draws the whole batch in order, so the picture is the one drawn line
+    // by line.
+    struct Segment {
+        int x0, y0, x1, y1;
+        std::uint32_t colour;
+    };
+    static constexpr std::size_t kBatch = 1 << 15;
+    std::vector<Segment> batch;
+
+    void Line(int x0, int y0, int x1, int y1, std::uint32_t colour) {
+        batch.push_back({x0, y0, x1, y1, colour});
+        if (batch.size() >= kBatch) Flush();
+    }
+
+    void Flush() {
+        const int parts = std::max(1, std::min(WorkerThreads(), h));
+        PlanWork(parts);
+        ParallelRows(parts, [&](int p0, int p1) {
+            const int top = int(std::int64_t(p0) * h / parts);
+            const int bottom = int(std::int64_t(p1) * h / parts);
+            for (const Segment& s : batch)
+                DrawLineRows(surface.view, s.x0, s.y0, s.x1, s.y1, pen, s.colour, top, bottom);
+        });
+        batch.clear();
+    }
+
+    bool Open(MasterTextureRecord* rec, ScratchParameters* b, std::uint32_t widthId,
+              std::uint32_t depthId, std::uint32_t seedId) {
+        b->width = ReadPageInteger(rec->dialog, widthId);
+        b->depth = ReadPageInteger(rec->dialog, depthId);
+        b->seed = ReadPageInteger(rec->dialog, seedId);
+        rng.Seed(std::uint32_t(b->seed));
+        colours[count++] = b->foreground[0];
+        colours[count++] = b->foreground[1];
+        for (int i = 0; i < 3; ++i)
+            if (b->enable[i]) colours[count++] = b->foreground[2 + i];
+        antialias = b->antialias != 0;
+        const int scale = antialias ? 2 : 1;
+        if (b->width < 1 || b->depth < 1 || b->width > 32767 || b->depth > 32767) return false;
+        w = b->width * scale;
+        h = b->depth * scale;
+        cx = w / 2;
+        cy = h / 2;
+        if (cx < 1 || cy < 1 || b->complexity / 2 < 1 || b->complexity > kMaxComplexity)
+            return false;
+        return OpenSurface(&surface, w, h, b->background);
+    }
+
+    // Two different colours (at most 36 draws for the second) and a blend
+    // of them in single precision, truncated.
+    std::uint32_t PenColour() {
+        const int a = rng.Next() % count;
+        int b = rng.Next() % count;
+        for (int draws = 1; b == a && draws < 36; ++draws) b = rng.Next() % count;
+        const float t = float(double(rng.Next() % 100) / 100.0);
+        std::uint32_t pen = 0;
+        for (int shift = 0; shift < 24; shift += 8) {
+            const float ca = float((colours[a] >> shift) & 0xFF);
+            const float cb = float((colours[b] >> shift) & 0xFF);
+            pen |= std::uint32_t(int(ca * (1.0f - t) + cb * t)) << shift;
+        }
+        return pen;
+    }
+
+    int Start(int centre) {
+        if (rng.Next() & 1) return centre + rng.Next() % centre;
+        return centre - rng.Next() % centre;
+    }
+
+    // The finished picture, reduced to half in each direction when drawn
+    // double; a failed reduction leaves the larger picture.
+    MemHandle Finish() {
+        Flush();
+        const MemHandle full = FinishSurface(&surface);
+        if (!antialias) return full;
+        const MemHandle narrow = ReduceWidth(full, 50);
+        if (!narrow) return full;
+        const MemHandle half = ReduceDepth(narrow, 50);
+        MemFree(narrow);
+        if (!half) return full;
+        MemFree(full);
+        return half;
+    }
+};
+
+int Abs(int v) {
+    return v < 0 ? -v : v;
+}
+
+// Next heading by the parity of a draw: turning an eighth of a circle, the
+// even draws clockwise from the left half and anticlockwise from the right.
+constexpr int kTurn[8][2] = {{7, 1}, {2, 0}, {3, 1}, {4, 2}, {5, 3}, {6, 4}, {5, 7}, {6, 0}};
+constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
+
 }  // namespace
+
+MemHandle ScratchRender(MasterTextureRecord* rec) {
+    ScratchParameters* b = ScratchBlock(rec);
+    LineCanvas k;
+    if (b->fraction < 1 || b->lineSize > kMaxPen) return 0;
+    if (!k.Open(rec, b, kScratchWidthId, kScratchDepthId, kScratchSeedId)) return 0;
+    const std::int64_t smaller = k.w < k.h ? k.w : k.h;
+    std::int64_t limit = smaller * b->angle / 1000;
+    const int floor = k.antialias ? 4 : 2;
+    if (limit < floor) limit = floor;
+    k.pen = k.antialias ? b->lineSize * 2 : b->lineSize;
+    const int stepX = k.w / b->fraction, stepY = k.h / b->fraction;
+    if (stepX < 1 || stepY < 1) {
+        DiscardSurface(&k.surface);
+        return 0;
+    }
+    const int half = b->complexity / 2;
+    int px = -1, py = -1;
+    for (int s = 0; s < b->iterations; ++s) {
+        const std::uint32_t colour = k.PenColour();
+        k.rng.Next();  // two draws the picture does not use
+        k.rng.Next();
+        const int x0 = k.Start(k.cx), y0 = k.Start(k.cy);
+        int x = x0, y = y0;
+        const int n = k.rng.Next() % half + half;
+        for (int i = 0; i < n; ++i) {
+            int nx = 0, ny = 0;
+            for (int attempt = 1; attempt <= 36; ++attempt) {
+                const int dx = (k.rng.Next() & 1) ? k.rng.Next() % stepX : -(k.rng.Next() % stepX);
+                const int dy = (k.rng.Next() & 1) ? k.rng.Next() % stepY : -(k.rng.Next() % stepY);
+                nx = Abs(x0 + dx);
+                ny = Abs(y0 + dy);
+                if (b->angle < 1 || px < 0 || py < 0) break;
+                if (Abs(nx - px) > limit && Abs(ny - py) > limit) break;
+            }
+            k.Line(x, y, nx, ny, colour);
+            x = px = nx;
+            y = py = ny;
+        }
+    }
+    return k.Finish();
+}
+
+MemHandle ThreadsRender(MasterTextureRecord* rec) {
+    ThreadsParameters* b = ThreadsBlock(rec);
+    LineCanvas k;
+    if (b->fraction > kMaxPen || b->lineSize > kMaxStep || b->lineSize < -kMaxStep) return 0;
+    if (!k.Open(rec, b, kThreadsWidthId, kThreadsDepthId, kThreadsSeedId)) return 0;
+    const int step = k.antialias ? b->lineSize * 2 : b->lineSize;
+    k.pen = k.antialias ? b->fraction * 2 : b->fraction;
+    const int half = b->complexity / 2;
+    const std::int64_t twist = std::int64_t(b->angle) - 3;
+    for (int s = 0; s < b->iterations; ++s) {
+        const std::uint32_t colour = k.PenColour();
+        int d = k.rng.Next() & 7;
+        k.rng.Next();  // two draws the picture does not use
+        k.rng.Next();
+        int x = k.Start(k.cx), y = k.Start(k.cy);
+        int drawnX = x, drawnY = y;
+        const int n = k.rng.Next() % half + half;
+        int last = -1;
+        for (int drawn = 0; drawn < n;) {
+            d = kTurn[d][k.rng.Next() & 1];
+            if (d == last) continue;
+            const std::int64_t degrees = 45 * (d + 1) + twist + k.rng.Next() % 6;
+            const double theta = double(degrees) * kRadiansPerDegree;
+            x += int(step * DetSin(theta));
+            y += int(-step * DetCos(theta));
+            // The thread runs on outside; only what is drawn is mirrored in.
+            k.Line(drawnX, drawnY, Abs(x), Abs(y), colour);
+            drawnX = Abs(x);
+            drawnY = Abs(y);
+            last = d;
+            ++drawn;
+        }
+    }
+    return k.Finish();
+}
 
 const PageTable& ScratchPageTable() {
     return kScratchPage;
@@ -125,6 +323,7 @@ const KindDescriptor kScratchKind = {
     .blockOffset = kScratchOffset,
     .blockSize = sizeof(ScratchParameters),
     .page = &kScratchPage,
+    .render = ScratchRender,
     .reset = ScratchReset,
     .query = ScratchQuery,
     .presetList = kScratchPresetListId,
@@ -137,6 +336,7 @@ const KindDescriptor kThreadsKind = {
     .blockOffset = kThreadsOffset,
     .blockSize = sizeof(ThreadsParameters),
     .page = &kThreadsPage,
+    .render = ThreadsRender,
     .reset = ThreadsReset,
     .query = ScratchQuery,
     .presetList = kThreadsPresetListId,

@@ -78,6 +78,8 @@ enum : std::uint32_t {
 const PageTable& ScratchPageTable();
 const PageTable& ThreadsPageTable();
 
+MemHandle ScratchRender(MasterTextureRecord* rec);
+MemHandle ThreadsRender(MasterTextureRecord* rec);
 int ScratchReset(MasterTextureRecord* rec);
 int ThreadsReset(MasterTextureRecord* rec);
 // The one query of both kinds.

@@ -1,0 +1,648 @@
+// The coherent-noise image service.
+//
+// Image rule. The picture is a square of Size x Size pixels. Every pattern
+// is defined on the unit square, pixel (x, y) being sampled at
+// ((x + 0.5) / Size, (y + 0.5) / Size), so one request gives the same
+// picture at every Size, with more detail the larger it is.
+//
+// Noise core. Two-dimensional gradient noise on an integer lattice: the
+// corners of a cell are hashed through a 1024-entry permutation drawn from
+// the seed to one of 1024 unit gradients at seeded angles, and the four
+// corner ramps are blended with a fade curve. A cellular basis (one seeded
+// feature point per cell, nearest two of the 3 x 3 cells around a sample)
+// gives granite its crystals. Every octave of every fractal has its own
+// seeded hash offset and sub-cell shift, so no two octaves share lattice
+// points.
+//
+// Fractal sums. Octave k of a sum has base x lacunarity^k cells across the
+// picture and amplitude gain^k (lacunarity 2 and gain 1/2 unless a look
+// says otherwise); the sum is divided by the total amplitude of all the
+// octaves asked for, so it keeps its range whatever the count. An octave
+// whose cells would be smaller than two pixels is not computed, nor any
+// finer one: it could only alias. The first octave is always computed.
+// Detail is therefore bounded by Size, not by the octave count: 63 octaves
+// cost at most about log2(Size / base) octaves.
+//
+// Tileable. Every octave's cell count is rounded to a whole number (at
+// least 1) and its lattice wraps with that period, so the right edge meets
+// the left and the bottom the top. Without the flag the counts are exact.
+//
+// Quality. 0 Fast: cubic fade 3t^2 - 2t^3. 1 Standard: quintic fade
+// 6t^5 - 15t^4 + 10t^3, smooth in its second derivative too. 2 Best: the
+// quintic fade and 2 x 2 samples per pixel, averaged, which smooths the
+// hard edges of crystals, rings and crests.
+//
+// Looks (f is the request's frequency; "cells" count across the picture).
+// Each look reduces the noise to a value t in 0 .. 1 that runs through a
+// ramp of the request's colours, colour 1 at t = 0 and the last at t = 1,
+// at stops placed for the look.
+// - Terrain: height = sum over 3 cells with the octaves asked for; the
+//   ramp puts the sea level at the fourth colour. Complex adds ridged
+//   mountains (6 cells, one more octave) that rise only over land. Land is
+//   lit from the top left by its slope between neighbouring samples.
+// - Jade: a sum over 2f cells with the request's second scale factor as
+//   lacunarity, its domain bent by a soft two-octave warp; the middle
+//   colour lies on the zero line of the sum, so it forms the veins.
+// - Sky: a sum over 2f cells sharpened into clouds; colours 1 and 2 are the
+//   sky, the rest the clouds, thickest at the last.
+// - Sea: ridged waves over f cells across and 3f down, so crests run
+//   sideways, bent by a slow warp; colour 3 on the crests. The octave count
+//   is what sea sends for its power.
+// - Slime: a billowed sum over 2f cells under a strong warp, glossy at its
+//   peaks.
+// - Granite: cellular crystals over 8f cells, octave k at 8f x 2^k cells;
+//   each crystal takes one of the seven colours by the weighted sum of its
+//   cells' seeded values, with a faint grain.
+// - Wood: 6f rings down the picture, bent by a sum over 2f cells with the
+//   octaves asked for (one from the plug-in), with a fine stretched grain;
+//   colour 1 is early wood, colour 3 the ring line.
+// - Turbulence: a four-colour height sum over 3 cells (six octaves) whose
+//   domain is displaced by power x 0.25 of the picture times a sum over
+//   2f cells.
+//
+// Threads. Rows are spread over the cores; every pixel is a function of the
+// request and its position only, so the picture is the same with any
+// number of threads. Rows are written straight into the output block in
+// batches of at most 256 samples, so no full-size working image exists.
+#include "noisesvc/noise_service.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "common/detmath.h"
+#include "common/image.h"
+#include "common/parallel.h"
+#include "common/random.h"
+
+namespace tsn {
+
+namespace {
+
+constexpr int kTable = 1024;
+constexpr int kMask = kTable - 1;
+constexpr int kMaxOctaves = 64;
+constexpr int kFractals = 4;
+constexpr int kBatch = 256;         // samples per batch
+constexpr int kChunk = kBatch + 1;  // room for one neighbour more
+constexpr int kRamp = 1024;
+constexpr std::uint32_t kMaxSize = 32760;
+// Brings two-dimensional gradient noise with unit gradients near -1 .. 1.
+constexpr float kGradientGain = 1.4142f;
+
+struct Lattice {
+    float scaleX, scaleY;  // cells per picture unit
+    float shiftX, shiftY;  // sub-cell shift
+    int periodX, periodY;  // wrap; kTable when not tileable
+    int hashX, hashY;
+};
+
+enum class Shape { Plain, Ridge, Billow };
+
+struct Fractal {
+    int count = 0;
+    Shape shape = Shape::Plain;
+    float scale = 1;  // 1 / total amplitude
+    float amplitude[kMaxOctaves];
+    Lattice lattice[kMaxOctaves];
+};
+
+struct Service;
+using PlanFn = void (*)(Service&);
+using ShadeFn = void (*)(const Service&, const float* X, const float* Y, int n, std::uint8_t* rgb);
+
+struct Service {
+    // What the request says, whatever its kind.
+    int size = 0;
+    std::uint32_t seed = 0;
+    bool tileable = false, complex = false;
+    int quality = 1;
+    int octaves = 1;
+    double frequency = 1, power = 0, secondScale = 2;
+    const std::uint32_t* colours = nullptr;
+    int colourCount = 0;
+    ShadeFn shade = nullptr;
+
+    bool quintic = true;
+    int samples = 1;  // per pixel along each axis
+    float step = 1;   // between samples, in picture units
+    std::uint16_t perm[kTable];
+    float gx[kTable], gy[kTable];
+    float jx[kTable], jy[kTable];  // feature points inside their cells
+    float value[kTable];           // a seeded value per cell, 0 .. 1
+    Fractal fractal[kFractals];
+    std::uint8_t ramp[kRamp][3];
+};
+
+// ---- noise core ----
+
+inline int FloorInt(float x) {
+    const int i = int(x);
+    return i - (x < float(i) ? 1 : 0);
+}
+
+inline int Wrap(int i, int period) {
+    if (unsigned(i) < unsigned(period)) return i;
+    i %= period;
+    return i < 0 ? i + period : i;
+}
+
+inline float Fade(float t, bool quintic) {
+    return quintic ? t * t * t * (t * (t * 6.0f - 15.0f) + 10.0f) : t * t * (3.0f - 2.0f * t);
+}
+
+inline float Clamp01(float v) {
+    return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v);
+}
+
+inline float SmoothStep(float a, float b, float v) {
+    const float t = Clamp01((v - a) / (b - a));
+    return t * t * (3.0f - 2.0f * t);
+}
+
+// In three passes over the batch: the lattice cell, fractions and fades
+// (vectorised), the corner gradients through the hash (scalar lookups),
+// then the blends (vectorised).
+void GradientNoise(const Service& s, const Lattice& l, const float* X, const float* Y, int n,
+                   float* out) {
+    int ix[kChunk], iy[kChunk];
+    float fx[kChunk], fy[kChunk], u[kChunk], v[kChunk];
+    float n00[kChunk], n10[kChunk], n01[kChunk], n11[kChunk];
+    for (int i = 0; i < n; ++i) {
+        const float x = X[i] * l.scaleX + l.shiftX, y = Y[i] * l.scaleY + l.shiftY;
+        ix[i] = FloorInt(x);
+        iy[i] = FloorInt(y);
+        fx[i] = x - float(ix[i]);
+        fy[i] = y - float(iy[i]);
+    }
+    if (s.quintic) {
+        for (int i = 0; i < n; ++i) u[i] = Fade(fx[i], true), v[i] = Fade(fy[i], true);
+    } else {
+        for (int i = 0; i < n; ++i) u[i] = Fade(fx[i], false), v[i] = Fade(fy[i], false);
+    }
+    const std::uint16_t* p = s.perm;
+    for (int i = 0; i < n; ++i) {
+        const int a = p[(Wrap(ix[i], l.periodX) + l.hashX) & kMask];
+        const int b = p[(Wrap(ix[i] + 1, l.periodX) + l.hashX) & kMask];
+        const int y0 = Wrap(iy[i], l.periodY) + l.hashY, y1 = Wrap(iy[i] + 1, l.periodY) + l.hashY;
+        const int h00 = p[(a + y0) & kMask], h10 = p[(b + y0) & kMask];
+        const int h01 = p[(a + y1) & kMask], h11 = p[(b + y1) & kMask];
+        const float x = fx[i], y = fy[i];
+        n00[i] = s.gx[h00] * x + s.gy[h00] * y;
+        n10[i] = s.gx[h10] * (x - 1.0f) + s.gy[h10] * y;
+        n01[i] = s.gx[h01] * x + s.gy[h01] * (y - 1.0f);
+        n11[i] = s.gx[h11] * (x - 1.0f) + s.gy[h11] * (y - 1.0f);
+    }
+    for (int i = 0; i < n; ++i) {
+        const float n0 = n00[i] + u[i] * (n10[i] - n00[i]);
+        const float n1 = n01[i] + u[i] * (n11[i] - n01[i]);
+        out[i] = (n0 + v[i] * (n1 - n0)) * kGradientGain;
+    }
+}
+
+// Distances to the nearest and second-nearest feature points (in cells)
+// and the nearest one's seeded value.
+void CellularNoise(const Service& s, const Lattice& l, const float* X, const float* Y, int n,
+                   float* f1, float* f2, float* value) {
+    const std::uint16_t* p = s.perm;
+    for (int i = 0; i < n; ++i) {
+        const float x = X[i] * l.scaleX + l.shiftX, y = Y[i] * l.scaleY + l.shiftY;
+        const int ix = FloorInt(x), iy = FloorInt(y);
+        float d1 = 1e30f, d2 = 1e30f;
+        int nearest = 0;
+        for (int dy = -1; dy <= 1; ++dy) {
+            const int cy = Wrap(iy + dy, l.periodY) + l.hashY;
+            const float ry = float(iy + dy) - y;
+            for (int dx = -1; dx <= 1; ++dx) {
+                const int h = p[(p[(Wrap(ix + dx, l.periodX) + l.hashX) & kMask] + cy) & kMask];
+                const float ex = float(ix + dx) + s.jx[h] - x, ey = ry + s.jy[h];
+                const float d = ex * ex + ey * ey;
+                if (d < d1) {
+                    d2 = d1;
+                    d1 = d;
+                    nearest = h;
+                } else if (d < d2) {
+                    d2 = d;
+                }
+            }
+        }
+        // The square root is correctly rounded in IEEE arithmetic, so it
+        // gives the same bits everywhere.
+        f1[i] = std::sqrt(d1);
+        f2[i] = std::sqrt(d2);
+        value[i] = s.value[nearest];
+    }
+}
+
+void Sum(const Service& s, const Fractal& f, const float* X, const float* Y, int n, float* out) {
+    float v[kChunk];
+    std::fill(out, out + n, 0.0f);
+    for (int k = 0; k < f.count; ++k) {
+        GradientNoise(s, f.lattice[k], X, Y, n, v);
+        const float a = f.amplitude[k];
+        switch (f.shape) {
+            case Shape::Plain:
+                for (int i = 0; i < n; ++i) out[i] += a * v[i];
+                break;
+            case Shape::Ridge:
+                for (int i = 0; i < n; ++i) out[i] += a * (1.0f - std::fabs(v[i]));
+                break;
+            case Shape::Billow:
+                for (int i = 0; i < n; ++i) out[i] += a * std::fabs(v[i]);
+                break;
+        }
+    }
+    for (int i = 0; i < n; ++i) out[i] *= f.scale;
+}
+
+// Bends the domain: X' = X + strength * sum a, Y' = Y + strength * sum b.
+void Warp(const Service& s, const Fractal& a, const Fractal& b, float strength, const float* X,
+          const float* Y, int n, float* WX, float* WY) {
+    float d[kChunk];
+    Sum(s, a, X, Y, n, d);
+    for (int i = 0; i < n; ++i) WX[i] = X[i] + strength * d[i];
+    Sum(s, b, X, Y, n, d);
+    for (int i = 0; i < n; ++i) WY[i] = Y[i] + strength * d[i];
+}
+
+void Colour(const Service& s, const float* t, int n, std::uint8_t* rgb) {
+    for (int i = 0; i < n; ++i) {
+        const int k = int(Clamp01(t[i]) * float(kRamp - 1) + 0.5f);
+        std::memcpy(rgb + 3 * i, s.ramp[k], 3);
+    }
+}
+
+// ---- planning ----
+
+std::uint32_t ChannelSeed(std::uint32_t seed, int channel) {
+    return seed * 2654435761u + std::uint32_t(channel) * 40503u + 1u;
+}
+
+// Octave lattices of a sum. `aspectX`, `aspectY` multiply the cell counts
+// of each axis. The draws of each channel come from their own generator,
+// so which octaves a Size cuts never changes the others.
+void Plan(Service& s, int channel, double cells, double lacunarity, double gain, int octaves,
+          Shape shape, int aspectX = 1, int aspectY = 1) {
+    Fractal& f = s.fractal[channel];
+    Rng rng;
+    rng.Seed(ChannelSeed(s.seed, channel));
+    f.shape = shape;
+    f.count = 0;
+    double c = cells, amplitude = 1, total = 0;
+    bool cut = false;
+    for (int k = 0; k < octaves; ++k, c *= lacunarity, amplitude *= gain) {
+        total += amplitude;
+        const double whole = s.tileable ? std::max(1.0, double(std::int64_t(c + 0.5))) : c;
+        const double finest = whole * double(std::max(aspectX, aspectY));
+        cut = cut || (k > 0 && finest * 2.0 > double(s.size));
+        if (cut) continue;
+        Lattice& l = f.lattice[f.count];
+        l.scaleX = float(whole * aspectX);
+        l.scaleY = float(whole * aspectY);
+        l.periodX = s.tileable ? int(whole) * aspectX : kTable;
+        l.periodY = s.tileable ? int(whole) * aspectY : kTable;
+        l.shiftX = float(rng.Next()) / 32768.0f;
+        l.shiftY = float(rng.Next()) / 32768.0f;
+        l.hashX = rng.Next() & kMask;
+        l.hashY = rng.Next() & kMask;
+        f.amplitude[f.count++] = float(amplitude);
+    }
+    f.scale = float(1.0 / total);
+}
+
+void BuildTables(Service& s) {
+    Rng rng;
+    rng.Seed(s.seed);
+    for (int i = 0; i < kTable; ++i) s.perm[i] = std::uint16_t(i);
+    for (int i = kTable - 1; i > 0; --i) std::swap(s.perm[i], s.perm[rng.Next() % (i + 1)]);
+    constexpr double kTwoPi = 6.283185307179586;
+    for (int i = 0; i < kTable; ++i) {
+        const double angle = double(rng.Next()) * (kTwoPi / 32768.0);
+        s.gx[i] = float(DetCos(angle));
+        s.gy[i] = float(DetSin(angle));
+    }
+    for (int i = 0; i < kTable; ++i) {
+        s.jx[i] = float(rng.Next()) / 32768.0f;
+        s.jy[i] = float(rng.Next()) / 32768.0f;
+        s.value[i] = float(rng.Next()) / 32767.0f;
+    }
+}
+
+// The colours at positions `at` (ascending, first 0 and last 1), blended
+// linearly between them.
+void BuildRamp(Service& s, const float* at) {
+    const int n = s.colourCount;
+    for (int k = 0; k < kRamp; ++k) {
+        const float t = float(k) / float(kRamp - 1);
+        int j = 0;
+        while (j < n - 2 && t > at[j + 1]) ++j;
+        const float span = at[j + 1] - at[j];
+        const float w = span > 0 ? Clamp01((t - at[j]) / span) : 1.0f;
+        for (int c = 0; c < 3; ++c) {
+            const float a = float((s.colours[j] >> (8 * c)) & 0xFF);
+            const float b = float((s.colours[j + 1] >> (8 * c)) & 0xFF);
+            s.ramp[k][c] = std::uint8_t(a + w * (b - a) + 0.5f);
+        }
+    }
+}
+
+// ---- looks ----
+
+void PlanTerrain(Service& s) {
+    Plan(s, 0, 3, 2, 0.5, s.octaves, Shape::Plain);
+    Plan(s, 1, 6, 2, 0.5, s.octaves + 1, Shape::Ridge);
+    const float at[8] = {0.0f, 0.36f, 0.47f, 0.5f, 0.53f, 0.66f, 0.8f, 1.0f};
+    BuildRamp(s, at);
+}
+void TerrainHeight(const Service& s, const float* X, const float* Y, int n, float* t) {
+    float r[kChunk];
+    Sum(s, s.fractal[0], X, Y, n, t);
+    for (int i = 0; i < n; ++i) t[i] = 0.5f + 0.9f * t[i];
+    if (!s.complex) return;
+    Sum(s, s.fractal[1], X, Y, n, r);
+    for (int i = 0; i < n; ++i) t[i] += 0.25f * SmoothStep(0.5f, 0.65f, t[i]) * r[i] * r[i];
+}
+// Land is lit from the top left by the slope to the next sample right and
+// the one above; the sea stays flat.
+void ShadeTerrain(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float x[kChunk], y[kChunk], t[kChunk], above[kChunk];
+    std::copy(X, X + n, x);
+    x[n] = X[n - 1] + s.step;
+    std::fill(y, y + n + 1, Y[0]);
+    TerrainHeight(s, x, y, n + 1, t);
+    std::fill(y, y + n, Y[0] - s.step);
+    TerrainHeight(s, x, y, n, above);
+    Colour(s, t, n, rgb);
+    const float gain = 0.04f / s.step;
+    for (int i = 0; i < n; ++i) {
+        if (t[i] <= 0.5f) continue;
+        const float slope = (t[i + 1] - t[i]) + (above[i] - t[i]);
+        const float light = std::clamp(1.0f - gain * slope, 0.55f, 1.3f);
+        for (int c = 0; c < 3; ++c)
+            rgb[3 * i + c] = std::uint8_t(std::min(255.0f, float(rgb[3 * i + c]) * light) + 0.5f);
+    }
+}
+
+void PlanJade(Service& s) {
+    Plan(s, 0, 2 * s.frequency, s.secondScale, 0.5, s.octaves, Shape::Plain);
+    Plan(s, 1, s.frequency, 2, 0.5, 2, Shape::Plain);
+    Plan(s, 2, s.frequency, 2, 0.5, 2, Shape::Plain);
+    const float at[5] = {0.0f, 0.4f, 0.5f, 0.6f, 1.0f};
+    BuildRamp(s, at);
+}
+void ShadeJade(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
+    Warp(s, s.fractal[1], s.fractal[2], 0.25f, X, Y, n, wx, wy);
+    Sum(s, s.fractal[0], wx, wy, n, t);
+    for (int i = 0; i < n; ++i) t[i] = 0.5f + 1.2f * t[i];
+    Colour(s, t, n, rgb);
+}
+
+void PlanSky(Service& s) {
+    Plan(s, 0, 2 * s.frequency, 2, 0.5, s.octaves, Shape::Plain);
+    const float at[6] = {0.0f, 0.45f, 0.58f, 0.7f, 0.85f, 1.0f};
+    BuildRamp(s, at);
+}
+void ShadeSky(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float t[kChunk];
+    Sum(s, s.fractal[0], X, Y, n, t);
+    for (int i = 0; i < n; ++i) t[i] = 0.3f + 1.2f * t[i];
+    Colour(s, t, n, rgb);
+}
+
+void PlanSea(Service& s) {
+    Plan(s, 0, s.frequency, 2, 0.5, s.octaves, Shape::Ridge, 1, 3);
+    Plan(s, 1, s.frequency, 2, 0.5, 2, Shape::Plain);
+    Plan(s, 2, s.frequency, 2, 0.5, 2, Shape::Plain);
+    const float at[3] = {0.0f, 0.6f, 1.0f};
+    BuildRamp(s, at);
+}
+void ShadeSea(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
+    Warp(s, s.fractal[1], s.fractal[2], 0.08f, X, Y, n, wx, wy);
+    Sum(s, s.fractal[0], wx, wy, n, t);
+    for (int i = 0; i < n; ++i) t[i] = SmoothStep(0.35f, 0.95f, t[i]);
+    Colour(s, t, n, rgb);
+}
+
+void PlanSlime(Service& s) {
+    Plan(s, 0, 2 * s.frequency, 2, 0.5, s.octaves, Shape::Billow);
+    Plan(s, 1, s.frequency, 2, 0.5, 3, Shape::Plain);
+    Plan(s, 2, s.frequency, 2, 0.5, 3, Shape::Plain);
+    const float at[3] = {0.0f, 0.55f, 1.0f};
+    BuildRamp(s, at);
+}
+void ShadeSlime(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
+    Warp(s, s.fractal[1], s.fractal[2], 0.35f, X, Y, n, wx, wy);
+    Sum(s, s.fractal[0], wx, wy, n, t);
+    for (int i = 0; i < n; ++i) t[i] = 1.0f - Clamp01(t[i] * 2.2f);
+    for (int i = 0; i < n; ++i) t[i] = t[i] * t[i];
+    Colour(s, t, n, rgb);
+}
+
+void PlanGranite(Service& s) {
+    Plan(s, 0, 12 * s.frequency, 2, 0.5, s.octaves, Shape::Plain);
+    Plan(s, 1, 96 * s.frequency, 2, 0.5, 1, Shape::Plain);
+}
+// Every octave is a layer of smaller crystals; a crystal of a finer layer
+// shows over the coarser ones where its seeded value is below 0.4.
+void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float f1[kChunk], f2[kChunk], v[kChunk], pick[kChunk], grain[kChunk];
+    const Fractal& f = s.fractal[0];
+    for (int k = 0; k < f.count; ++k) {
+        CellularNoise(s, f.lattice[k], X, Y, n, f1, f2, v);
+        for (int i = 0; i < n; ++i) {
+            const float over = k == 0 ? 0.0f : v[i] * 2.5f;
+            if (over < 1.0f) pick[i] = k == 0 ? v[i] : over;
+        }
+    }
+    GradientNoise(s, s.fractal[1].lattice[0], X, Y, n, grain);
+    for (int i = 0; i < n; ++i) {
+        const int c = std::min(s.colourCount - 1, int(pick[i] * float(s.colourCount)));
+        const float shade = 1.0f + 0.1f * grain[i];
+        for (int ch = 0; ch < 3; ++ch) {
+            const float b = float((s.colours[c] >> (8 * ch)) & 0xFF) * shade;
+            rgb[3 * i + ch] = std::uint8_t(std::min(255.0f, b) + 0.5f);
+        }
+    }
+}
+
+void PlanWood(Service& s) {
+    Plan(s, 0, 2 * s.frequency, 2, 0.5, s.octaves, Shape::Plain);
+    Plan(s, 1, 3, 2, 0.6, 3, Shape::Plain, 1, 24);
+    const float at[3] = {0.0f, 0.8f, 1.0f};
+    BuildRamp(s, at);
+}
+void ShadeWood(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float bend[kChunk], grain[kChunk], t[kChunk];
+    Sum(s, s.fractal[0], X, Y, n, bend);
+    Sum(s, s.fractal[1], X, Y, n, grain);
+    const double across = 10 * s.frequency;
+    const float rings =
+        float(s.tileable ? std::max(1.0, double(std::int64_t(across + 0.5))) : across);
+    for (int i = 0; i < n; ++i) {
+        const float d = Y[i] * rings + 1.5f * bend[i] + 0.04f * grain[i];
+        const float r = d - float(FloorInt(d));
+        t[i] = Clamp01(0.85f * SmoothStep(0.5f, 0.97f, r) + 0.15f * r + 0.45f * grain[i]);
+    }
+    Colour(s, t, n, rgb);
+}
+
+void PlanTurbulence(Service& s) {
+    Plan(s, 0, 3, 2, 0.5, 6, Shape::Plain);
+    Plan(s, 1, 2 * s.frequency, 2, 0.5, 3, Shape::Plain);
+    Plan(s, 2, 2 * s.frequency, 2, 0.5, 3, Shape::Plain);
+    const float at[4] = {0.0f, 0.4f, 0.65f, 1.0f};
+    BuildRamp(s, at);
+}
+void ShadeTurbulence(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+    float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
+    Warp(s, s.fractal[1], s.fractal[2], float(0.25 * s.power), X, Y, n, wx, wy);
+    Sum(s, s.fractal[0], wx, wy, n, t);
+    for (int i = 0; i < n; ++i) t[i] = 0.5f + 1.1f * t[i];
+    Colour(s, t, n, rgb);
+}
+
+// ---- reading the request ----
+
+bool Finite(double v) {
+    return v == v && v - v == 0.0;
+}
+
+template <class B>
+void ReadCommon(const B& b, Service& s) {
+    s.size = int(std::min<std::uint32_t>(b.size, kMaxSize + 1));
+    s.tileable = b.tileable != 0;
+    s.seed = b.seed;
+    s.quality = int(std::min<std::uint32_t>(b.quality, 2));
+    s.colours = b.colours;
+    s.colourCount = int(sizeof b.colours / sizeof b.colours[0]);
+}
+
+template <class B>
+void ReadOctaves(const B& b, Service& s) {
+    s.octaves = int(std::clamp<std::uint32_t>(b.octaves, 1, kMaxOctaves));
+}
+
+// Fills `s` from the request; false for a request that makes no picture.
+bool ReadRequest(const NoiseImageRequest& r, Service& s) {
+    PlanFn plan = nullptr;
+    switch (r.kind) {
+        case kNoiseJade:
+            ReadCommon(r.jade, s);
+            ReadOctaves(r.jade, s);
+            s.frequency = r.jade.frequency;
+            s.secondScale = r.jade.secondScale;
+            if (!Finite(s.secondScale) || s.secondScale < 1.0 || s.secondScale > 4.0) return false;
+            plan = PlanJade, s.shade = ShadeJade;
+            break;
+        case kNoiseWood:
+            ReadCommon(r.wood, s);
+            ReadOctaves(r.wood, s);
+            s.frequency = r.wood.frequency;
+            plan = PlanWood, s.shade = ShadeWood;
+            break;
+        case kNoiseGranite:
+            ReadCommon(r.granite, s);
+            ReadOctaves(r.granite, s);
+            s.frequency = r.granite.frequency;
+            plan = PlanGranite, s.shade = ShadeGranite;
+            break;
+        case kNoiseSky:
+            ReadCommon(r.sky, s);
+            ReadOctaves(r.sky, s);
+            s.frequency = r.sky.frequency;
+            plan = PlanSky, s.shade = ShadeSky;
+            break;
+        case kNoiseSea:
+            ReadCommon(r.sea, s);
+            ReadOctaves(r.sea, s);
+            s.frequency = r.sea.frequency;
+            plan = PlanSea, s.shade = ShadeSea;
+            break;
+        case kNoiseSlime:
+            ReadCommon(r.slime, s);
+            ReadOctaves(r.slime, s);
+            s.frequency = r.slime.frequency;
+            plan = PlanSlime, s.shade = ShadeSlime;
+            break;
+        case kNoiseTerrain:
+            ReadCommon(r.terrain, s);
+            ReadOctaves(r.terrain, s);
+            s.complex = r.terrain.complex != 0;
+            plan = PlanTerrain, s.shade = ShadeTerrain;
+            break;
+        case kNoiseTurbulence:
+            ReadCommon(r.turbulence, s);
+            s.frequency = r.turbulence.frequency;
+            s.power = r.turbulence.power;
+            if (!Finite(s.power) || s.power < 0.0 || s.power > 16.0) return false;
+            plan = PlanTurbulence, s.shade = ShadeTurbulence;
+            break;
+        default:
+            return false;
+    }
+    // Frequencies keep every lattice far inside the range of its integers.
+    if (s.size < 1 || s.size > int(kMaxSize)) return false;
+    if (!Finite(s.frequency) || s.frequency < 0.01 || s.frequency > 1000.0) return false;
+    s.quintic = s.quality >= 1;
+    s.samples = s.quality >= 2 ? 2 : 1;
+    s.step = float(1.0 / (double(s.size) * s.samples));
+    BuildTables(s);
+    plan(s);
+    return true;
+}
+
+}  // namespace
+
+MemHandle CreateNoiseImage(const NoiseImageRequest* request) {
+    if (!request) return 0;
+    // The request is copied at once; the service keeps nothing of the caller's.
+    NoiseImageRequest r;
+    std::memcpy(&r, request, sizeof r);
+    Service s;
+    if (!ReadRequest(r, s)) return 0;
+    const MemHandle image = NewImage(s.size, s.size);
+    ImageView v;
+    if (!image || !LockImage(image, &v)) {
+        MemFree(image);
+        return 0;
+    }
+    const int ss = s.samples, perBatch = kBatch / ss;
+    const double samplesAcross = double(s.size) * ss;
+    PlanWork(s.size);
+    ParallelRows(s.size, [&](int y0, int y1) {
+        float X[kChunk], Y[kChunk];
+        std::uint8_t rgb[3 * kChunk];
+        int sum[3 * kChunk];
+        for (int y = y0; y < y1; ++y) {
+            std::uint8_t* row = v.Row(y);
+            for (int x0 = 0; x0 < s.size; x0 += perBatch) {
+                const int m = std::min(perBatch, s.size - x0);
+                std::fill(sum, sum + 3 * m, 0);
+                for (int sy = 0; sy < ss; ++sy) {
+                    const float yc = float((double(y * ss + sy) + 0.5) / samplesAcross);
+                    for (int i = 0; i < m * ss; ++i) {
+                        X[i] = float((double(x0 * ss + i) + 0.5) / samplesAcross);
+                        Y[i] = yc;
+                    }
+                    s.shade(s, X, Y, m * ss, rgb);
+                    for (int i = 0; i < m * ss; ++i)
+                        for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
+                }
+                const int count = ss * ss;
+                for (int i = 0; i < m; ++i) {
+                    std::uint8_t* p = row + 3 * (x0 + i);
+                    for (int c = 0; c < 3; ++c)
+                        p[2 - c] = std::uint8_t((sum[3 * i + c] + count / 2) / count);
+                }
+            }
+        }
+    });
+    UnlockImage(&v);
+    return image;
+}
+
+}  // namespace tsn

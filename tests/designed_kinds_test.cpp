@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+#include "common/image.h"
+#include "plugin/catalogue.h"
+#include "tests/reference/ripples_literal.h"
+#include "tests/test_support.h"
+#include "textures/structured/ripples.h"
+
+namespace tsn {
+namespace {
+
+const char* const kKinds[] = {"absnoise", "perturb", "ripples"};
+
+// Renders the kind at w x h from its block as it stands (a preset's values
+// are used unclamped by the page).
+std::vector<std::uint8_t> Render(test::Session& s, int kind, int w, int h) {
+    test::Enter(s, kind, "width", std::to_string(w));
+    test::Enter(s, kind, "depth", std::to_string(h));
+    const MemHandle img = KindAt(kind).render(s.rec());
+    std::vector<std::uint8_t> bytes = test::BlockBytes(img);
+    MemFree(img);
+    return bytes;
+}
+
+TEST(DesignedKinds, TheSeedChangesThePictureAndRepeatsIt) {
+    for (const char* key : kKinds) {
+        const int kind = FindKind(key);
+        test::Session s;
+        test::Enter(s, kind, "seed", "100");
+        const auto a = Render(s, kind, 96, 64);
+        test::Enter(s, kind, "seed", "101");
+        const auto b = Render(s, kind, 96, 64);
+        test::Enter(s, kind, "seed", "100");
+        ASSERT_FALSE(a.empty()) << key;
+        EXPECT_NE(a, b) << key;
+        EXPECT_EQ(Render(s, kind, 96, 64), a) << key;
+    }
+}
+
+// Every field at the ends of its range, and at values only a damaged
+// preset could hold, still gives a picture of the asked size.
+TEST(DesignedKinds, ExtremeAndDamagedFieldValuesStillRender) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (const char* key : kKinds) {
+        const int kind = FindKind(key);
+        const PageTable& page = *KindOf(kind).page;
+        for (int i = 0; i < page.count; ++i) {
+            const PageField& f = page.fields[i];
+            if (f.role != Role::Plain || f.type == FieldType::Fountain) continue;
+            std::vector<double> values = {f.min, f.max};
+            if (f.type == FieldType::F64) values.insert(values.end(), {1e300, -1e300, nan});
+            if (f.type == FieldType::I32) values.insert(values.end(), {INT_MAX, INT_MIN});
+            if (f.type == FieldType::U32) values.push_back(4294967295.0);
+            for (double v : values) {
+                test::Session s;
+                std::uint8_t* block = BlockAt(s.rec(), KindOf(kind).blockOffset);
+                SetFieldValue(f, block, v);
+                const auto bytes = Render(s, kind, 70, 66);
+                ASSERT_EQ(bytes.size(), 40 + ImageStride(70) * 66)
+                    << key << "." << f.name << "=" << v;
+            }
+        }
+    }
+}
+
+// The tabulated, cut-off wave trains against every train evaluated from
+// its formula at every pixel.
+TEST(Ripples, AgreesWithTheLiteralPictureToWithinALevel) {
+    test::Session s;
+    RipplesParameters b = *RipplesBlock(s.rec());
+    const struct {
+        int w, h, seed, drops, wavelength, rings, relief;
+    } cases[] = {{160, 120, 9973, 14, 14, 5, 100},
+                 {90, 200, 4242, 40, 5, 1, 400},
+                 {200, 64, 100, 3, 60, 30, 250}};
+    for (const auto& c : cases) {
+        b.width = c.w;
+        b.depth = c.h;
+        b.seed = c.seed;
+        b.drops = c.drops;
+        b.wavelength = c.wavelength;
+        b.rings = c.rings;
+        b.relief = c.relief;
+        const MemHandle fast = RipplesPicture(b), lit = reference::LiteralRipples(b);
+        ImageView f, l;
+        ASSERT_TRUE(LockImage(fast, &f) && LockImage(lit, &l));
+        int worst = 0;
+        for (int y = 0; y < c.h; ++y)
+            for (int x = 0; x < 3 * c.w; ++x)
+                worst = std::max(worst, std::abs(f.Row(y)[x] - l.Row(y)[x]));
+        EXPECT_LE(worst, 1) << c.w << "x" << c.h;
+        UnlockImage(&f);
+        UnlockImage(&l);
+        MemFree(fast);
+        MemFree(lit);
+    }
+}
+
+}  // namespace
+}  // namespace tsn

@@ -1,0 +1,61 @@
+#include "tests/fuzz/fuzz_support.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "common/page.h"
+#include "common/platform.h"
+#include "plugin/catalogue.h"
+#include "plugin/page_table.h"
+#include "plugin/session.h"
+
+namespace tsn::fuzz {
+
+InputFile::InputFile(const std::uint8_t* data, std::size_t size) {
+    const char* dir = std::getenv("TMPDIR");
+    path_ = std::string(dir && *dir ? dir : "/tmp") + "/tsn-fuzz-" + std::to_string(getpid());
+    std::FILE* f = std::fopen(path_.c_str(), "wb");
+    if (!f) return;
+    ok_ = (size == 0 || std::fwrite(data, 1, size, f) == size);
+    ok_ = std::fclose(f) == 0 && ok_;
+}
+
+InputFile::~InputFile() {
+    std::remove(path_.c_str());
+}
+
+void ExpectNoLeak(long liveBefore, const char* what) {
+    const long now = MemLiveBlocks();
+    if (now != liveBefore) {
+        std::fprintf(stderr, "%s: %ld memory blocks left allocated\n", what, now - liveBefore);
+        std::abort();
+    }
+}
+
+MasterTextureRecord& FreshRecord() {
+    static HeadlessSession session;
+    static MasterTextureRecord start;
+    if (!session.rec) {
+        if (!StartHeadlessSession(&session, SessionArguments{})) std::abort();
+        std::memcpy(&start, session.rec, sizeof start);
+    } else {
+        ReleaseAllKinds(session.rec);
+        std::memcpy(session.rec, &start, sizeof start);
+    }
+    return *session.rec;
+}
+
+void RenderSmall(MasterTextureRecord* rec, int kind) {
+    const KindDescriptor& k = KindOf(kind);
+    rec->kindIndex = kind;
+    PageFromBlock(*k.page, BlockAt(rec, k.blockOffset), rec->dialog);
+    for (Role role : {Role::Width, Role::Depth})
+        if (const PageField* f = FieldWithRole(*k.page, role))
+            Page().setText(rec->dialog, f->id, "1");
+    MemFree(RenderSelectedKind(rec));
+    KindAt(kind).release(rec);  // the grey image some kinds keep
+}
+
+}  // namespace tsn::fuzz

@@ -1,0 +1,187 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <vector>
+
+#include "common/image.h"
+#include "plugin/catalogue.h"
+#include "tests/test_support.h"
+#include "textures/external/pipes.h"
+
+namespace tsn {
+namespace {
+
+const int kPipes = FindKind("pipes");
+
+TEST(Pipes, ToneCurveEdgeCases) {
+    std::uint8_t c[256];
+    PipesToneCurve(127, 127, c);
+    for (int i = 0; i < 256; ++i) ASSERT_EQ(c[i], i);
+    // Step 256 from -128: 0, 128, then saturated.
+    PipesToneCurve(255, 127, c);
+    EXPECT_EQ(c[0], 0);
+    EXPECT_EQ(c[1], 128);
+    for (int i = 2; i < 256; ++i) ASSERT_EQ(c[i], 255);
+    // "Darker": step 256 / 170 from -120; entry 128 is 72.75.
+    PipesToneCurve(170, 50, c);
+    EXPECT_EQ(c[0], 0);
+    EXPECT_EQ(c[79], 0);
+    EXPECT_EQ(c[128], 72);
+}
+
+TEST(Pipes, SepiaByHand) {
+    std::uint8_t identity[256];
+    PipesToneCurve(127, 127, identity);
+    // Threshold 77, blend 11 (the defaults). Worked out on paper: black gives
+    // red 178, green 255 - 89 = 166, blue floored to 11, grey 0.
+    const struct {
+        std::uint8_t in, r, g, b;
+    } cases[] = {{0, 19, 18, 1},
+                 // grey 3 + 5 + 1 = 9 (each term truncated), Y 0.77 -> 0
+                 {10, 27, 26, 9},
+                 // Y = 55.04 -> 55; grey 38 + 75 + 14 = 127
+                 {128, 138, 137, 117}};
+    for (const auto& k : cases) {
+        std::uint8_t p[3] = {k.in, k.in, k.in};
+        PipesSepia(identity, 77, 11, p);
+        EXPECT_EQ(p[0], k.r) << int(k.in);
+        EXPECT_EQ(p[1], k.g) << int(k.in);
+        EXPECT_EQ(p[2], k.b) << int(k.in);
+    }
+}
+
+TEST(Pipes, NetworkConnectionsMatchAcrossWrappingEdges) {
+    for (int density = 0; density <= 2; ++density)
+        for (std::uint32_t seed : {1u, 8787u, 32000u})
+            for (int w : {2, 3, 16})
+                for (int h : {2, 7}) {
+                    std::vector<std::uint8_t> g(std::size_t(w) * h * 4, 0);
+                    Rng rng;
+                    rng.Seed(seed);
+                    PipesLayout(w, h, density, true, &rng, g.data());
+                    auto at = [&](int x, int y, int k) {
+                        return g[(std::size_t((y + h) % h) * w + (x + w) % w) * 4 + k];
+                    };
+                    int cells = 0;
+                    for (int y = 0; y < h; ++y)
+                        for (int x = 0; x < w; ++x)
+                            for (int layer = 0; layer < 2; ++layer) {
+                                const int piece = at(x, y, layer) - 1;
+                                const int m = at(x, y, 2 + layer);
+                                ASSERT_EQ(piece < 0 ? 0 : kPipesPieceMask[piece], m);
+                                ASSERT_EQ(bool(m & 2), bool(at(x + 1, y, 2 + layer) & 8));
+                                ASSERT_EQ(bool(m & 4), bool(at(x, y + 1, 2 + layer) & 1));
+                                if (layer == 0) cells += piece >= 0;
+                                ASSERT_TRUE(layer == 0 || density == 2 || piece < 0);
+                                // No valve under a front pipe.
+                                ASSERT_TRUE(layer == 1 || (piece != 2 && piece != 3) ||
+                                            at(x, y, 1) == 0);
+                            }
+                    EXPECT_GT(cells, 0);
+                }
+}
+
+// Resources planted for the loader.
+std::vector<std::uint8_t> g_planted;
+bool g_plantMissing = false;
+bool Planted(const char*, unsigned, const unsigned char** data, std::size_t* size) {
+    if (g_plantMissing) return false;
+    *data = g_planted.data();
+    *size = g_planted.size();
+    return true;
+}
+struct Plant {
+    explicit Plant(std::vector<std::uint8_t> bytes, bool missing = false) {
+        g_planted = std::move(bytes);
+        g_plantMissing = missing;
+        SetResourceOverride(Planted);
+    }
+    ~Plant() { SetResourceOverride(nullptr); }
+};
+
+std::vector<std::uint8_t> RealArt() {
+    const unsigned char* data;
+    std::size_t size;
+    EXPECT_TRUE(FindModuleResource("CPX", kPipesArtId, &data, &size));
+    return std::vector<std::uint8_t>(data, data + size);
+}
+
+TEST(Pipes, OddSizedImageDecodesExactlyThroughManyWindows) {
+    // A 512 x 511 bitmap, packed as the resources are.
+    const int w = 512, h = 511;
+    std::vector<std::uint8_t> dib(40 + std::size_t(w) * h * 4);
+    BitmapInfoHeader hdr{40, w, h, 1, 32, 0, std::uint32_t(dib.size() - 40), 0, 0, 0, 0};
+    std::memcpy(dib.data(), &hdr, 40);
+    for (std::size_t i = 40; i < dib.size(); ++i) dib[i] = std::uint8_t((i * 7) ^ (i >> 11));
+    uLongf packed = compressBound(uLong(dib.size()));
+    std::vector<std::uint8_t> cpx(52 + packed, 0);
+    ASSERT_EQ(compress2(cpx.data() + 52, &packed, dib.data(), uLong(dib.size()), 9), Z_OK);
+    cpx.resize(52 + packed);
+    std::memcpy(cpx.data(), "CPX_HEAD", 8);
+    const std::uint32_t fields[3] = {std::uint32_t(dib.size()), std::uint32_t(packed), 1};
+    std::memcpy(cpx.data() + 8, fields, 12);
+    EXPECT_EQ(cpx[52], 0x78);
+    EXPECT_EQ(cpx[53], 0xDA);
+    Plant plant(cpx);
+    const MemHandle img = DecodeCompressedImage(4000);
+    EXPECT_EQ(test::BlockBytes(img), dib);
+    MemFree(img);
+}
+
+TEST(Pipes, DamagedArtFailsTheRenderAndFreesEverything) {
+    const std::vector<std::uint8_t> good = RealArt();
+    ASSERT_GT(good.size(), 1000u);
+    EXPECT_EQ(std::memcmp(good.data(), "CPX_HEAD", 8), 0);
+    std::vector<std::uint8_t> badSignature = good, corrupt = good, truncated = good;
+    badSignature[3] = 'x';
+    for (std::size_t i = 200; i < 260; ++i) corrupt[i] ^= 0x5A;
+    truncated.resize(good.size() - 10);
+    const struct {
+        const char* what;
+        std::vector<std::uint8_t> bytes;
+        bool missing;
+    } cases[] = {{"signature", badSignature, false},
+                 {"corrupt", corrupt, false},
+                 {"truncated", truncated, false},
+                 {"missing", {}, true}};
+    test::Session s;
+    s.rec()->kindIndex = kPipes;
+    for (const auto& c : cases) {
+        PipesRelease(s.rec());
+        const long live = MemLiveBlocks();
+        Plant plant(c.bytes, c.missing);
+        EXPECT_EQ(RenderSelectedKind(s.rec()), 0u) << c.what;
+        EXPECT_EQ(MemLiveBlocks(), live) << c.what;
+        for (int i = 0; i < kPipesTileCount; ++i) EXPECT_EQ(PipesCachedTile(i), 0u) << c.what;
+    }
+}
+
+TEST(Pipes, EveryFailedAllocationFreesEverything) {
+    test::Session s;
+    s.rec()->kindIndex = kPipes;
+    test::Enter(s, kPipes, "reduction", "3");
+    test::Enter(s, kPipes, "density", "2");
+    test::Enter(s, kPipes, "effect", "0");  // colour stages may fail harmlessly
+    for (long n = 0;; ++n) {
+        PipesRelease(s.rec());
+        const long live = MemLiveBlocks();
+        MemFailAfter(n);
+        const MemHandle img = RenderSelectedKind(s.rec());
+        MemFailAfter(-1);
+        if (img) {
+            ImageView v;
+            ASSERT_TRUE(LockImage(img, &v));
+            EXPECT_EQ(v.width, 340);  // 2 cells of 512 / 3
+            EXPECT_EQ(v.depth, 340);
+            UnlockImage(&v);
+            MemFree(img);
+            break;
+        }
+        ASSERT_EQ(MemLiveBlocks(), live) << n;
+        ASSERT_LT(n, 200);
+    }
+}
+
+}  // namespace
+}  // namespace tsn

@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "common/detmath.h"
+#include "common/image.h"
+#include "common/random.h"
+#include "tests/test_support.h"
+#include "textures/structured/scratch.h"
+
+namespace tsn {
+namespace {
+
+// Every heading a thread can take (42 .. 455 degrees) and every step length
+// (1 .. 24): the truncated moves must be those of the correctly rounded sine
+// and cosine. At 390 degrees the sine is one half; one unit low would make
+// a step of 4 move by 1 instead of 2.
+TEST(ThreadSteps, TruncateAsTheCorrectlyRoundedSineAndCosine) {
+    const double radiansPerDegree = 3.14159265358979323846 / 180.0;
+    for (int degrees = 42; degrees <= 455; ++degrees) {
+        const double theta = degrees * radiansPerDegree;
+        const double s = double(sinl((long double)theta)), c = double(cosl((long double)theta));
+        for (int step = 1; step <= 24; ++step) {
+            ASSERT_EQ(int(step * DetSin(theta)), int(step * s)) << degrees << " " << step;
+            ASSERT_EQ(int(-step * DetCos(theta)), int(-step * c)) << degrees << " " << step;
+        }
+    }
+    EXPECT_EQ(int(4 * DetSin(390 * radiansPerDegree)), 2);
+}
+
+struct Lines {
+    test::Session s;
+    const KindDescriptor& kind;
+    ScratchParameters* b;
+
+    Lines(const KindDescriptor& k, int seed) : kind(k) {
+        const int index = FindKind(k.key);
+        s.rec()->kindIndex = index;
+        test::Enter(s, index, "width", "100");
+        test::Enter(s, index, "depth", "70");
+        test::Enter(s, index, "seed", std::to_string(seed));
+        b = reinterpret_cast<ScratchParameters*>(BlockAt(s.rec(), k.blockOffset));
+        PageToBlock(*k.page, s.rec()->dialog, BlockAt(s.rec(), k.blockOffset));
+        b->foreground[0] = 0x000000;
+        b->foreground[1] = 0x0000C8;
+    }
+};
+
+// One line, and the pixel at its start, which the first segment lights:
+// where it is and its colour come from the draws in their order, the two
+// unused ones included.
+TEST(LineDraws, TheFirstLineStartsWhereTheDrawsInOrderSay) {
+    for (const KindDescriptor* k : {&kScratchKind, &kThreadsKind}) {
+        for (int seed : {100, 4321, 30001}) {
+            Lines l(*k, seed);
+            l.b->iterations = 1;
+            Rng r;
+            r.Seed(std::uint32_t(seed));
+            const int a = r.Next() % 2;
+            int second = r.Next() % 2;
+            for (int draws = 1; second == a && draws < 36; ++draws) second = r.Next() % 2;
+            const float t = float((r.Next() % 100) / 100.0);
+            const float red =
+                a == second ? (a ? 200.0f : 0.0f) : (a ? 200.0f * (1.0f - t) : 200.0f * t);
+            if (k == &kThreadsKind) r.Next();  // the first heading
+            r.Next();
+            r.Next();
+            const int x = (r.Next() & 1) ? 50 + r.Next() % 50 : 50 - r.Next() % 50;
+            const int y = (r.Next() & 1) ? 35 + r.Next() % 35 : 35 - r.Next() % 35;
+            const MemHandle img = k->render(l.s.rec());
+            ImageView v;
+            ASSERT_TRUE(LockImage(img, &v));
+            EXPECT_EQ(GetPixel(v, x, y), std::uint32_t(int(red))) << k->key << " " << seed;
+            UnlockImage(&v);
+            MemFree(img);
+        }
+    }
+}
+
+TEST(LineDraws, FailuresFreeEverythingAndAFailedReductionKeepsTheLargePicture) {
+    for (const KindDescriptor* k : {&kScratchKind, &kThreadsKind}) {
+        Lines l(*k, 100);
+        l.b->antialias = 1;
+        const long live = MemLiveBlocks();
+        MemFailAfter(0);
+        EXPECT_EQ(k->render(l.s.rec()), 0u);
+        MemFailAfter(1);
+        MemHandle img = k->render(l.s.rec());
+        ImageView v;
+        ASSERT_TRUE(LockImage(img, &v));
+        EXPECT_EQ(v.width, 200);
+        EXPECT_EQ(v.depth, 140);
+        UnlockImage(&v);
+        MemFree(img);
+        img = k->render(l.s.rec());
+        ASSERT_TRUE(LockImage(img, &v));
+        EXPECT_EQ(v.width, 100);
+        EXPECT_EQ(v.depth, 70);
+        UnlockImage(&v);
+        MemFree(img);
+        l.b->complexity = 1;  // damaged: no segments to count with
+        EXPECT_EQ(k->render(l.s.rec()), 0u);
+        EXPECT_EQ(MemLiveBlocks(), live);
+    }
+    Lines l(kScratchKind, 100);
+    l.b->fraction = 0;
+    EXPECT_EQ(ScratchRender(l.s.rec()), 0u);
+    l.b->fraction = 101;  // a step of nothing
+    EXPECT_EQ(ScratchRender(l.s.rec()), 0u);
+}
+
+}  // namespace
+}  // namespace tsn
