@@ -64,19 +64,6 @@ TEST(Clouds, ASmallerGridHoldsTheSameField) {
     MemFree(fine);
 }
 
-TEST(Clouds, TheSeedChangesThePicture) {
-    test::Session s;
-    test::Enter(s, kClouds, "width", "160");
-    test::Enter(s, kClouds, "depth", "120");
-    const std::vector<std::uint8_t> a = Render(s);
-    test::Enter(s, kClouds, "seed", "4712");
-    const std::vector<std::uint8_t> b = Render(s);
-    ASSERT_FALSE(a.empty());
-    EXPECT_NE(a, b);
-    test::Enter(s, kClouds, "seed", "4711");
-    EXPECT_EQ(Render(s), a);
-}
-
 // Fields at their limits, beyond them and damaged, as a preset may hold
 // them: every render succeeds.
 TEST(Clouds, ExtremeAndDamagedValuesRender) {
