@@ -351,11 +351,11 @@ void DrawStars(const ImageView& o, Rng& rng, long long count, double size) {
         const int x = TruncToInt(rng.Next() / 32768.0 * o.width);
         const int y = TruncToInt(rng.Next() / 32768.0 * o.depth);
         const double m = rng.Next() / 32767.0;
-        const double bright = 0.12 + 0.88 * m * m * m * m * m * m;
+        const double bright = 0.3 + 0.7 * m * m * m * m * m * m;
         static const Rgb kTints[4] = {
             {255, 255, 255}, {200, 220, 255}, {255, 236, 200}, {255, 210, 170}};
         const Rgb tint = kTints[rng.Next() & 3];
-        const double r = (0.7 + 1.6 * bright) * size;
+        const double r = (0.8 + 1.6 * bright) * size;
         const int reach = TruncToInt(r) + 1;
         for (int j = -reach; j <= reach; ++j)
             for (int i = -reach; i <= reach; ++i) {
