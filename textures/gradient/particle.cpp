@@ -386,14 +386,10 @@ int ParticleReset(MasterTextureRecord* rec) {
     // gold and red to violet tips.
     FountainDefinition& f =
         reinterpret_cast<ParticleParameters*>(BlockAt(rec, kParticleOffset))->fountain;
-    f.start = 0x200C06;
-    f.end = 0xFF000000u | 0x902860;
     const std::uint32_t markers[] = {MakeMarker(1, 0xF0FCFF), MakeMarker(0x30, 0x60D8FF),
                                      MakeMarker(0x70, 0x2060F0), MakeMarker(0xB0, 0x3020C0),
                                      MakeMarker(0xE0, 0x802090)};
-    f.count = 0;
-    for (std::uint32_t m : markers) f.markers[f.count++] = m;
-    for (std::uint32_t i = f.count; i < 64; ++i) f.markers[i] = 0;
+    DesignFountain(&f, 0x200C06, 0xFF000000u | 0x902860, markers, std::size(markers));
     return 1;
 }
 
