@@ -82,8 +82,8 @@ class SettingsFile : public ::testing::Test {
         rec->needsRender = 1;
         rec->mutations[2].cachedImage = 0xABCD;
         rec->transferSource = 0x77;
-        std::memset(reinterpret_cast<std::uint8_t*>(rec.get()) + 6918, 0xEE, 8);  // grey slot
-        std::memset(reinterpret_cast<std::uint8_t*>(rec.get()) + 21444, 0xEE, 24);
+        for (auto [at, n] : {std::pair{6918, 8}, {7871, 8}, {21444, 24}, {26911, 8}})
+            std::memset(reinterpret_cast<std::uint8_t*>(rec.get()) + at, 0xEE, n);  // grey slots
         EXPECT_TRUE(SaveSettingsFile(*rec, path.c_str()));
         return test::ReadAll(path);
     }
@@ -114,7 +114,7 @@ TEST_F(SettingsFile, LoadKeepsTheSessionsLiveValuesAndTakesTheRestFromTheFile) {
     EXPECT_EQ(rec->mutations[2].cachedImage, 0u) << "a past session's handle is never used";
     EXPECT_EQ(rec->transferSource, 0u);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(rec.get());
-    for (std::uint32_t at : {6918u, 6925u, 7871u, 21444u, 21467u})
+    for (std::uint32_t at : {6918u, 6925u, 7871u, 21444u, 21467u, 26911u, 26918u})
         EXPECT_EQ(bytes[at], 0) << "working slot byte " << at << " came from the file";
 }
 
