@@ -1,18 +1,21 @@
 // Writes the fuzz targets' seed inputs with the project's own writers: a
 // settings file per selected kind, a preset of every kind (its index byte
 // first), every kind's block after its header (the same) and the
-// configuration file with its defaults.
+// configuration file with its defaults, a fountain library and a colour
+// database.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
 
+#include "common/colour_database.h"
 #include "common/platform.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
 #include "plugin/master_record.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
+#include "textures/gradient/fountain_library.h"
 
 using namespace tsn;
 
@@ -22,7 +25,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string out = argv[1];
-    for (const char* sub : {"/settings/", "/preset/", "/config/", "/render/"})
+    for (const char* sub :
+         {"/settings/", "/preset/", "/config/", "/render/", "/fountains/", "/colours/"})
         if (!MakeFolders((out + sub).c_str())) return 1;
     HeadlessSession s;
     if (!StartHeadlessSession(&s, SessionArguments{})) return 1;
@@ -55,5 +59,10 @@ int main(int argc, char** argv) {
     ConfigValues c;
     ResetConfig(&c);
     ok = WriteConfigFile(c, (out + "/config/defaults.ini").c_str()) && ok;
+    FountainDefinition f[9];
+    BuildMutationFountains(7, f);
+    ok = WriteFountainLibrary((out + "/fountains/two.fll").c_str(), f, 2) && ok;
+    const NamedColour colours[] = {{"Red", 0x0000FF}, {"Sky blue ", 0xEBCE87}, {"x", 0}};
+    ok = SaveColourDatabase((out + "/colours/three.ccl").c_str(), colours, 3) && ok;
     return ok ? 0 : 1;
 }
