@@ -144,11 +144,13 @@ bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCS
 
 bool RegisterControlClasses(HINSTANCE module) {
     const bool fountain = RegisterFountainEditor(module);
-    return RegisterPictureView(module) && fountain;
+    const bool picker = RegisterColourPicker(module);
+    return RegisterPictureView(module) && fountain && picker;
 }
 
 void UnregisterControlClasses(HINSTANCE module) {
     UnregisterFountainEditor(module);
+    UnregisterColourPicker(module);
     UnregisterPictureView(module);
 }
 

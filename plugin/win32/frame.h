@@ -56,6 +56,8 @@ void OpenHelpPage(HWND owner, const char* page);
 // The colour dialog, seeded with *colour (0x00BBGGRR); false when the user
 // cancels, leaving *colour as it was.
 bool ChooseColour(HWND owner, std::uint32_t* colour);
+bool RegisterColourPicker(HINSTANCE module);
+void UnregisterColourPicker(HINSTANCE module);
 
 // The colour-map editor control (class "TsnFountainView") and its library
 // dialog, which copies the picked map's colours into `target` on OK.
