@@ -12,12 +12,15 @@
 #include "cli/image_io.h"
 #include "common/image.h"
 #include "common/parallel.h"
+#include "common/text.h"
+#include "common/tile_list.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
 #include "plugin/help_page.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
 #include "textures/external/cgi.h"
+#include "textures/structured/matrix_library.h"
 
 namespace tsn::cli {
 
@@ -508,6 +511,167 @@ int Presets(const RenderRequest& r, const std::string& save, const std::string& 
         return 0;
     }
     for (const std::string& name : ListPresets(p.kind)) std::printf("%s\n", name.c_str());
+    return 0;
+}
+
+}  // namespace tsn::cli
+
+namespace tsn::cli {
+
+namespace {
+
+constexpr std::uint32_t kTiles = 404;
+
+std::vector<std::uint8_t> ReadFileBytes(const std::string& path) {
+    std::vector<std::uint8_t> bytes;
+    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+        std::uint8_t buf[65536];
+        std::size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) bytes.insert(bytes.end(), buf, buf + n);
+        std::fclose(f);
+    }
+    return bytes;
+}
+
+// A library's file name as the plug-in stores it: ".mtx" added unless the
+// name already ends in "mtx".
+std::string LibraryFileName(const std::string& name) {
+    const std::size_t n = name.size();
+    if (n >= 3 && EqualNoCase(name.c_str() + n - 3, "mtx")) return name;
+    return name + ".mtx";
+}
+
+// A new tile block from a .bmp (kept at its own depth) or .png file; 0
+// after reporting why not.
+MemHandle TileFromFile(const std::string& path) {
+    const std::string ext =
+        path.size() > 4 ? std::string(path.end() - 4, path.end()) : std::string();
+    MemHandle tile = 0;
+    if (EqualNoCase(ext.c_str(), ".bmp")) {
+        const std::vector<std::uint8_t> bytes = ReadFileBytes(path);
+        tile = PackedDibFromBmp(bytes.data(), bytes.size());
+    } else if (EqualNoCase(ext.c_str(), ".png")) {
+        RgbImage rgb;
+        std::string error;
+        if (ReadPngFile(path, &rgb, &error) && (tile = NewImage(rgb.width, rgb.height))) {
+            ImageView v;
+            LockImage(tile, &v);
+            for (int y = 0; y < v.depth; ++y)
+                for (int x = 0; x < v.width; ++x) {
+                    const unsigned char* p = &rgb.rgb[(std::size_t(y) * v.width + x) * 3];
+                    SetPixel(v, x, y, p[0] | p[1] << 8 | std::uint32_t(p[2]) << 16);
+                }
+            UnlockImage(&v);
+        }
+    } else {
+        Fail("cannot tell the format of '" + path + "': name it .png or .bmp");
+        return 0;
+    }
+    if (!tile) Fail("There has been an error reading the selected image.");
+    return tile;
+}
+
+}  // namespace
+
+void ReadConfiguration() {
+    char path[kMaxPath + 1];
+    if (ConfigFilePath(path)) ReadConfigFile(&Config(), path);
+}
+
+int Matrix(const std::string& action, const std::string& argument, const std::string& library) {
+    const std::string name =
+        LibraryFileName(library.empty() ? Config().matrixCurrentLibrary : library);
+    char path[kMaxPath + 1], folder[kMaxPath + 1];
+    if (!MatrixLibraryPath(name.c_str(), path) || !TextureFolder(folder)) {
+        Fail("no folder for the matrix libraries is known");
+        return 1;
+    }
+    if (action == "use") {
+        std::snprintf(Config().matrixCurrentLibrary, kMaxPath + 1, "%s",
+                      LibraryFileName(argument).c_str());
+        char config[kMaxPath + 1];
+        return ConfigFilePath(config) && WriteConfigFile(Config(), config) ? 0 : 1;
+    }
+    if (action == "integral") {
+        if (argument != "on" && argument != "off") {
+            Fail("integral takes on or off");
+            return 2;
+        }
+        Config().matrixIntegralDimensions = argument == "on";
+        char config[kMaxPath + 1];
+        return ConfigFilePath(config) && WriteConfigFile(Config(), config) ? 0 : 1;
+    }
+    HeadlessPage page;
+    const PageRef list = RefOf(&page);
+    struct Owner {
+        PageRef list;
+        ~Owner() { TileList().clear(list, kTiles); }
+    } owner{list};
+    // As the page shows it: the default tile unless the library has tiles.
+    DefaultTiles(list, kTiles);
+    if (!ReadLibraryFile(path, list, kTiles)) {
+        Fail("There has been an error reading the matrix file.");
+        return 1;
+    }
+    const int count = TileList().count(list, kTiles);
+    if (action == "list") {
+        std::printf("%s\n", path);
+        for (int i = 0; i < count; ++i) {
+            TileView v;
+            const MemHandle h = TileList().tile(list, kTiles, i);
+            if (LockTile(h, &v)) {
+                std::printf("%d: %d x %d, %d bits\n", i, v.width, v.height, v.bitCount);
+                UnlockTile(&v);
+            } else {
+                std::printf("%d: not a bitmap (%zu bytes)\n", i, MemSize(h));
+            }
+        }
+        return 0;
+    }
+    if (action == "add") {
+        const MemHandle tile = TileFromFile(argument);
+        if (!tile) return 1;
+        TileView v;
+        if (!LockTile(tile, &v)) {
+            MemFree(tile);
+            Fail("There has been an error reading the selected image.");
+            return 1;
+        }
+        const bool tooLarge = v.width > kMaxTileSide || v.height > kMaxTileSide;
+        UnlockTile(&v);
+        if (tooLarge) {
+            MemFree(tile);
+            Fail(
+                "The selected image has one or both dimensions greater than 256 pixels and is "
+                "unsuitable for use as a matrix tile.");
+            return 1;
+        }
+        if (!TileList().append(list, kTiles, tile)) {
+            MemFree(tile);
+            Fail("There has been an error adding new items to the current matrix.");
+            return 1;
+        }
+    } else if (action == "delete") {
+        char* end = nullptr;
+        const long index = std::strtol(argument.c_str(), &end, 10);
+        if (argument.empty() || *end || index < 0 || index >= count) {
+            Fail("no tile '" + argument + "'; the library holds tiles 0 .. " +
+                 std::to_string(count - 1));
+            return 2;
+        }
+        if (count <= 1) {
+            Fail("You can't delete all the images in a matrix file.");
+            return 1;
+        }
+        TileList().remove(list, kTiles, int(index));
+    } else {
+        Fail("unknown matrix action '" + action + "': list, add, delete, use or integral");
+        return 2;
+    }
+    if (!MakeFolders(folder) || !WriteLibraryFile(path, list, kTiles)) {
+        Fail("There has been an error updating the matrix file.");
+        return 1;
+    }
     return 0;
 }
 

@@ -48,4 +48,14 @@ bool LibraryFountain(int n, FountainDefinition* target);
 // "delete" (every colour of that name).
 int Colours(const std::string& action, const std::string& name, const std::string& value);
 
+// The matrix library `library` (default: the current one): "list" its
+// tiles, "add" the image file `argument`, "delete" tile number `argument`;
+// "use" makes `argument` the current library, "integral" on|off sets the
+// integral-dimensions switch.
+int Matrix(const std::string& action, const std::string& argument, const std::string& library);
+
+// The settings the plug-in keeps in its configuration file (current matrix
+// library, integral dimensions), read once at start.
+void ReadConfiguration();
+
 }  // namespace tsn::cli

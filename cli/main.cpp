@@ -99,6 +99,16 @@ int main(int argc, char** argv) {
     auto* coloursDelete = colours->add_subcommand("delete", "Delete the colours of a name");
     coloursDelete->add_option("NAME", colourName, "the colour's name")->required();
 
+    auto* matrix = app.add_subcommand(
+        "matrix",
+        "Manage a matrix library: list, add FILE.png|FILE.bmp, delete N, use NAME, "
+        "integral on|off");
+    std::string matrixAction, matrixArgument, matrixLibrary;
+    matrix->add_option("ACTION", matrixAction, "list, add, delete, use or integral")->required();
+    matrix->add_option("ARGUMENT", matrixArgument, "image file, tile number, library name, on|off");
+    matrix->add_option("--library", matrixLibrary,
+                       "the library to work on (default: the current one)");
+
     app.footer(
         "Examples:\n"
         "  tsntxtr list\n"
@@ -116,7 +126,9 @@ int main(int argc, char** argv) {
         "  tsntxtr fountains list\n"
         "  tsntxtr fountains show 2 -o map.png\n"
         "  tsntxtr render noise --fountain-library 2 -o noise.png\n"
-        "  tsntxtr colours add \"Sky blue\" 0xEBCE87");
+        "  tsntxtr colours add \"Sky blue\" 0xEBCE87\n"
+        "  tsntxtr matrix add brick.png\n"
+        "  tsntxtr render matrix --set selection=1 -o wall.png");
 
     try {
         app.parse(argc, argv);
@@ -129,6 +141,9 @@ int main(int argc, char** argv) {
         return 2;
     }
 
+    tsn::cli::ReadConfiguration();
+    if (app.got_subcommand(matrix))
+        return tsn::cli::Matrix(matrixAction, matrixArgument, matrixLibrary);
     if (app.got_subcommand("list")) return tsn::cli::ListKinds();
     if (app.got_subcommand(describe))
         return tsn::cli::DescribeKind(describeKind, describeHtml, describeOutput);

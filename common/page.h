@@ -53,6 +53,8 @@ struct HeadlessControl {
     bool checked = false;
     int scrollMin = 0, scrollMax = 0, scrollPos = 0;
     std::vector<std::string> items;
+    // A list's item data, one per item: blocks the page owns (tile lists).
+    std::vector<std::uint64_t> itemData;
     int selection = -1;
 };
 struct HeadlessPage {

@@ -50,6 +50,15 @@ bool DeleteFileAt(const char* path);
 // ends in a separator. False when the folder cannot be read.
 bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context);
 
+// The machine's registered owner and organisation, as the system reports
+// them; empty strings where it keeps none. Each buffer holds `cap` bytes.
+void RegisteredOwner(char* owner, char* organisation, std::size_t cap);
+
+// The built-in default tile: a packed device-independent bitmap. The
+// plug-in module carries it as its bitmap resource 5010; elsewhere it is
+// compiled in.
+const std::uint8_t* DefaultTileDib(std::size_t* size);
+
 // Read-only data carried by the module itself: the resource of this type and
 // numeric id (U.S. English). The bytes stay valid while the module is
 // loaded. False when the module has no such resource.

@@ -149,6 +149,15 @@ bool ForEachFile(const char* folder, void (*each)(const char* name, void* contex
     return true;
 }
 
+void RegisteredOwner(char* owner, char* organisation, std::size_t cap) {
+    if (cap > 0) owner[0] = organisation[0] = 0;
+}
+
+const std::uint8_t* DefaultTileDib(std::size_t* size) {
+    *size = kDefaultTileDibSize;
+    return kDefaultTileDib;
+}
+
 bool FindOwnResource(const char* type, unsigned id, const unsigned char** data, std::size_t* size) {
     for (int i = 0; i < kEmbeddedResourceCount; ++i) {
         const EmbeddedResource& r = kEmbeddedResources[i];

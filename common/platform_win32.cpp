@@ -91,6 +91,49 @@ bool ForEachFile(const char* folder, void (*each)(const char* name, void* contex
     return true;
 }
 
+namespace {
+void ReadOwnerValue(HKEY key, const char* name, char* out, std::size_t cap) {
+    DWORD type = 0, bytes = DWORD(cap);
+    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(out), &bytes) !=
+            ERROR_SUCCESS ||
+        type != REG_SZ || bytes == 0)
+        bytes = 0;
+    out[bytes < cap ? bytes : cap - 1] = 0;
+}
+}  // namespace
+
+void RegisteredOwner(char* owner, char* organisation, std::size_t cap) {
+    if (cap == 0) return;
+    owner[0] = organisation[0] = 0;
+    HKEY key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", 0,
+                      KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
+        return;
+    ReadOwnerValue(key, "RegisteredOwner", owner, cap);
+    ReadOwnerValue(key, "RegisteredOrganization", organisation, cap);
+    RegCloseKey(key);
+}
+
+// The resource of the module this code is linked into (the plug-in); the
+// compiled-in copy for programs that carry no such resource.
+const std::uint8_t* DefaultTileDib(std::size_t* size) {
+    HMODULE module = nullptr;
+    if (GetModuleHandleExA(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCSTR>(&DefaultTileDib), &module)) {
+        if (HRSRC r = FindResourceA(module, MAKEINTRESOURCEA(5010), MAKEINTRESOURCEA(2))) {
+            HGLOBAL g = LoadResource(module, r);
+            const void* bytes = g ? LockResource(g) : nullptr;
+            if (bytes) {
+                *size = SizeofResource(module, r);
+                return static_cast<const std::uint8_t*>(bytes);
+            }
+        }
+    }
+    *size = kDefaultTileDibSize;
+    return kDefaultTileDib;
+}
+
 bool FindOwnResource(const char* type, unsigned id, const unsigned char** data, std::size_t* size) {
     // The module that holds this code: the plug-in DLL, or the program the
     // core is linked into.

@@ -65,7 +65,7 @@ constexpr std::array<Shared, sizeof...(I)> SharedFunctions(std::integer_sequence
 }
 constexpr auto kShared = SharedFunctions(std::make_integer_sequence<int, kKindCount>{});
 
-constexpr int kControlsCap = 64;
+constexpr int kControlsCap = 96;
 std::uint32_t g_controls[kKindCount][kControlsCap];
 TextureKind g_rows[kKindCount];
 

@@ -18,6 +18,7 @@ using RenderFn = MemHandle (*)(MasterTextureRecord*);
 using ResetFn = int (*)(MasterTextureRecord*);
 using ReleaseFn = int (*)(MasterTextureRecord*);
 using QueryFn = std::int64_t (*)(MasterTextureRecord*, int code);
+using OpenPageFn = void (*)(MasterTextureRecord*);
 
 // One row of the catalogue as the dialog dispatches through it.
 struct TextureKind {
@@ -73,6 +74,9 @@ struct KindDescriptor {
     std::uint32_t presetList = 0;
     // The page's width and depth edits are seeded from the host's size.
     bool takesHostSize = false;
+    // Fills what the page shows beyond its block's values (a kind's own
+    // lists), once its controls exist and before the block moves into them.
+    OpenPageFn openPage = nullptr;
 };
 
 constexpr int kKindCount = 23;

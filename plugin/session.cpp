@@ -1,6 +1,7 @@
 #include "plugin/session.h"
 
 #include "common/image.h"
+#include "common/tile_list.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -8,6 +9,20 @@
 #include <new>
 
 namespace tsn {
+
+void OpenPages(MasterTextureRecord* rec) {
+    for (int i = 0; i < kKindCount; ++i)
+        if (KindOf(i).openPage) KindOf(i).openPage(rec);
+}
+
+void FreePageLists(MasterTextureRecord* rec) {
+    for (int i = 0; i < kKindCount; ++i) {
+        const PageTable* t = KindOf(i).page;
+        for (int f = 0; t && f < t->count; ++f)
+            if (t->fields[f].control == Control::ListBox)
+                TileList().clear(rec->dialog, t->fields[f].id);
+    }
+}
 
 void LoadPages(MasterTextureRecord* rec) {
     for (int i = 0; i < kKindCount; ++i) {
@@ -45,6 +60,7 @@ bool StartHeadlessSession(HeadlessSession* s, const SessionArguments& args) {
     // from here opens the dialog with it.
     s->rec->showMutations = 1;
     ResetAllKinds(s->rec);
+    OpenPages(s->rec);
     LoadPages(s->rec);
     return true;
 }
@@ -58,6 +74,7 @@ void EndHeadlessSession(HeadlessSession* s) {
         m.cachedImage = 0;
     }
     ReleaseAllKinds(s->rec);
+    FreePageLists(s->rec);
     delete s->rec;
     s->rec = nullptr;
 }

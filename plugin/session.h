@@ -8,6 +8,11 @@
 
 namespace tsn {
 
+// Lets every kind fill its page's own lists (before LoadPages).
+void OpenPages(MasterTextureRecord* rec);
+// Frees the blocks that the pages' list boxes own.
+void FreePageLists(MasterTextureRecord* rec);
+
 // Moves every kind's block values into its page controls.
 void LoadPages(MasterTextureRecord* rec);
 

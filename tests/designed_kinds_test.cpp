@@ -14,7 +14,7 @@
 namespace tsn {
 namespace {
 
-const char* const kKinds[] = {"absnoise", "perturb", "ripples"};
+const char* const kKinds[] = {"absnoise", "perturb", "ripples", "clouds", "particle"};
 
 // Renders the kind at w x h from its block as it stands (a preset's values
 // are used unclamped by the page).

@@ -60,6 +60,15 @@ const Case kCases[] = {
     {"craters", ""},
     {"craters", "width=200 depth=450 seed=4242 density=3000 depthExponent=2.5"},
     {"craters", "width=32 depth=32 density=1 rimLevel=1.5 shadeExponent=3"},
+    // Clouds cases
+    {"clouds", ""},
+    {"clouds", "width=333 depth=517 seed=100 bands=90 land=0 ice=0 phase=170 tilt=-60 gridBits=11"},
+    {"clouds",
+     "width=48 depth=40 radius=400 centreX=-100 roughness=0.8 scale=4 swirl=100 stars=5000"},
+    // Particle cases
+    {"particle", ""},
+    {"particle", "width=300 depth=200 seed=777 mode=1 wrap=1 colouring=1 stickiness=20"},
+    {"particle", "width=64 depth=90 nuclei=32 taper=100 colouring=2 particles=200000"},
     // Scratch and Threads cases
     {"scratch", ""},
     {"scratch", "width=300 depth=200 antialias=1 lineSize=3 enable3=1 enable4=1 enable5=1"},
@@ -103,6 +112,10 @@ const Case kCases[] = {
      "reduction=4 widthCells=5 depthCells=3 density=0 effect=8 noHiddenValves=0 "
      "shadowSoftness=0 shadowOffset=32"},
     {"pipes", "style=1 reduction=1 effect=6 valves=6 shadow=0"},
+    // Matrix: the default tile, cut at the edges and at a tile's size.
+    {"matrix", ""},
+    {"matrix", "width=96 depth=97"},
+    {"matrix", "width=1001 depth=64"},
 };
 
 // Width, depth and seed go through the page as typed; every other field is
@@ -126,6 +139,8 @@ bool Apply(HeadlessSession& s, int kind, const std::string& item) {
 }  // namespace
 
 int main() {
+    // The default tile only: a folder with no matrix library in it.
+    SetAppDataOverride("render-digest-no-such-folder");
     for (const Case& c : kCases) {
         const int kind = FindKind(c.kind);
         if (kind < 0 || !KindOf(kind).page) {

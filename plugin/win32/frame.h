@@ -15,7 +15,10 @@ namespace tsn::win {
 // Messages between the dialog and its pages.
 constexpr UINT kMsgRefreshMutations = WM_USER + 300;  // 1324
 constexpr UINT kMsgHostService = WM_USER + 301;       // 1325
-constexpr UINT kMsgSetFountain = WM_USER + 400;       // 1424
+// Asks the dialog for an image: returns a packed bitmap's block, 0 when the
+// picked file could not be read, or all ones when the user cancelled.
+constexpr UINT kMsgPickImage = WM_USER + 302;    // 1326
+constexpr UINT kMsgSetFountain = WM_USER + 400;  // 1424
 // Copies the colour-map editor's colours into the FountainDefinition at the
 // second argument.
 constexpr UINT kMsgGetFountain = WM_USER + 401;
@@ -45,6 +48,15 @@ void FillPresetList(HWND dlg, int kind);
 // Handles a click on a page's preset add, delete or load button; false for
 // any other control.
 bool PresetButton(HWND dlg, MasterTextureRecord* rec, int id);
+
+// The file dialog behind kMsgPickImage.
+LRESULT PickImage(HWND dlg);
+
+// Makes every page list box that its kind fills with tiles an owner-drawn
+// tile list with its context menu, and installs the tile list operations.
+void PrepareTileLists(HWND dlg);
+// Draws one item of a tile list.
+void DrawTileItem(const DRAWITEMSTRUCT* d);
 
 // The page operations over real controls, installed while the dialog runs.
 const tsn::PageOps* Win32PageOps();

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "common/image.h"
+#include "common/tile_list.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
 #include "plugin/help_page.h"
@@ -338,6 +339,7 @@ void StartUp(HWND dlg, MasterTextureRecord* rec) {
     Lib().current = rec;
     SetPageOps(Win32PageOps());
     BuildPages(dlg);
+    PrepareTileLists(dlg);
     if (Lib().buttonStyle != 0) {
         for (int id : kDecorated) Decorate(GetDlgItem(dlg, id));
         for (int k = 0; k < kKindCount; ++k)
@@ -355,6 +357,7 @@ void StartUp(HWND dlg, MasterTextureRecord* rec) {
     if (!ShiftHeld() && SettingsFilePath(path)) LoadSettingsFile(rec, path);
     SendMessageA(list, CB_SETCURSEL, WPARAM(rec->kindIndex), 0);
     CheckDlgButton(dlg, kRemember, Lib().rememberSettings ? BST_CHECKED : BST_UNCHECKED);
+    OpenPages(rec);
     TransferAllToPages(dlg, rec);
     SendMessageA(dlg, WM_COMMAND, MAKEWPARAM(kTextureList, CBN_CLOSEUP), LPARAM(list));
     if (rec->showMutations) CheckDlgButton(dlg, kShowMutations, BST_CHECKED);
@@ -377,6 +380,8 @@ void StartUp(HWND dlg, MasterTextureRecord* rec) {
 void Destroy(HWND dlg, MasterTextureRecord* rec) {
     FreeThumbnails(dlg, rec);
     ReleaseAllKinds(rec);
+    FreePageLists(rec);
+    SetTileListOps(nullptr);
     char folder[kMaxPath + 1], path[kMaxPath + 1];
     if (Lib().rememberSettings && !(rec->flags & kFlagNoSave) && TextureFolder(folder) &&
         SettingsFilePath(path)) {
@@ -388,7 +393,9 @@ void Destroy(HWND dlg, MasterTextureRecord* rec) {
 }
 
 void OnDrawItem(int id, const DRAWITEMSTRUCT* d) {
-    if (id == kPreviewFrame) {
+    if (d->CtlType == ODT_LISTBOX) {
+        DrawTileItem(d);
+    } else if (id == kPreviewFrame) {
         DrawPreview(d);
     } else if (id >= kGridFirst && id <= kGridLast) {
         DrawGridButton(d, id - kGridFirst);
@@ -513,6 +520,9 @@ INT_PTR CALLBACK MasterProc(HWND dlg, UINT msg, WPARAM wp, LPARAM lp) {
                 const INT_PTR result = fn(dlg, wp);
                 if (lp) *reinterpret_cast<INT_PTR*>(lp) = result;
             }
+            return TRUE;
+        case kMsgPickImage:
+            SetWindowLongPtrA(dlg, DWLP_MSGRESULT, LONG_PTR(PickImage(dlg)));
             return TRUE;
         case WM_HSCROLL:
         case WM_VSCROLL:

@@ -8,14 +8,18 @@
 #include <iterator>
 #include <string>
 
+#include <cstring>
+
 #include "common/colour_database.h"
 #include "common/platform.h"
+#include "common/tile_list.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
 #include "plugin/master_record.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
 #include "textures/gradient/fountain_library.h"
+#include "textures/structured/matrix_library.h"
 
 using namespace tsn;
 
@@ -25,8 +29,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string out = argv[1];
-    for (const char* sub :
-         {"/settings/", "/preset/", "/config/", "/render/", "/fountains/", "/colours/"})
+    for (const char* sub : {"/settings/", "/preset/", "/config/", "/render/", "/library/",
+                            "/fountains/", "/colours/"})
         if (!MakeFolders((out + sub).c_str())) return 1;
     HeadlessSession s;
     if (!StartHeadlessSession(&s, SessionArguments{})) return 1;
@@ -55,6 +59,18 @@ int main(int argc, char** argv) {
         seed << bytes;
         ok = bool(seed) && ok;
     }
+    // The default tile's library, and one with a 1-bit, padded tile added.
+    const PageRef tiles = RefOf(&s.page);
+    ok = WriteLibraryFile((out + "/library/default.mtx").c_str(), tiles, 404) && ok;
+    static const std::uint8_t kOneBit[] = {40,  0,   0, 0,    3, 0, 0, 0,    2, 0, 0, 0, 1, 0, 1,
+                                           0,   0,   0, 0,    0, 0, 0, 0,    0, 0, 0, 0, 0, 0, 0,
+                                           0,   0,   2, 0,    0, 0, 0, 0,    0, 0, 0, 0, 0, 0, 255,
+                                           255, 255, 0, 0x40, 0, 0, 0, 0xA0, 0, 0, 0, 7, 7, 7};
+    const MemHandle h = MemAlloc(sizeof kOneBit);
+    if (void* p = MemLock(h)) std::memcpy(p, kOneBit, sizeof kOneBit);
+    MemUnlock(h);
+    if (!TileList().append(tiles, 404, h)) MemFree(h);
+    ok = WriteLibraryFile((out + "/library/two-tiles.mtx").c_str(), tiles, 404) && ok;
     EndHeadlessSession(&s);
     ConfigValues c;
     ResetConfig(&c);

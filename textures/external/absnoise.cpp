@@ -71,15 +71,10 @@ const PageTable kAbsNoisePage = TableOf(kAbsNoiseFields, kAbsNoisePresets);
 // Molten veins: black at the zero crossings, through deep red and orange
 // to a pale yellow.
 void EmberFountain(FountainDefinition* f) {
-    ResetFountain(f);
-    f->start = 0xFFF8E0;
-    f->end = 0xFF0B0A05;
     const std::uint32_t markers[] = {MakeMarker(0x0C, 0x6AE8FF), MakeMarker(0x28, 0x1E8CF0),
                                      MakeMarker(0x50, 0x0A30B0), MakeMarker(0x90, 0x140A40),
                                      MakeMarker(0xD0, 0x100814)};
-    f->count = std::size(markers);
-    std::copy(std::begin(markers), std::end(markers), f->markers);
-    std::fill(f->markers + f->count, f->markers + 64, 0u);
+    DesignFountain(f, 0xFFF8E0, 0xFF0B0A05, markers, std::size(markers));
 }
 
 int AbsNoiseReset(MasterTextureRecord* rec) {

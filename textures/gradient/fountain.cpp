@@ -22,6 +22,19 @@ void ResetFountain(FountainDefinition* f) {
     std::memcpy(f->markers, kDefaultMarkers, sizeof kDefaultMarkers);
 }
 
+void DesignFountain(FountainDefinition* f, std::uint32_t start, std::uint32_t end,
+                    const std::uint32_t* markers, std::uint32_t count) {
+    // The record is packed, so the markers are copied bytewise: a typed
+    // pointer into it may be misaligned.
+    ResetFountain(f);
+    if (count > 64) count = 64;
+    f->count = count;
+    f->start = start;
+    f->end = end;
+    std::memset(f->markers, 0, sizeof f->markers);
+    std::memcpy(f->markers, markers, count * sizeof(std::uint32_t));
+}
+
 MemHandle LinearGradient(std::uint32_t c0, std::uint32_t c1, int width, int height) {
     MemHandle h = NewImage(width, height);
     ImageView v;

@@ -65,6 +65,11 @@ constexpr std::uint32_t MakeMarker(std::uint32_t position, std::uint32_t colour)
 
 void ResetFountain(FountainDefinition* f);
 
+// A kind's own colour map: the header of a reset fountain with these end
+// colours and inner markers (at most 64; the rest are cleared).
+void DesignFountain(FountainDefinition* f, std::uint32_t start, std::uint32_t end,
+                    const std::uint32_t* markers, std::uint32_t count);
+
 // A new W x H image of the fountain, or 0.
 MemHandle RenderFountain(const FountainDefinition& f, int width, int height);
 

@@ -1,9 +1,16 @@
 #include "textures/structured/matrix.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
+#include "common/image.h"
+#include "common/page.h"
+#include "common/tile_list.h"
 #include "plugin/catalogue.h"
+#include "plugin/config_file.h"
 #include "plugin/page_fields.h"
+#include "textures/structured/matrix_library.h"
 
 namespace tsn {
 
@@ -47,6 +54,63 @@ std::int64_t ConvertMatrix(MasterTextureRecord* rec) {
 
 }  // namespace
 
+MemHandle MatrixTiles(MemHandle tile, int width, int depth, bool integral) {
+    TileView t;
+    if (!LockTile(tile, &t)) return 0;
+    if (integral) {
+        width = IntegralSize(width, t.width);
+        depth = IntegralSize(depth, t.height);
+    }
+    // The tile's rows as the image stores pixels: blue, green, red.
+    std::vector<std::uint8_t> rows;
+    const MemHandle image = NewImage(width, depth);
+    ImageView out;
+    const std::size_t rowBytes = std::size_t(t.width) * 3;
+    if (image && LockImage(image, &out)) {
+        rows.resize(rowBytes * std::size_t(t.height));
+        for (int y = 0; y < t.height; ++y)
+            for (int x = 0; x < t.width; ++x) {
+                const std::uint32_t c = TileGetPixel(t, x, y);
+                std::uint8_t* p = &rows[std::size_t(y) * rowBytes + std::size_t(x) * 3];
+                p[0] = std::uint8_t(c >> 16);
+                p[1] = std::uint8_t(c >> 8);
+                p[2] = std::uint8_t(c);
+            }
+        // Tiles start at every multiple of the tile's size up to and
+        // including the image's edge; whatever falls outside is clipped.
+        for (int y0 = 0; y0 <= depth; y0 += t.height)
+            for (int x0 = 0; x0 <= width; x0 += t.width) {
+                const int w = std::min(t.width, width - x0);
+                for (int y = y0; y < y0 + t.height && y < depth && w > 0; ++y)
+                    std::memcpy(out.Row(y) + std::size_t(x0) * 3,
+                                &rows[std::size_t(y - y0) * rowBytes], std::size_t(w) * 3);
+            }
+        UnlockImage(&out);
+    }
+    UnlockTile(&t);
+    return image;
+}
+
+MemHandle MatrixRender(MasterTextureRecord* rec) {
+    MatrixParameters* p = MatrixBlock(rec);
+    p->width = ReadPageInteger(rec->dialog, kMatrixWidthId);
+    p->depth = ReadPageInteger(rec->dialog, kMatrixDepthId);
+    const bool integral = Page().getCheck(rec->dialog, kMatrixIntegralId);
+    Config().matrixIntegralDimensions = integral ? 1 : 0;
+    const int count = TileList().count(rec->dialog, kMatrixTileListId);
+    if (p->selection < 0 || p->selection >= count) return 0;
+    const MemHandle tile = TileList().tile(rec->dialog, kMatrixTileListId, p->selection);
+    return MatrixTiles(tile, p->width, p->depth, integral);
+}
+
+void MatrixOpenPage(MasterTextureRecord* rec) {
+    DefaultTiles(rec->dialog, kMatrixTileListId);
+    char path[kMaxPath + 1];
+    if (MatrixLibraryPath(Config().matrixCurrentLibrary, path))
+        ReadLibraryFile(path, rec->dialog, kMatrixTileListId);
+    Page().setCheck(rec->dialog, kMatrixIntegralId, Config().matrixIntegralDimensions != 0);
+}
+
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryConvertIn:
@@ -66,7 +130,9 @@ const KindDescriptor kMatrixKind = {
     .blockSize = sizeof(MatrixParameters),
     .oldBlockSize = sizeof(MatrixParameters100),
     .page = &kMatrixPage,
+    .render = MatrixRender,
     .query = MatrixQuery,
+    .openPage = MatrixOpenPage,
 };
 
 }  // namespace tsn

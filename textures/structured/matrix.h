@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/platform.h"
 #include "plugin/catalogue.h"
 #include "plugin/master_record.h"
 #include "plugin/page_table.h"
@@ -60,7 +61,16 @@ enum : std::uint32_t {
     kMatrixIntegralId = 405,
 };
 
+MemHandle MatrixRender(MasterTextureRecord* rec);
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code);
+// Puts the default tile in the page's list, then the current library's
+// tiles, and shows the integral-dimensions switch.
+void MatrixOpenPage(MasterTextureRecord* rec);
+
+// The width x depth picture tiled with `tile` from the top-left corner
+// (grown to whole tiles plus one when `integral`); 0 for a tile that is no
+// drawable bitmap or when memory runs out.
+MemHandle MatrixTiles(MemHandle tile, int width, int depth, bool integral);
 
 inline MatrixParameters* MatrixBlock(MasterTextureRecord* rec) {
     return BlockAs<MatrixParameters>(rec, kMatrixOffset);

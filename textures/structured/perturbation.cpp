@@ -63,15 +63,10 @@ const PageTable kPerturbationPage = TableOf(kPerturbationFields, kPerturbationPr
 // Veined marble: dark veins with a thin golden edge in warm white, with
 // soft grey clouding between the veins.
 void MarbleFountain(FountainDefinition* f) {
-    ResetFountain(f);
-    f->start = 0x1E2226;
-    f->end = 0xFFE4E6E8;
     const std::uint32_t markers[] = {MakeMarker(0x0A, 0x34506A), MakeMarker(0x18, 0x6AA4C8),
                                      MakeMarker(0x30, 0xC8D6E0), MakeMarker(0x70, 0xF0F2F4),
                                      MakeMarker(0xB0, 0xD4D8DA), MakeMarker(0xE0, 0xF2F2F0)};
-    f->count = std::size(markers);
-    std::copy(std::begin(markers), std::end(markers), f->markers);
-    std::fill(f->markers + f->count, f->markers + 64, 0u);
+    DesignFountain(f, 0x1E2226, 0xFFE4E6E8, markers, std::size(markers));
 }
 
 int PerturbationReset(MasterTextureRecord* rec) {

@@ -1,0 +1,267 @@
+#include "textures/structured/matrix_library.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "common/image.h"
+#include "common/text.h"
+#include "common/tile_list.h"
+#include "plugin/master_record.h"
+
+namespace tsn {
+
+namespace {
+
+constexpr char kLibrarySignature[] = "VANTMTXf";
+constexpr char kTileTag[] = "MTXi";
+
+std::uint32_t Get32(const std::uint8_t* p) {
+    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 |
+           std::uint32_t(p[3]) << 24;
+}
+void Put32(std::uint8_t* p, std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) p[i] = std::uint8_t(v >> (8 * i));
+}
+
+// Size of an open file, -1 when it cannot be told.
+long FileSize(std::FILE* f) {
+    if (std::fseek(f, 0, SEEK_END) != 0) return -1;
+    const long size = std::ftell(f);
+    if (std::fseek(f, 0, SEEK_SET) != 0) return -1;
+    return size;
+}
+
+void Header(std::uint8_t* h, std::int32_t count) {
+    std::memset(h, 0, kLibraryHeaderSize);
+    std::memcpy(h, kLibrarySignature, 8);
+    Put32(h + 8, std::uint32_t(std::uint64_t(std::time(nullptr))));
+    RegisteredOwner(reinterpret_cast<char*>(h + 12), reinterpret_cast<char*>(h + 274), 262);
+    Put32(h + 802, 3);
+    Put32(h + 810, 97);
+    Put32(h + kLibraryCountOffset, std::uint32_t(count));
+    Put32(h + 822, 1);
+}
+
+bool WriteTiles(std::FILE* f, PageRef page, std::uint32_t id, std::int32_t* written) {
+    const TileListOps& list = TileList();
+    const int n = list.count(page, id);
+    for (int i = 0; i < n; ++i) {
+        const MemHandle h = list.tile(page, id, i);
+        if (!h) continue;
+        const std::size_t length = MemSize(h);
+        if (length > 0xFFFFFFFFu) return false;
+        std::uint8_t record[kTileRecordHeaderSize] = {};
+        std::memcpy(record, kTileTag, 4);
+        Put32(record + 4, std::uint32_t(length));
+        const void* data = MemLock(h);
+        const bool ok = std::fwrite(record, 1, sizeof record, f) == sizeof record &&
+                        (length == 0 || (data && std::fwrite(data, 1, length, f) == length));
+        MemUnlock(h);
+        if (!ok) return false;
+        ++*written;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool MatrixLibraryPath(const char* name, char out[kMaxPath + 1]) {
+    if (!TextureFolder(out)) return false;
+    PathAppend(out, name, false);
+    return true;
+}
+
+bool ReadLibraryFile(const char* path, PageRef page, std::uint32_t id) {
+    std::FILE* f = std::fopen(path, "rb");
+    if (!f) return true;  // no library yet: the list keeps what it shows
+    const TileListOps& list = TileList();
+    std::uint8_t header[kLibraryHeaderSize];
+    const long size = FileSize(f);
+    bool ok = size >= 0 && std::fread(header, 1, sizeof header, f) == sizeof header &&
+              std::memcmp(header, kLibrarySignature, 8) == 0;
+    if (ok) {
+        list.clear(page, id);
+        const std::int32_t count = std::int32_t(Get32(header + kLibraryCountOffset));
+        long at = long(kLibraryHeaderSize);
+        for (std::int32_t i = 0; ok && i < count; ++i) {
+            std::uint8_t record[kTileRecordHeaderSize];
+            ok = std::fread(record, 1, sizeof record, f) == sizeof record;
+            if (!ok) break;
+            at += long(kTileRecordHeaderSize);
+            const std::uint32_t length = Get32(record + 4);
+            // What the file still holds bounds every allocation.
+            const std::uint64_t left = std::uint64_t(size - at);
+            if (std::memcmp(record, kTileTag, 4) == 0) {
+                if (length > left) {
+                    ok = false;
+                    break;
+                }
+                const MemHandle h = MemAlloc(length);
+                void* data = MemLock(h);
+                ok = h && (length == 0 || (data && std::fread(data, 1, length, f) == length));
+                MemUnlock(h);
+                if (!ok || !list.append(page, id, h)) MemFree(h);
+            }
+            // Another tag is skipped; past the end, the next read comes up
+            // short.
+            at += long(std::min<std::uint64_t>(length, left));
+            if (ok && std::fseek(f, at, SEEK_SET) != 0) ok = false;
+        }
+    }
+    std::fclose(f);
+    return ok;
+}
+
+bool WriteLibraryFile(const char* path, PageRef page, std::uint32_t id) {
+    char temporary[kMaxPath + 8];
+    std::snprintf(temporary, sizeof temporary, "%s.new", path);
+    std::FILE* f = std::fopen(temporary, "wb");
+    if (!f) return false;
+    std::uint8_t header[kLibraryHeaderSize];
+    Header(header, 0);
+    std::int32_t count = 0;
+    bool ok = std::fwrite(header, 1, sizeof header, f) == sizeof header &&
+              WriteTiles(f, page, id, &count);
+    if (ok) {
+        Put32(header + kLibraryCountOffset, std::uint32_t(count));
+        ok = std::fseek(f, 0, SEEK_SET) == 0 &&
+             std::fwrite(header, 1, sizeof header, f) == sizeof header;
+    }
+    if (std::fclose(f) != 0) ok = false;
+    ok = ok && MoveFileOver(temporary, path);
+    if (!ok) DeleteFileAt(temporary);
+    return ok;
+}
+
+void DefaultTiles(PageRef page, std::uint32_t id) {
+    const TileListOps& list = TileList();
+    list.clear(page, id);
+    std::size_t size = 0;
+    const std::uint8_t* dib = DefaultTileDib(&size);
+    const MemHandle h = dib ? MemAlloc(size) : 0;
+    void* data = MemLock(h);
+    if (data) std::memcpy(data, dib, size);
+    MemUnlock(h);
+    if (!data || !list.append(page, id, h)) MemFree(h);
+}
+
+std::vector<std::string> ListLibraryNames() {
+    std::vector<std::string> names;
+    char folder[kMaxPath + 1];
+    if (!TextureFolder(folder)) return names;
+    ForEachFile(
+        folder,
+        [](const char* file, void* p) {
+            const std::size_t n = std::strlen(file);
+            if (n < 3 || !EqualNoCase(file + n - 3, "mtx")) return;
+            std::string name(file);
+            if (n > 4 && file[n - 4] == '.') name.resize(n - 4);
+            static_cast<std::vector<std::string>*>(p)->push_back(name);
+        },
+        &names);
+    std::sort(names.begin(), names.end(), LessNoCase);
+    return names;
+}
+
+bool ParseTile(const std::uint8_t* bytes, std::size_t size, TileView* view) {
+    if (!bytes || size < sizeof(BitmapInfoHeader)) return false;
+    BitmapInfoHeader h;
+    std::memcpy(&h, bytes, sizeof h);
+    const int bits = h.bitCount;
+    if (h.size < sizeof h || h.size > size || h.width < 1 || h.height == 0 ||
+        h.height < -2147483647 || h.planes != 1 || h.compression != 0 ||
+        (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32))
+        return false;
+    std::uint64_t colours = h.clrUsed;
+    if (bits <= 8) {
+        if (colours == 0) colours = 1u << bits;
+        if (colours > (1u << bits)) return false;
+    } else if (colours > 256) {
+        return false;
+    }
+    const std::uint64_t height = std::uint64_t(h.height < 0 ? -std::int64_t(h.height) : h.height);
+    const std::uint64_t stride = (std::uint64_t(h.width) * std::uint64_t(bits) + 31) / 32 * 4;
+    const std::uint64_t pixels = h.size + colours * 4;
+    if (pixels > size || stride * height > size - pixels) return false;
+    view->palette = bytes + h.size;
+    view->paletteCount = bits <= 8 ? int(colours) : 0;
+    view->bits = bytes + pixels;
+    view->width = h.width;
+    view->height = int(height);
+    view->topDown = h.height < 0;
+    view->bitCount = bits;
+    view->stride = std::size_t(stride);
+    return true;
+}
+
+MemHandle PackedDibFromBmp(const std::uint8_t* file, std::size_t size) {
+    constexpr std::size_t kFileHeader = 14;
+    if (size < kFileHeader + sizeof(BitmapInfoHeader) || file[0] != 'B' || file[1] != 'M') return 0;
+    const std::uint8_t* info = file + kFileHeader;
+    const std::size_t infoSize = size - kFileHeader;
+    const std::uint32_t headerSize = Get32(info);
+    const std::uint32_t offBits = Get32(file + 10);
+    if (headerSize < sizeof(BitmapInfoHeader) || headerSize > infoSize || offBits > size) return 0;
+    // The colour table runs from the header to the pixels (bounded by the
+    // header's count, which ParseTile checks).
+    const std::uint16_t bits = std::uint16_t(info[14] | info[15] << 8);
+    std::uint64_t colours = Get32(info + 32);
+    if (bits <= 8 && colours == 0) colours = 1u << (bits & 15);
+    const std::uint64_t tableEnd =
+        kFileHeader + headerSize + std::min<std::uint64_t>(colours, 256) * 4;
+    if (tableEnd > offBits) return 0;
+    const std::size_t head = std::size_t(tableEnd - kFileHeader), pixels = size - offBits;
+    const MemHandle h = MemAlloc(head + pixels);
+    auto* out = static_cast<std::uint8_t*>(MemLock(h));
+    TileView v;
+    bool ok = out != nullptr;
+    if (ok) {
+        std::memcpy(out, info, head);
+        std::memcpy(out + head, file + offBits, pixels);
+        ok = ParseTile(out, head + pixels, &v);
+    }
+    MemUnlock(h);
+    if (!ok) MemFree(h);
+    return ok ? h : 0;
+}
+
+bool LockTile(MemHandle h, TileView* view) {
+    const auto* bytes = static_cast<const std::uint8_t*>(MemLock(h));
+    if (!bytes) return false;
+    if (!ParseTile(bytes, MemSize(h), view)) {
+        MemUnlock(h);
+        return false;
+    }
+    view->handle = h;
+    return true;
+}
+
+void UnlockTile(TileView* view) {
+    MemUnlock(view->handle);
+    *view = TileView{};
+}
+
+std::uint32_t TileGetPixel(const TileView& v, int x, int y) {
+    if (x < 0 || y < 0 || x >= v.width || y >= v.height) return kNoPixel;
+    const std::uint8_t* row = v.bits + std::size_t(v.topDown ? y : v.height - 1 - y) * v.stride;
+    const std::uint8_t* p;
+    switch (v.bitCount) {
+        case 24:
+        case 32:
+            p = row + std::size_t(x) * std::size_t(v.bitCount / 8);
+            return std::uint32_t(p[2]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[0]) << 16;
+        default: {
+            // Pixels fill each byte from its high bits down.
+            const int per = 8 / v.bitCount;
+            const int shift = (per - 1 - x % per) * v.bitCount;
+            const int index = (row[x / per] >> shift) & ((1 << v.bitCount) - 1);
+            if (index >= v.paletteCount) return 0;
+            p = v.palette + index * 4;
+            return std::uint32_t(p[2]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[0]) << 16;
+        }
+    }
+}
+
+}  // namespace tsn
