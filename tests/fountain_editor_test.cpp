@@ -90,8 +90,12 @@ TEST(FountainEditor, AddMoveDeleteKeepMarkersSorted) {
     for (int i = 0; i < 3; ++i) ASSERT_TRUE(DeleteMarker(&f, 0));
     EXPECT_EQ(f.count, 0u);
     EXPECT_FALSE(DeleteMarker(&f, 0));
-    EXPECT_EQ(MarkerWord(&f, -2), &f.end);
-    EXPECT_EQ(MarkerWord(&f, 0), nullptr);
+    std::uint32_t word = 0;
+    ASSERT_TRUE(SetMarkerWord(&f, -2, 0x123456) && GetMarkerWord(f, -2, &word));
+    EXPECT_EQ(f.end, 0x123456u);
+    EXPECT_EQ(word, 0x123456u);
+    EXPECT_FALSE(GetMarkerWord(f, 0, &word));
+    EXPECT_FALSE(SetMarkerWord(&f, 0, 1));
 
     FountainDefinition full = WithMarkers({});
     for (int i = 1; i <= 64; ++i) full.markers[full.count++] = MakeMarker(std::uint32_t(i), 0);

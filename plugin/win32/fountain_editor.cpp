@@ -316,19 +316,19 @@ LRESULT CALLBACK EditorProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
             return 0;
         case kMsgChangeColour: {
             if (g_choosing) return 0;
-            std::uint32_t* word = MarkerWord(f, int(wp));
-            if (!word) {
+            std::uint32_t word;
+            if (!GetMarkerWord(*f, int(wp), &word)) {
                 ShowMessage(w, "Internal error");
                 return 0;
             }
-            std::uint32_t colour = *word & kMarkerColourMask;
+            std::uint32_t colour = word & kMarkerColourMask;
             g_choosing = true;
             const bool chosen = ChooseColour(w, &colour);
             g_choosing = false;
             // The dialog may have let other messages change the record.
-            word = MarkerWord(f, int(wp));
-            if (chosen && word) {
-                *word = (*word & ~kMarkerColourMask) | (colour & kMarkerColourMask);
+            if (chosen && GetMarkerWord(*f, int(wp), &word)) {
+                SetMarkerWord(f, int(wp),
+                              (word & ~kMarkerColourMask) | (colour & kMarkerColourMask));
                 Changed(w, f);
             }
             return 0;
@@ -357,13 +357,12 @@ LRESULT CALLBACK EditorProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
             }
             return 0;
         case kMsgAdjustMarker: {
-            std::uint32_t* word = int(wp) >= 0 ? MarkerWord(f, int(wp)) : nullptr;
-            if (!word) return 0;
+            std::uint32_t word;
+            if (int(wp) < 0 || !GetMarkerWord(*f, int(wp), &word)) return 0;
             const INT_PTR p = DialogBoxParamA(Lib().module, "FountainMarkerPositionBox", w,
-                                              PositionProc, LPARAM(MarkerPosition(*word)));
-            word = MarkerWord(f, int(wp));
-            if (p >= 1 && word) {
-                *word = MakeMarker(std::uint32_t(p), *word);
+                                              PositionProc, LPARAM(MarkerPosition(word)));
+            if (p >= 1 && GetMarkerWord(*f, int(wp), &word)) {
+                SetMarkerWord(f, int(wp), MakeMarker(std::uint32_t(p), word));
                 SortMarkers(f);
                 Changed(w, f);
             }

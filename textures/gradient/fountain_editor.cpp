@@ -136,11 +136,30 @@ bool MoveMarker(FountainDefinition* f, int n, int p) {
     return true;
 }
 
-std::uint32_t* MarkerWord(FountainDefinition* f, int n) {
-    if (n == -1) return &f->start;
-    if (n == -2) return &f->end;
-    if (n >= 0 && n < Count(*f)) return &f->markers[n];
-    return nullptr;
+// By value: the record is packed, so a pointer to one of its words would be
+// misaligned.
+bool GetMarkerWord(const FountainDefinition& f, int n, std::uint32_t* word) {
+    if (n == -1)
+        *word = f.start;
+    else if (n == -2)
+        *word = f.end;
+    else if (n >= 0 && n < Count(f))
+        *word = f.markers[n];
+    else
+        return false;
+    return true;
+}
+
+bool SetMarkerWord(FountainDefinition* f, int n, std::uint32_t word) {
+    if (n == -1)
+        f->start = word;
+    else if (n == -2)
+        f->end = word;
+    else if (n >= 0 && n < Count(*f))
+        f->markers[n] = word;
+    else
+        return false;
+    return true;
 }
 
 }  // namespace tsn

@@ -71,7 +71,9 @@ bool DeleteMarker(FountainDefinition* f, int n);
 // when no position is free the marker stays where it was. False for no such
 // marker.
 bool MoveMarker(FountainDefinition* f, int n, int p);
-// The colour word of marker n (-1 start, -2 end, inner) or null.
-std::uint32_t* MarkerWord(FountainDefinition* f, int n);
+// The colour word of marker n (-1 start, -2 end, inner); false for no such
+// marker.
+bool GetMarkerWord(const FountainDefinition& f, int n, std::uint32_t* word);
+bool SetMarkerWord(FountainDefinition* f, int n, std::uint32_t word);
 
 }  // namespace tsn
