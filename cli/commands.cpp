@@ -16,6 +16,7 @@
 #include "common/tile_list.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
+#include "plugin/help_page.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
 #include "textures/external/cgi.h"
@@ -234,6 +235,16 @@ int Prepare(HeadlessSession& s, const RenderRequest& r, bool mustRender,
     }
     rec->kindIndex = kind;
     if (!ApplyOptions(rec, k, r, asked)) return -1;
+    if (r.libraryFountain != 0) {
+        const PageField* map = k.page ? FountainField(*k.page) : nullptr;
+        if (!map) {
+            Fail(std::string(k.name) + " has no colour map");
+            return -1;
+        }
+        auto* target =
+            reinterpret_cast<FountainDefinition*>(BlockAt(rec, k.blockOffset) + map->offset);
+        if (!LibraryFountain(r.libraryFountain, target)) return -1;
+    }
     *code = 0;
     return kind;
 }
@@ -290,9 +301,17 @@ int ListKinds() {
     return 0;
 }
 
-int DescribeKind(const std::string& name) {
+int DescribeKind(const std::string& name, bool html, const std::string& output) {
     const int kind = ResolveKind(name);
     if (kind < 0) return 2;
+    if (html) {
+        const std::string page = KindHelpPage(kind);
+        std::FILE* f = output.empty() ? stdout : std::fopen(output.c_str(), "w");
+        bool ok = f && std::fwrite(page.data(), 1, page.size(), f) == page.size();
+        if (f && f != stdout && std::fclose(f) != 0) ok = false;
+        if (!ok) Fail("cannot write '" + output + "'");
+        return ok ? 0 : 1;
+    }
     const KindDescriptor& info = KindOf(kind);
     std::printf("%s (key \"%s\"): %u-byte block %.8s%s\n", info.name, info.key, info.blockSize,
                 info.signature, (info.flags & kKindHasColourMap) ? ", colour map mutable" : "");

@@ -6,6 +6,10 @@
 #include <string>
 #include <vector>
 
+namespace tsn {
+struct FountainDefinition;
+}
+
 namespace tsn::cli {
 
 struct RenderRequest {
@@ -17,13 +21,16 @@ struct RenderRequest {
     std::vector<std::string> sets;  // FIELD=VALUE
     std::string output;
     std::string saveSettings;
-    std::string preset;      // start from this named preset of the kind
-    std::string savePreset;  // render only: also store the parameters used under this name
-    int generation = 0;      // mutations only
+    std::string preset;       // start from this named preset of the kind
+    std::string savePreset;   // render only: also store the parameters used under this name
+    int generation = 0;       // mutations only
+    int libraryFountain = 0;  // render only: colour with this library entry (from 1)
 };
 
 int ListKinds();
-int DescribeKind(const std::string& kind);
+// With `html`, the kind's help page (the one the plug-in's Help opens),
+// written to `output` or, when that is empty, to standard output.
+int DescribeKind(const std::string& kind, bool html = false, const std::string& output = "");
 int Render(const RenderRequest& r);
 int Mutations(const RenderRequest& r);
 // Writes the 432-byte request a CGI kind sends to the noise service.
@@ -31,6 +38,15 @@ int Request(const RenderRequest& r);
 // Lists the kind's presets, or with `save` stores the request's parameters
 // under that name, or with `remove` deletes that preset.
 int Presets(const RenderRequest& r, const std::string& save, const std::string& remove);
+
+// The fountain library: "list", "show" (entry n, from 1, as a width x
+// height strip into `output`) and "delete" (entry n).
+int Fountains(const std::string& action, int n, const std::string& output, int width, int height);
+// Copies library entry n's colours into `target`; false after reporting.
+bool LibraryFountain(int n, FountainDefinition* target);
+// The colour database in force: "list", "add" (name, 0xBBGGRR) and
+// "delete" (every colour of that name).
+int Colours(const std::string& action, const std::string& name, const std::string& value);
 
 // The matrix library `library` (default: the current one): "list" its
 // tiles, "add" the image file `argument`, "delete" tile number `argument`;

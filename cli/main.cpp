@@ -20,6 +20,11 @@ int main(int argc, char** argv) {
         app.add_subcommand("describe", "Show a kind's parameters: type, range, default");
     std::string describeKind;
     describe->add_option("KIND", describeKind, "kind key or display name")->required();
+    bool describeHtml = false;
+    std::string describeOutput;
+    describe->add_flag("--html", describeHtml, "write the kind's help page (HTML) instead");
+    describe->add_option("-o,--output", describeOutput, "with --html: write it to this file")
+        ->needs("--html");
 
     RenderRequest req;
     auto addCommon = [&req](CLI::App* sub) {
@@ -41,6 +46,10 @@ int main(int argc, char** argv) {
                        "also store the parameters used as a preset of this name");
     render->add_option("--save-settings", req.saveSettings,
                        "also write the session as a settings file the plug-in can load");
+    render
+        ->add_option("--fountain-library", req.libraryFountain,
+                     "colour with entry N (from 1) of the fountain library")
+        ->check(CLI::PositiveNumber);
     auto* mutations = app.add_subcommand(
         "mutations", "Show the nine mutation colour maps on a kind's grey image");
     addCommon(mutations);
@@ -62,6 +71,33 @@ int main(int argc, char** argv) {
                                            "under this name");
     presets->add_option("--delete", deletePreset, "delete the preset of this name")
         ->excludes(saveOption);
+
+    auto* fountains = app.add_subcommand(
+        "fountains", "The fountain library of colour maps (shared with the plug-in)");
+    fountains->require_subcommand(1);
+    std::string fountainOutput;
+    int fountainEntry = 0, stripWidth = 256, stripHeight = 32;
+    auto* fountainsList = fountains->add_subcommand("list", "List the stored colour maps");
+    auto* fountainsShow =
+        fountains->add_subcommand("show", "Draw colour map N as a strip (PNG or BMP)");
+    fountainsShow->add_option("N", fountainEntry, "entry number, from 1")->required();
+    fountainsShow->add_option("-o,--output", fountainOutput, "output file, .png or .bmp")
+        ->required();
+    fountainsShow->add_option("--width", stripWidth, "strip width (256)");
+    fountainsShow->add_option("--depth", stripHeight, "strip height (32)");
+    auto* fountainsDelete = fountains->add_subcommand("delete", "Delete colour map N");
+    fountainsDelete->add_option("N", fountainEntry, "entry number, from 1")->required();
+
+    auto* colours = app.add_subcommand(
+        "colours", "The colour database of named colours (shared with the plug-in)");
+    colours->require_subcommand(1);
+    std::string colourName, colourValue;
+    auto* coloursList = colours->add_subcommand("list", "List the named colours as 0xBBGGRR");
+    auto* coloursAdd = colours->add_subcommand("add", "Add a named colour");
+    coloursAdd->add_option("NAME", colourName, "the colour's name")->required();
+    coloursAdd->add_option("COLOUR", colourValue, "0xBBGGRR: blue, green, red")->required();
+    auto* coloursDelete = colours->add_subcommand("delete", "Delete the colours of a name");
+    coloursDelete->add_option("NAME", colourName, "the colour's name")->required();
 
     auto* matrix = app.add_subcommand(
         "matrix",
@@ -86,6 +122,11 @@ int main(int argc, char** argv) {
         "  tsntxtr presets noise\n"
         "  tsntxtr request cgiterrain --set octaves=6 -o terrain.bin\n"
         "  tsntxtr render noise --preset Soft -o again.png\n"
+        "  tsntxtr describe noise --html -o noise.html\n"
+        "  tsntxtr fountains list\n"
+        "  tsntxtr fountains show 2 -o map.png\n"
+        "  tsntxtr render noise --fountain-library 2 -o noise.png\n"
+        "  tsntxtr colours add \"Sky blue\" 0xEBCE87\n"
         "  tsntxtr matrix add brick.png\n"
         "  tsntxtr render matrix --set selection=1 -o wall.png");
 
@@ -104,10 +145,25 @@ int main(int argc, char** argv) {
     if (app.got_subcommand(matrix))
         return tsn::cli::Matrix(matrixAction, matrixArgument, matrixLibrary);
     if (app.got_subcommand("list")) return tsn::cli::ListKinds();
-    if (app.got_subcommand(describe)) return tsn::cli::DescribeKind(describeKind);
+    if (app.got_subcommand(describe))
+        return tsn::cli::DescribeKind(describeKind, describeHtml, describeOutput);
     if (app.got_subcommand(render)) return tsn::cli::Render(req);
     if (app.got_subcommand(mutations)) return tsn::cli::Mutations(req);
     if (app.got_subcommand(request)) return tsn::cli::Request(req);
     if (app.got_subcommand(presets)) return tsn::cli::Presets(req, savePreset, deletePreset);
+    if (app.got_subcommand(fountains)) {
+        const char* action = fountains->got_subcommand(fountainsList)   ? "list"
+                             : fountains->got_subcommand(fountainsShow) ? "show"
+                                                                        : "delete";
+        (void)fountainsDelete;
+        return tsn::cli::Fountains(action, fountainEntry, fountainOutput, stripWidth, stripHeight);
+    }
+    if (app.got_subcommand(colours)) {
+        const char* action = colours->got_subcommand(coloursList)  ? "list"
+                             : colours->got_subcommand(coloursAdd) ? "add"
+                                                                   : "delete";
+        (void)coloursDelete;
+        return tsn::cli::Colours(action, colourName, colourValue);
+    }
     return 2;
 }

@@ -32,6 +32,8 @@ struct Options {
     bool dismissMessages = false;
     int clickId = -1, clickX = 0, clickY = 0;  // click a control, then accept
     std::string presetFrom, presetTo;          // load one preset, save it as another
+    int mapKind = -1, buttonKind = -1;         // --edit-colours
+    std::string pickName, addName, shots;
 };
 
 void Usage() {
@@ -40,6 +42,7 @@ void Usage() {
         "               [--null-image] [--out FILE.bmp] [--cancel-after MS] [--ok-after MS]\n"
         "               [--walk FOLDER] [--dismiss-messages] [--click ID X Y] [--version]\n"
         "               [--preset-round-trip FROM TO]\n"
+        "               [--edit-colours MAPKIND BUTTONKIND PICK ADD FOLDER]\n"
         "Calls the plug-in's TSN16TEXTUREDoTexture and writes the returned picture.\n"
         "--width/--depth pass a size (and set flags bit 0); --flags adds the other bits:\n"
         "  2 = do not save the settings file, 4 = run without interaction, 8 = \"Done\" mode.\n"
@@ -48,7 +51,13 @@ void Usage() {
         "--dismiss-messages answers the plug-in's message boxes, printing their text.\n"
         "--click ID X Y clicks control ID at (X, Y) of its client area, then presses OK.\n"
         "--preset-round-trip, on every kind's page, loads preset FROM and adds the\n"
-        "loaded parameters as preset TO through the name box.\n");
+        "loaded parameters as preset TO through the name box.\n"
+        "--edit-colours: on kind BUTTONKIND picks the named colour PICK into the first\n"
+        "colour button; on kind MAPKIND stores the map in the library, adds a marker by\n"
+        "double click (colour PICK, after adding the dialog's colour 10,20,30 to the\n"
+        "database as ADD), drags it, stores the map again, deletes the marker and picks\n"
+        "the second library entry; prints each record and saves screenshots into\n"
+        "FOLDER; then presses OK.\n");
 }
 
 bool Parse(int argc, char** argv, Options* o) {
@@ -75,6 +84,13 @@ bool Parse(int argc, char** argv, Options* o) {
             if (i + 2 >= argc) return false;
             o->presetFrom = argv[++i];
             o->presetTo = argv[++i];
+        } else if (a == "--edit-colours") {
+            if (!(v = values(5))) return false;
+            o->mapKind = std::atoi(v[0]);
+            o->buttonKind = std::atoi(v[1]);
+            o->pickName = v[2];
+            o->addName = v[3];
+            o->shots = v[4];
         } else if (a == "--click") {
             if (!(v = values(3))) return false;
             o->clickId = std::atoi(v[0]);
@@ -277,6 +293,223 @@ void PresetRoundTrip(HWND dlg, const Options& o) {
     PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
 }
 
+// --- Driving the colour-map editor, the colour dialog and the library.
+
+// The editor's colours as the plug-in's packed record keeps them.
+struct Fountain {
+    std::uint32_t count = 0, start = 0, end = 0, markers[64] = {};
+};
+constexpr UINT kMsgGetFountain = WM_USER + 401;
+
+Fountain ReadFountain(HWND editor) {
+    unsigned char record[600] = {};
+    SendMessageA(editor, kMsgGetFountain, 0, LPARAM(record));
+    Fountain f;
+    std::memcpy(&f.count, record + 289, 4);
+    std::memcpy(&f.start, record + 293, 4);
+    std::memcpy(&f.end, record + 297, 4);
+    std::memcpy(f.markers, record + 301, sizeof f.markers);
+    if (f.count > 64) f.count = 64;
+    return f;
+}
+
+void PrintFountain(const char* step, const Fountain& f) {
+    std::printf("%s count %u start %06X end %06X markers", step, f.count, f.start & 0xFFFFFF,
+                f.end & 0xFFFFFF);
+    for (std::uint32_t i = 0; i < f.count; ++i)
+        std::printf(" %u:%06X", f.markers[i] >> 24, f.markers[i] & 0xFFFFFF);
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+void SelectKind(HWND dlg, int index) {
+    HWND kinds = GetDlgItem(dlg, 103);
+    SendMessageA(kinds, CB_SETCURSEL, WPARAM(index), 0);
+    SendMessageA(dlg, WM_COMMAND, MAKEWPARAM(103, CBN_CLOSEUP), LPARAM(kinds));
+    Settle(dlg);
+}
+
+// The first visible child of the dialog of class `cls` whose text starts
+// with `prefix`.
+HWND ShownChild(HWND dlg, const char* cls, const char* prefix) {
+    for (HWND c = GetWindow(dlg, GW_CHILD); c; c = GetWindow(c, GW_HWNDNEXT)) {
+        char name[64] = {}, text[64] = {};
+        GetClassNameA(c, name, sizeof name);
+        GetWindowTextA(c, text, sizeof text);
+        if (IsWindowVisible(c) && lstrcmpiA(name, cls) == 0 &&
+            std::strncmp(text, prefix, std::strlen(prefix)) == 0)
+            return c;
+    }
+    return nullptr;
+}
+
+HWND WaitWindow(const char* title, int waitMs = 5000) {
+    for (int waited = 0; waited <= waitMs; waited += 50) {
+        if (HWND w = FindWindowA("#32770", title)) return w;
+        Sleep(50);
+    }
+    return nullptr;
+}
+
+void Shot(HWND w, const Options& o, const char* name) {
+    RedrawWindow(w, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+    Settle(w);
+    const bool ok = SaveWindowBmp(w, o.shots + "\\" + name + ".bmp");
+    std::printf("shot %s %d\n", name, ok ? 1 : 0);
+}
+
+// In the open colour dialog, the named colour from the database list, then
+// OK. Optionally first adds the colour 10,20,30 under `add`.
+bool PickNamedColour(HWND owner, const Options& o, const char* add, const char* shot) {
+    HWND box = WaitWindow("Color");
+    if (!box) {
+        std::printf("colour dialog missing\n");
+        return false;
+    }
+    Settle(box);
+    if (add) {
+        const int rgb[3] = {10, 20, 30};
+        for (int i = 0; i < 3; ++i) SetDlgItemInt(box, 706 + i, UINT(rgb[i]), FALSE);
+        Settle(box);
+        PostMessageA(box, WM_COMMAND, MAKEWPARAM(109, BN_CLICKED), 0);
+        if (HWND name = WaitWindow("Add Color")) {
+            SetDlgItemTextA(name, 100, add);
+            PostMessageA(name, WM_COMMAND, IDOK, 0);
+        }
+        Settle(box);
+    }
+    HWND list = GetDlgItem(box, 108);
+    const LRESULT at =
+        SendMessageA(list, LB_FINDSTRINGEXACT, WPARAM(-1), LPARAM(o.pickName.c_str()));
+    std::printf("database %ld entries, %s at %ld\n", long(SendMessageA(list, LB_GETCOUNT, 0, 0)),
+                o.pickName.c_str(), long(at));
+    SendMessageA(list, LB_SETCURSEL, WPARAM(at), 0);
+    SendMessageA(box, WM_COMMAND, MAKEWPARAM(108, LBN_SELCHANGE), LPARAM(list));
+    if (shot) Shot(box, o, shot);
+    PostMessageA(box, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+    Settle(owner);
+    return at >= 0;
+}
+
+// Picks item `down` (from 1) of the popup menu a right click opened.
+void ChooseMenuItem(HWND owner, int down) {
+    HWND menu = nullptr;
+    for (int waited = 0; !menu && waited <= 3000; waited += 50) {
+        menu = FindWindowA("#32768", nullptr);
+        if (!menu) Sleep(50);
+    }
+    std::printf("menu %s\n", menu ? "shown" : "missing");
+    if (!menu) return;
+    for (int i = 0; i < down; ++i) PostMessageA(menu, WM_KEYDOWN, VK_DOWN, 0);
+    PostMessageA(menu, WM_KEYDOWN, VK_RETURN, 0);
+    Settle(owner);
+}
+
+void Post(HWND w, UINT msg, WPARAM wp, int x, int y) {
+    PostMessageA(w, msg, wp, MAKELPARAM(x, y));
+}
+
+void EditColours(HWND dlg, const Options& o) {
+    // A named colour into a colour button.
+    SelectKind(dlg, o.buttonKind);
+    if (HWND button = ShownChild(dlg, "Button", "0x")) {
+        const int id = GetDlgCtrlID(button);
+        PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), LPARAM(button));
+        PickNamedColour(dlg, o, nullptr, nullptr);
+        char text[32] = {};
+        GetWindowTextA(button, text, sizeof text);
+        std::printf("button %s\n", text);
+    } else {
+        std::printf("button missing\n");
+    }
+
+    SelectKind(dlg, o.mapKind);
+    HWND editor = ShownChild(dlg, "TsnFountainView", "");
+    std::printf("editor %s\n", editor ? "found" : "missing");
+    if (!editor) {
+        PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+        return;
+    }
+    RECT r;
+    GetClientRect(editor, &r);
+    const int left = 8, width = r.right - 16, gradientY = (16 + r.bottom - 4) / 2;
+    auto xOf = [&](std::uint32_t position) { return left + int(position / 255.0 * width); };
+    Fountain f = ReadFountain(editor);
+    PrintFountain("initial", f);
+
+    // The unchanged map into the library: the gradient's menu, first item.
+    Post(editor, WM_RBUTTONDOWN, MK_RBUTTON, r.right / 2, gradientY);
+    ChooseMenuItem(dlg, 1);
+
+    // A double click in the marker strip, at least a box's width away from
+    // every marker, adds one there in a colour from the dialog.
+    int x = -1;
+    for (int p = 30; p < 230 && x < 0; ++p) {
+        bool clear = true;
+        for (std::uint32_t i = 0; i < f.count; ++i)
+            clear = clear && std::abs(xOf(f.markers[i] >> 24) - xOf(std::uint32_t(p))) > 12;
+        if (clear) x = xOf(std::uint32_t(p));
+    }
+    std::printf("add at x %d position %d\n", x, int(double(x - left) / width * 255));
+    Post(editor, WM_LBUTTONDBLCLK, MK_LBUTTON, x, 6);
+    PickNamedColour(dlg, o, o.addName.c_str(), "colour-dialog");
+    f = ReadFountain(editor);
+    PrintFountain("added", f);
+    {
+        HDC dc = GetDC(editor);
+        const COLORREF c = GetPixel(dc, x, gradientY);
+        ReleaseDC(editor, dc);
+        std::printf("gradient at marker %06X\n", unsigned(c) & 0xFFFFFF);
+    }
+    Shot(dlg, o, "marker-editor");
+
+    // Drag it 40 pixels right.
+    const int to = std::min(x + 40, int(r.right) - 20);
+    Post(editor, WM_LBUTTONDOWN, MK_LBUTTON, x, 6);
+    Post(editor, WM_MOUSEMOVE, MK_LBUTTON, (x + to) / 2, 7);
+    Post(editor, WM_MOUSEMOVE, MK_LBUTTON, to, 7);
+    Post(editor, WM_LBUTTONUP, 0, to, 7);
+    Settle(dlg);
+    std::printf("drag to x %d position %d\n", to, int(double(to - left) / width * 255));
+    f = ReadFountain(editor);
+    PrintFountain("dragged", f);
+    Post(editor, WM_RBUTTONDOWN, MK_RBUTTON, r.right / 2, gradientY);
+    ChooseMenuItem(dlg, 1);
+
+    // Its menu's first item deletes it.
+    Post(editor, WM_RBUTTONDOWN, MK_RBUTTON, to, 6);
+    ChooseMenuItem(dlg, 1);
+    f = ReadFountain(editor);
+    PrintFountain("deleted", f);
+
+    // The library dialog: the gradient's menu, second item; pick entry 2.
+    Post(editor, WM_RBUTTONDOWN, MK_RBUTTON, r.right / 2, gradientY);
+    HWND menu = nullptr;
+    for (int waited = 0; !menu && waited <= 3000; waited += 50)
+        if (!(menu = FindWindowA("#32768", nullptr))) Sleep(50);
+    if (menu) {
+        PostMessageA(menu, WM_KEYDOWN, VK_DOWN, 0);
+        PostMessageA(menu, WM_KEYDOWN, VK_DOWN, 0);
+        PostMessageA(menu, WM_KEYDOWN, VK_RETURN, 0);
+    }
+    if (HWND lib = WaitWindow("Color Map Library")) {
+        Settle(lib);
+        HWND list = GetDlgItem(lib, 101);
+        std::printf("library %ld entries\n", long(SendMessageA(list, LB_GETCOUNT, 0, 0)));
+        SendMessageA(list, LB_SETCURSEL, 1, 0);
+        SendMessageA(lib, WM_COMMAND, MAKEWPARAM(101, LBN_SELCHANGE), LPARAM(list));
+        Shot(lib, o, "library-dialog");
+        PostMessageA(lib, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+        Settle(dlg);
+    } else {
+        std::printf("library dialog missing\n");
+    }
+    f = ReadFountain(editor);
+    PrintFountain("picked", f);
+    Settle(dlg);
+    PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+}
+
 DWORD WINAPI Drive(LPVOID param) {
     const Options& o = *static_cast<Options*>(param);
     HWND dlg = FindDialog(60000);
@@ -332,6 +565,10 @@ DWORD WINAPI Drive(LPVOID param) {
     }
     if (!o.presetFrom.empty()) {
         PresetRoundTrip(dlg, o);
+        return 0;
+    }
+    if (o.mapKind >= 0) {
+        EditColours(dlg, o);
         return 0;
     }
     if (o.clickId >= 0) {
@@ -435,7 +672,7 @@ int main(int argc, char** argv) {
 
     HANDLE driver = nullptr;
     if (!o.walk.empty() || o.cancelAfterMs >= 0 || o.okAfterMs >= 0 || o.dismissMessages ||
-        o.clickId >= 0 || !o.presetFrom.empty())
+        o.clickId >= 0 || !o.presetFrom.empty() || o.mapKind >= 0)
         driver = CreateThread(nullptr, 0, Drive, &o, 0, nullptr);
     std::uint64_t image = 0;
     const std::uint32_t flags = o.flags | (o.sizeGiven ? 1u : 0u);

@@ -254,6 +254,124 @@ TEST_F(Cli, RequestWritesTheNoiseRequestOfACgiKind) {
 }  // namespace
 }  // namespace tsn
 
+#include "common/colour_database.h"
+#include "plugin/catalogue.h"
+#include "textures/gradient/fountain_library.h"
+
+namespace tsn {
+namespace {
+
+// The command finds the user's files where this process's TempFolder put
+// them.
+class CliFiles : public Cli {
+  protected:
+    CliFiles() { setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1); }
+    ~CliFiles() override { unsetenv("XDG_CONFIG_HOME"); }
+};
+
+TEST_F(CliFiles, FountainsListShowDeleteAndColourARender) {
+    char path[kMaxPath + 1], texture[kMaxPath + 1];
+    ASSERT_TRUE(FountainLibraryPath(path));
+    ASSERT_TRUE(TextureFolder(texture));
+    ASSERT_TRUE(MakeFolders(texture));
+    FountainDefinition a{}, b{};
+    a.start = 0x0000FF, a.end = 0xFF00FF00;  // red to green, no blue anywhere
+    b.count = 1, b.markers[0] = MakeMarker(0x80, 0xFF0000);
+    ASSERT_TRUE(AppendToFountainLibrary(path, a));
+    ASSERT_TRUE(AppendToFountainLibrary(path, b));
+    Outcome r = Tsntxtr("fountains list");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("0x0000FF"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("128:FF0000"), std::string::npos) << r.out;
+
+    // The strip is the map drawn 256 x 32.
+    const std::string strip = folder.File("strip.bmp");
+    ASSERT_EQ(Tsntxtr("fountains show 2 -o '" + strip + "'").code, 0);
+    const MemHandle h = RenderFountain(b, 256, 32);
+    const auto dib = test::BlockBytes(h);
+    MemFree(h);
+    const auto file = test::ReadAll(strip);
+    ASSERT_EQ(file.size(), dib.size() + 14);
+    EXPECT_TRUE(std::equal(dib.begin(), dib.end(), file.begin() + 14));
+
+    // Every pixel of a colour-mapped render comes from the library's map.
+    const std::string png = folder.File("p.png");
+    r = Tsntxtr("render noise --width 64 --depth 64 --fountain-library 1 -o '" + png + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    RgbImage img;
+    std::string error;
+    ASSERT_TRUE(ReadPngFile(png, &img, &error)) << error;
+    int reds = 0;
+    for (std::size_t i = 0; i < img.rgb.size(); i += 3) {
+        ASSERT_EQ(img.rgb[i + 2], 0);
+        ASSERT_GE(img.rgb[i] + img.rgb[i + 1], 254) << "on the line from red to green";
+        ASSERT_LE(img.rgb[i] + img.rgb[i + 1], 255);
+        reds += img.rgb[i] > 128;
+    }
+    EXPECT_GT(reds, 0);
+    EXPECT_EQ(Tsntxtr("render noise --fountain-library 3 -o '" + png + "'").code, 2);
+    EXPECT_EQ(Tsntxtr("render pipes --fountain-library 1 -o '" + png + "'").code, 2);
+
+    ASSERT_EQ(Tsntxtr("fountains delete 1").code, 0);
+    MemHandle left;
+    int n;
+    ASSERT_TRUE(LoadFountainLibrary(path, &left, &n));
+    ASSERT_EQ(n, 1);
+    EXPECT_EQ(static_cast<FountainDefinition*>(MemLock(left))->markers[0], b.markers[0]);
+    MemFree(left);
+    r = Tsntxtr("fountains show 2 -o '" + strip + "'");
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("entries 1 .. 1"), std::string::npos) << r.err;
+    ASSERT_TRUE(test::WriteAll(path, "VANTFLHH", 8));
+    r = Tsntxtr("fountains list");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("damaged"), std::string::npos) << r.err;
+}
+
+TEST_F(CliFiles, ColoursAddListDeleteInTheDatabaseInForce) {
+    char local[kMaxPath + 1], global[kMaxPath + 1];
+    ASSERT_TRUE(LocalColourDatabasePath("TSNTXTR.CCL", local));
+    ASSERT_TRUE(GlobalColourDatabasePath(global));
+    ASSERT_EQ(Tsntxtr("colours add 'Sky blue' 0xEBCE87").code, 0);
+    ASSERT_EQ(Tsntxtr("colours add Red 255").code, 0);
+    auto text = [](const char* p) {
+        const auto b = test::ReadAll(p);
+        return std::string(b.begin(), b.end());
+    };
+    EXPECT_EQ(text(local), "Sky blue=135,206,235\nRed=255,0,0\n");
+    EXPECT_NE(Tsntxtr("colours list").out.find("0xEBCE87  Sky blue"), std::string::npos);
+    for (const char* bad : {"colours add Big 0x1000000", "colours add 'A=B' 1", "colours add X -1",
+                            "colours add X blue", "colours delete Nobody"})
+        EXPECT_EQ(Tsntxtr(bad).code, 2) << bad;
+    EXPECT_EQ(text(local), "Sky blue=135,206,235\nRed=255,0,0\n");
+    ASSERT_EQ(Tsntxtr("colours delete 'Sky blue'").code, 0);
+    EXPECT_EQ(text(local), "Red=255,0,0\n");
+    // Once a global database exists it is the one in force.
+    ASSERT_TRUE(test::WriteAll(global, "G=1,2,3\n", 8));
+    ASSERT_EQ(Tsntxtr("colours add Blue 0xFF0000").code, 0);
+    EXPECT_EQ(text(global), "G=1,2,3\nBlue=0,0,255\n");
+    EXPECT_EQ(text(local), "Red=255,0,0\n");
+}
+
+TEST_F(Cli, DescribeHtmlIsTheKindsHelpPage) {
+    const Outcome r = Tsntxtr("describe noise --html");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out.rfind("<!DOCTYPE html>", 0), 0u);
+    EXPECT_NE(r.out.find("<h1>Noise</h1>"), std::string::npos);
+    const PageTable& t = *KindOf(FindKind("noise")).page;
+    for (int i = 0; i < t.count; ++i) {
+        const PageField& f = t.fields[i];
+        if (f.control != Control::None && f.type != FieldType::Fountain) {
+            EXPECT_NE(r.out.find(f.help), std::string::npos) << f.name;
+        }
+    }
+    EXPECT_NE(r.out.find("Add to library"), std::string::npos) << "it has a colour map";
+    EXPECT_EQ(Tsntxtr("describe nosuch --html").code, 2);
+}
+
+}  // namespace
+}  // namespace tsn
+
 namespace tsn {
 namespace {
 

@@ -62,8 +62,8 @@ void WriteField(std::FILE* out, const PageField& f, int x, int y, int colW) {
             std::fprintf(out, "  LTEXT %s, %u, %d, %d, %d, 9\n", Quoted(f.label).c_str(),
                          id + kLabelOffset, x, y + 2, kLabelW);
             std::fprintf(out,
-                         "  CONTROL \"\", %u, \"TsnFountainView\", WS_BORDER, %d, %d, %d, 14\n", id,
-                         x + kCtrlX, y, ctrlW - 2);
+                         "  CONTROL \"\", %u, \"TsnFountainView\", WS_TABSTOP, %d, %d, %d, %d\n",
+                         id, x + kCtrlX, y, ctrlW - 2, 2 * kRow - 1);
             break;
         case Control::DropList:
             std::fprintf(out, "  LTEXT %s, %u, %d, %d, %d, 9\n", Quoted(f.label).c_str(),
@@ -94,7 +94,10 @@ void WritePage(std::FILE* out, int number) {
     if (info.page) {
         const PageTable& t = *info.page;
         auto rowsOf = [](const PageField& f) {
-            return f.control == Control::None ? 0 : f.control == Control::ListBox ? kListRows : 1;
+            return f.control == Control::None           ? 0
+                   : f.control == Control::ListBox      ? kListRows
+                   : f.control == Control::FountainView ? 2
+                                                        : 1;
         };
         int shown = 0;
         for (int i = 0; i < t.count; ++i) shown += rowsOf(t.fields[i]);

@@ -1,5 +1,5 @@
 // Controls and small dialogs the pages share: the page operations over real
-// windows, the colour-map view, and the plug-in's message dialogs.
+// windows and the plug-in's message dialogs.
 #include <windows.h>
 // After windows.h, which it needs.
 #include <commctrl.h>
@@ -102,49 +102,6 @@ void SetSelection(PageRef page, std::uint32_t id, const char* items, int index) 
 const PageOps kWin32Ops = {GetText,   SetText,   GetCheck,     SetCheck,
                            GetScroll, SetScroll, GetSelection, SetSelection};
 
-// The colour-map view: shows a copy of a fountain, given with message 1424.
-constexpr char kFountainViewClass[] = "TsnFountainView";
-
-LRESULT CALLBACK FountainViewProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
-    auto* own = reinterpret_cast<FountainDefinition*>(GetWindowLongPtrA(w, GWLP_USERDATA));
-    switch (msg) {
-        case kMsgSetFountain: {
-            const auto* given = reinterpret_cast<const FountainDefinition*>(lp);
-            if (!given) return 0;
-            if (!own) {
-                own = static_cast<FountainDefinition*>(
-                    HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(FountainDefinition)));
-                if (!own) return 0;
-                SetWindowLongPtrA(w, GWLP_USERDATA, LONG_PTR(own));
-            }
-            std::memcpy(own, given, sizeof *own);
-            own->cachedImage = 0;  // never a handle of someone else's
-            InvalidateRect(w, nullptr, FALSE);
-            return 1;
-        }
-        case WM_PAINT: {
-            PAINTSTRUCT ps;
-            HDC dc = BeginPaint(w, &ps);
-            RECT r;
-            GetClientRect(w, &r);
-            MemHandle strip = own ? RenderFountain(*own, r.right > 0 ? r.right : 1, 1) : 0;
-            if (strip) {
-                DrawImage(dc, reinterpret_cast<HGLOBAL>(strip), r);
-                MemFree(strip);
-            } else {
-                FillRect(dc, &r, GetSysColorBrush(COLOR_BTNFACE));
-            }
-            EndPaint(w, &ps);
-            return 0;
-        }
-        case WM_NCDESTROY:
-            if (own) HeapFree(GetProcessHeap(), 0, own);
-            SetWindowLongPtrA(w, GWLP_USERDATA, 0);
-            break;
-    }
-    return DefWindowProcA(w, msg, wp, lp);
-}
-
 INT_PTR CALLBACK MessageProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
     switch (msg) {
         case WM_INITDIALOG:
@@ -186,13 +143,14 @@ bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCS
 }
 
 bool RegisterControlClasses(HINSTANCE module) {
-    const bool fountain =
-        RegisterControlClass(module, kFountainViewClass, FountainViewProc, IDC_ARROW);
-    return RegisterPictureView(module) && fountain;
+    const bool fountain = RegisterFountainEditor(module);
+    const bool picker = RegisterColourPicker(module);
+    return RegisterPictureView(module) && fountain && picker;
 }
 
 void UnregisterControlClasses(HINSTANCE module) {
-    UnregisterClassA(kFountainViewClass, module);
+    UnregisterFountainEditor(module);
+    UnregisterColourPicker(module);
     UnregisterPictureView(module);
 }
 

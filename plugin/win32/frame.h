@@ -8,6 +8,7 @@
 
 #include "common/page.h"
 #include "plugin/master_record.h"
+#include "textures/gradient/fountain.h"
 
 namespace tsn::win {
 
@@ -18,6 +19,9 @@ constexpr UINT kMsgHostService = WM_USER + 301;       // 1325
 // picked file could not be read, or all ones when the user cancelled.
 constexpr UINT kMsgPickImage = WM_USER + 302;    // 1326
 constexpr UINT kMsgSetFountain = WM_USER + 400;  // 1424
+// Copies the colour-map editor's colours into the FountainDefinition at the
+// second argument.
+constexpr UINT kMsgGetFountain = WM_USER + 401;
 
 struct Library {
     HINSTANCE module = nullptr;
@@ -56,6 +60,22 @@ void DrawTileItem(const DRAWITEMSTRUCT* d);
 
 // The page operations over real controls, installed while the dialog runs.
 const tsn::PageOps* Win32PageOps();
+
+// Opens the help page `page` ("noise.html") from the folder beside the
+// plug-in in the user's browser; a message when it cannot.
+void OpenHelpPage(HWND owner, const char* page);
+
+// The colour dialog, seeded with *colour (0x00BBGGRR); false when the user
+// cancels, leaving *colour as it was.
+bool ChooseColour(HWND owner, std::uint32_t* colour);
+bool RegisterColourPicker(HINSTANCE module);
+void UnregisterColourPicker(HINSTANCE module);
+
+// The colour-map editor control (class "TsnFountainView") and its library
+// dialog, which copies the picked map's colours into `target` on OK.
+bool RegisterFountainEditor(HINSTANCE module);
+void UnregisterFountainEditor(HINSTANCE module);
+bool RunFountainLibraryDialog(HWND owner, FountainDefinition* target);
 
 // The plug-in's own message dialogs.
 void ShowMessage(HWND owner, const char* text);

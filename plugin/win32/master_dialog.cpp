@@ -7,12 +7,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "common/image.h"
 #include "common/tile_list.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
+#include "plugin/help_page.h"
 #include "plugin/page_layout.h"
 #include "plugin/session.h"
 #include "plugin/win32/frame.h"
@@ -406,6 +408,32 @@ void OnDrawItem(int id, const DRAWITEMSTRUCT* d) {
     }
 }
 
+// The colour-map editor tells of each change: its colours go into the
+// kind's block. A colour button opens the colour dialog. Either way the
+// preview follows. False for any other control.
+bool PageControlClicked(HWND dlg, MasterTextureRecord* rec, int id) {
+    int kind = -1;
+    const PageField* f = FieldOfControl(std::uint32_t(id), &kind);
+    if (!f || kind != int(rec->kindIndex)) return false;
+    std::uint8_t* block = BlockAt(rec, KindOf(kind).blockOffset);
+    if (f->control == Control::FountainView) {
+        SendDlgItemMessageA(dlg, id, kMsgGetFountain, 0, LPARAM(block + f->offset));
+    } else if (f->control == Control::ColourButton) {
+        char text[32] = {};
+        GetDlgItemTextA(dlg, id, text, sizeof text);
+        std::uint32_t colour = std::uint32_t(std::strtoul(text, nullptr, 16)) & 0xFFFFFF;
+        if (!ChooseColour(dlg, &colour)) return true;
+        std::snprintf(text, sizeof text, "0x%06X", unsigned(colour));
+        SetDlgItemTextA(dlg, id, text);
+        InvalidateRect(GetDlgItem(dlg, id), nullptr, TRUE);
+    } else {
+        return false;
+    }
+    rec->needsRender = 1;
+    PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(kPreview, BN_CLICKED), 0);
+    return true;
+}
+
 // The dialog's buttons and the pages' controls. Returns TRUE for what it
 // handled.
 INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
@@ -451,14 +479,18 @@ INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
             rec->showMutations = IsDlgButtonChecked(dlg, kShowMutations) == BST_CHECKED;
             PostMessageA(dlg, kMsgRefreshMutations, 1, 0);
             return TRUE;
-        case kHelp:
+        case kHelp: {
+            const std::string page = KindHelpFileName(int(rec->kindIndex));
+            OpenHelpPage(dlg, page.empty() ? "index.html" : page.c_str());
             return TRUE;
+        }
         default:
             if (id >= kGridFirst && id <= kGridLast) {
                 ChooseMutation(dlg, id - kGridFirst);
                 return TRUE;
             }
             if (PresetButton(dlg, rec, id)) return TRUE;
+            if (PageControlClicked(dlg, rec, id)) return TRUE;
             if (id >= 200) rec->needsRender = 1;
             return FALSE;
     }

@@ -1,7 +1,8 @@
 // Writes the fuzz targets' seed inputs with the project's own writers: a
 // settings file per selected kind, a preset of every kind (its index byte
 // first), every kind's block after its header (the same) and the
-// configuration file with its defaults.
+// configuration file with its defaults, a fountain library and a colour
+// database.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -9,6 +10,7 @@
 
 #include <cstring>
 
+#include "common/colour_database.h"
 #include "common/platform.h"
 #include "common/tile_list.h"
 #include "plugin/catalogue.h"
@@ -16,6 +18,7 @@
 #include "plugin/master_record.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
+#include "textures/gradient/fountain_library.h"
 #include "textures/structured/matrix_library.h"
 
 using namespace tsn;
@@ -26,7 +29,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string out = argv[1];
-    for (const char* sub : {"/settings/", "/preset/", "/config/", "/render/", "/library/"})
+    for (const char* sub : {"/settings/", "/preset/", "/config/", "/render/", "/library/",
+                            "/fountains/", "/colours/"})
         if (!MakeFolders((out + sub).c_str())) return 1;
     HeadlessSession s;
     if (!StartHeadlessSession(&s, SessionArguments{})) return 1;
@@ -71,5 +75,10 @@ int main(int argc, char** argv) {
     ConfigValues c;
     ResetConfig(&c);
     ok = WriteConfigFile(c, (out + "/config/defaults.ini").c_str()) && ok;
+    FountainDefinition f[9];
+    BuildMutationFountains(7, f);
+    ok = WriteFountainLibrary((out + "/fountains/two.fll").c_str(), f, 2) && ok;
+    const NamedColour colours[] = {{"Red", 0x0000FF}, {"Sky blue ", 0xEBCE87}, {"x", 0}};
+    ok = SaveColourDatabase((out + "/colours/three.ccl").c_str(), colours, 3) && ok;
     return ok ? 0 : 1;
 }

@@ -221,6 +221,56 @@ while read -r _ index _ data _ name rest; do
 done < <(grep '^walk ' "$work/out.txt")
 check "walk: screenshots saved" test "$(ls "$artifacts" | wc -l)" = 23
 
+# --- Editing colours. A named colour from the database tsntxtr wrote goes
+# into a colour button; on a colour map a double click adds a marker in a
+# named colour (after the dialog adds a colour of its own to the database),
+# a drag moves it and its menu deletes it; the map is stored in the library
+# before and after, and the library dialog picks the second entry back.
+rm -f "$settings" "$texture_dir/FountainLibrary.fll" "$appdata/Vantorel/colors.ccl" \
+  "$appdata/Vantorel/Tessarine 16/TSNTXTR.CCL"
+tx colours add "Pure red" 0x0000FF
+kind_index() { "$tsntxtr" list | awk -v k="$1" 'NR > 1 && $2 == k {print $1}'; }
+mkdir -p "$work/stage/colour-shots"
+host --edit-colours "$(kind_index noise)" "$(kind_index pipes)" "Pure red" "Plug-in grey" colour-shots --out got.bmp
+cp "$work/out.txt" "$artifacts/edit-colours.txt"
+record() { sed -n "s/^$1 //p" "$work/out.txt" | tr -d '\r'; }
+count() { record "$1" | awk '{print $2}'; }
+markers() { record "$1" | sed 's/^count [0-9]* //'; }
+added_at=$(record "add at x [0-9]* position")
+dragged_to=$(record "drag to x [0-9]* position")
+at_marker=$(record "gradient at marker")
+check "colours: the colour button took the named colour" said "^button 0x0000FF"
+check "colours: the editor is on the page" said "^editor found"
+check "colours: a double click added a marker in the picked colour" \
+  test "$(count added)" = $(($(count initial) + 1)) -a -n "$added_at"
+has_red() { [[ " $1 " == *" $2:0000FF "* ]]; }
+check "colours: the new marker is at the clicked position" has_red "$(markers added)" "$added_at"
+# BBGGRR; the pixel under the marker may sit one pixel off the colour stop.
+red_at_marker() {
+  [[ "$at_marker" =~ ^[0-9A-F]{6}$ ]] &&
+    (( 0x${at_marker:4:2} >= 0xE0 && 0x${at_marker:2:2} <= 0x20 && 0x${at_marker:0:2} <= 0x20 ))
+}
+check "colours: the editor's gradient shows the colour at the marker ($at_marker)" red_at_marker
+check "colours: the drag moved the marker" has_red "$(markers dragged)" "$dragged_to"
+check "colours: the drag kept the number of markers" test "$(count dragged)" = "$(count added)"
+check "colours: the menu deleted the marker" test "$(markers deleted)" = "$(markers initial)"
+check "colours: the library dialog lists both stored maps" said "^library 2 entries"
+check "colours: picking entry 2 brings the dragged map back" test "$(markers picked)" = "$(markers dragged)"
+check "colours: session accepted" said "^result 1"
+listed=$(XDG_CONFIG_HOME="$appdata" "$tsntxtr" fountains list 2>&1 | tr -d '\r')
+check "colours: tsntxtr reads the plug-in's library" has_red "$(awk '$1 == 2' <<<"$listed")" "$dragged_to"
+check "colours: tsntxtr lists the colour the plug-in added" \
+  bash -c "XDG_CONFIG_HOME='$appdata' '$tsntxtr' colours list | grep -q '0x1E140A  Plug-in grey'"
+"$tsntxtr" render --from "$settings" -o "$work/edit.bmp" >/dev/null 2>&1
+XDG_CONFIG_HOME="$appdata" "$tsntxtr" render --from "$settings" --fountain-library 2 -o "$work/edit2.bmp" >/dev/null 2>&1
+XDG_CONFIG_HOME="$appdata" "$tsntxtr" render --from "$settings" --fountain-library 1 -o "$work/edit1.bmp" >/dev/null 2>&1
+check "colours: tsntxtr renders the plug-in's picture from its settings" cmp -s "$work/edit.bmp" "$work/stage/got.bmp"
+check "colours: ... and with library map 2" cmp -s "$work/edit2.bmp" "$work/stage/got.bmp"
+check "colours: the picked map changed the picture" bash -c "! cmp -s '$work/edit1.bmp' '$work/stage/got.bmp'"
+for shot in colour-dialog marker-editor library-dialog; do
+  check "colours: screenshot $shot" "$bmp2png" "$work/stage/colour-shots/$shot.bmp" "$artifacts/$shot.png"
+done
+
 echo
 echo "plugin: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]
