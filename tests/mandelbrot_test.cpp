@@ -61,16 +61,17 @@ TEST(MandelbrotFastPath, EqualsTheLiteralGeneratorByteForByte) {
         // Partly beyond |c| = 4, where counts are 0.
         {{"width", "65"}, {"depth", "65"}, {"centreRealOffset", "7.5"}},
     };
-    for (const Settings& c : cases) {
-        std::string what;
-        for (const auto& [f, v] : c) what += f + "=" + v + " ";
-        const Result fast = RenderWith(c, false), lit = RenderWith(c, true);
-        ASSERT_FALSE(fast.image.empty()) << what;
-        EXPECT_TRUE(fast.image == lit.image) << what << ": picture differs";
-        EXPECT_TRUE(fast.grey == lit.grey) << what << ": grey image differs";
-        EXPECT_TRUE(fast.table == lit.table) << what << ": colour table differs";
-        EXPECT_TRUE(fast.block == lit.block) << what << ": block differs";
-    }
+    for (const Settings& c : cases)
+        test::ForEachSimdPath([&](const std::string& path) {
+            std::string what = path + " ";
+            for (const auto& [f, v] : c) what += f + "=" + v + " ";
+            const Result fast = RenderWith(c, false), lit = RenderWith(c, true);
+            ASSERT_FALSE(fast.image.empty()) << what;
+            EXPECT_TRUE(fast.image == lit.image) << what << ": picture differs";
+            EXPECT_TRUE(fast.grey == lit.grey) << what << ": grey image differs";
+            EXPECT_TRUE(fast.table == lit.table) << what << ": colour table differs";
+            EXPECT_TRUE(fast.block == lit.block) << what << ": block differs";
+        });
 }
 
 // The lanes against the plain loop at the limits' edges: a limit of 1 (no
@@ -78,21 +79,24 @@ TEST(MandelbrotFastPath, EqualsTheLiteralGeneratorByteForByte) {
 // just beyond |c| = 4, and NaN, which never escapes.
 TEST(MandelbrotFastPath, LanesCountExactlyAsThePlainLoop) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    for (std::uint32_t limit : {1u, 2u, 3u, 25u, 800u, 65536u, 65536u + 7u}) {
-        for (double start : {-4.0, -2.05, -4.0000001, 3.9, nan}) {
-            MandelbrotView view{start, -1.2, 0, 0, 0.0371, limit};
-            const int side = 13;
-            std::vector<std::uint16_t> counts(side * side);
-            ASSERT_TRUE(MandelbrotCounts(view, side, counts.data()));
-            double cr = start;
-            for (int x = 0; x < side; ++x, cr += view.step) {
-                double ci = view.imaginaryStart;
-                for (int y = 0; y < side; ++y, ci += view.step)
-                    ASSERT_EQ(counts[y * side + x], MandelbrotCount(cr, ci, std::uint16_t(limit)))
-                        << limit << " " << start << " " << x << "," << y;
+    test::ForEachSimdPath([&](const std::string& path) {
+        for (std::uint32_t limit : {1u, 2u, 3u, 25u, 800u, 65536u, 65536u + 7u}) {
+            for (double start : {-4.0, -2.05, -4.0000001, 3.9, nan}) {
+                MandelbrotView view{start, -1.2, 0, 0, 0.0371, limit};
+                const int side = 13;
+                std::vector<std::uint16_t> counts(side * side);
+                ASSERT_TRUE(MandelbrotCounts(view, side, counts.data()));
+                double cr = start;
+                for (int x = 0; x < side; ++x, cr += view.step) {
+                    double ci = view.imaginaryStart;
+                    for (int y = 0; y < side; ++y, ci += view.step)
+                        ASSERT_EQ(counts[y * side + x],
+                                  MandelbrotCount(cr, ci, std::uint16_t(limit)))
+                            << path << " " << limit << " " << start << " " << x << "," << y;
+                }
             }
         }
-    }
+    });
     EXPECT_EQ(MandelbrotCount(0, 0, 1), 1);
     EXPECT_EQ(MandelbrotCount(0, 0, 50), 50);
     EXPECT_EQ(MandelbrotCount(0, 0, 0), 0) << "65536 iterations wrap to 0";

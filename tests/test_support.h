@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/platform.h"
+#include "common/simd.h"
 #include "plugin/session.h"
 
 namespace tsn::test {
@@ -42,5 +44,18 @@ struct Session {
 // Enters "FIELD=VALUE" on the selected kind's page as a user would, the seed
 // also into the block (as the command line's --seed does).
 void Enter(Session& s, int kind, const std::string& field, const std::string& value);
+
+// Calls body(name) once for each vector instruction set the processor has,
+// with that set pinned; the best is in use again afterwards.
+template <class Body>
+void ForEachSimdPath(Body body) {
+    const std::pair<SimdPath, const char*> paths[] = {
+        {SimdPath::Sse2, "SSE2"}, {SimdPath::Avx2, "AVX2"}, {SimdPath::Avx512, "AVX-512"}};
+    for (const auto& [path, name] : paths) {
+        if (!PinSimdPath(path)) continue;
+        body(std::string(name));
+        UnpinSimdPath();
+    }
+}
 
 }  // namespace tsn::test
