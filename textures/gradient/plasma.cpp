@@ -48,7 +48,7 @@ int Displacement(int draw, float a) {
 // use; that fixes how many numbers a channel draws, so it is kept as it is.
 // `next` draws the next displacement.
 template <class Next>
-std::uint32_t DisplaceChannel(std::uint32_t v, Next& next) {
+[[gnu::always_inline]] inline std::uint32_t DisplaceChannel(std::uint32_t v, Next& next) {
     const long long base = v;
     if (base + next() > 0) {
         if (base + next() >= 255) return 255;
@@ -86,7 +86,7 @@ class Displacements {
     static constexpr int kBlock = 4096;
 
     explicit Displacements(Rng rng) : state_(rng.state) {}
-    int operator()() {
+    [[gnu::always_inline]] int operator()() {
         if (pos_ == kBlock) Refill();
         return table_[raw_[pos_++]];
     }

@@ -1,0 +1,55 @@
+// Plasma at 4096 x 4096 and 16384 x 16384: the product's generator against
+// the literal one of the tests (every pixel through the shared pixel
+// helpers). Each size is rendered once, untimed, by neither: one render of
+// this size costs seconds, and both pay for fresh pages alike.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "plugin/catalogue.h"
+#include "plugin/session.h"
+#include "tests/reference/plasma_literal.h"
+#include "textures/gradient/plasma.h"
+
+namespace {
+
+using namespace tsn;
+
+void RenderPlasma(benchmark::State& state, bool literal) {
+    const std::string side = std::to_string(state.range(0));
+    HeadlessSession s;
+    StartHeadlessSession(&s, SessionArguments{});
+    s.rec->kindIndex = FindKind("plasma");
+    Page().setText(s.rec->dialog, kPlasmaWidthId, side.c_str());
+    Page().setText(s.rec->dialog, kPlasmaDepthId, side.c_str());
+    for (auto _ : state) {
+        const MemHandle h = literal ? reference::LiteralPlasmaRender(s.rec) : PlasmaRender(s.rec);
+        benchmark::DoNotOptimize(h);
+        MemFree(h);
+    }
+    EndHeadlessSession(&s);
+}
+
+void BM_PlasmaFast(benchmark::State& state) {
+    RenderPlasma(state, false);
+}
+void BM_PlasmaLiteral(benchmark::State& state) {
+    RenderPlasma(state, true);
+}
+
+BENCHMARK(BM_PlasmaFast)
+    ->Arg(4096)
+    ->Arg(16384)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1);
+BENCHMARK(BM_PlasmaLiteral)
+    ->Arg(4096)
+    ->Arg(16384)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1);
+
+}  // namespace
+
+BENCHMARK_MAIN();
