@@ -277,7 +277,12 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
         for (int y = y0; y < y1; ++y) {
             const std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
             std::uint8_t* out = g.Row(y);
-            for (int x = 0; x < side; ++x) std::memset(out + 3 * x, stretch[row[x]], 3);
+            for (int x = 0; x < side; ++x) {
+                const std::uint8_t v = stretch[row[x]];
+                out[3 * x] = v;
+                out[3 * x + 1] = v;
+                out[3 * x + 2] = v;
+            }
         }
     });
     MemUnlock(countBlock);
@@ -292,15 +297,20 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
     ImageView o;
     if (out && LockImage(out, &o)) {
         const int ox = (side - w) / 2, oy = (side - h) / 2;
+        // A grey's blue, green and red bytes in one word.
+        std::uint32_t colour[256];
+        for (int v = 0; v < 256; ++v)
+            colour[v] = std::uint32_t(table[3 * v + 2]) | std::uint32_t(table[3 * v + 1]) << 8 |
+                        std::uint32_t(table[3 * v]) << 16;
         ParallelRows(h, [&](int y0, int y1) {
             for (int y = y0; y < y1; ++y) {
                 const std::uint8_t* src = g.Row(oy + y) + 3 * ox;
                 std::uint8_t* dst = o.Row(y);
                 for (int x = 0; x < w; ++x) {
-                    const std::uint8_t v = src[3 * x];
-                    dst[3 * x] = table[3 * v + 2];
-                    dst[3 * x + 1] = table[3 * v + 1];
-                    dst[3 * x + 2] = table[3 * v];
+                    const std::uint32_t c = colour[src[3 * x]];
+                    dst[3 * x] = std::uint8_t(c);
+                    dst[3 * x + 1] = std::uint8_t(c >> 8);
+                    dst[3 * x + 2] = std::uint8_t(c >> 16);
                 }
             }
         });
