@@ -64,4 +64,10 @@ inline int TruncToInt(double v) {
     return static_cast<int>(v);
 }
 
+// A value read from a block, kept to [lo, hi]; NaN gives `fallback`.
+inline double ClampedOr(double v, double lo, double hi, double fallback) {
+    if (!(v == v)) return fallback;
+    return v < lo ? lo : v > hi ? hi : v;
+}
+
 }  // namespace tsn

@@ -349,8 +349,16 @@ DWORD WINAPI Drive(LPVOID param) {
         return 0;
     }
     if (o.dismissMessages) {
-        // Until the dialog is gone, report and close every message box.
+        // Until the dialog is gone, report and close every message box;
+        // with --ok-after, press OK once that time has passed.
+        const DWORD start = GetTickCount();
+        bool okSent = false;
         while (IsWindow(dlg)) {
+            if (!okSent && o.okAfterMs >= 0 && GetTickCount() - start >= DWORD(o.okAfterMs) &&
+                !FindMessageBox()) {
+                PostMessageA(dlg, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+                okSent = true;
+            }
             if (HWND box = FindMessageBox()) {
                 char text[256] = {};
                 GetDlgItemTextA(box, 100, text, sizeof text);

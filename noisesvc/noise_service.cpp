@@ -526,47 +526,39 @@ void ReadOctaves(const B& b, Service& s) {
     s.octaves = int(std::clamp<std::uint32_t>(b.octaves, 1, kMaxOctaves));
 }
 
+// The common part of a look with octaves and a frequency; its planner.
+template <class B>
+PlanFn ReadLook(const B& b, Service& s, PlanFn plan, ShadeFn shade) {
+    ReadCommon(b, s);
+    ReadOctaves(b, s);
+    s.frequency = b.frequency;
+    s.shade = shade;
+    return plan;
+}
+
 // Fills `s` from the request; false for a request that makes no picture.
 bool ReadRequest(const NoiseImageRequest& r, Service& s) {
     PlanFn plan = nullptr;
     switch (r.kind) {
         case kNoiseJade:
-            ReadCommon(r.jade, s);
-            ReadOctaves(r.jade, s);
-            s.frequency = r.jade.frequency;
+            plan = ReadLook(r.jade, s, PlanJade, ShadeJade);
             s.secondScale = r.jade.secondScale;
             if (!Finite(s.secondScale) || s.secondScale < 1.0 || s.secondScale > 4.0) return false;
-            plan = PlanJade, s.shade = ShadeJade;
             break;
         case kNoiseWood:
-            ReadCommon(r.wood, s);
-            ReadOctaves(r.wood, s);
-            s.frequency = r.wood.frequency;
-            plan = PlanWood, s.shade = ShadeWood;
+            plan = ReadLook(r.wood, s, PlanWood, ShadeWood);
             break;
         case kNoiseGranite:
-            ReadCommon(r.granite, s);
-            ReadOctaves(r.granite, s);
-            s.frequency = r.granite.frequency;
-            plan = PlanGranite, s.shade = ShadeGranite;
+            plan = ReadLook(r.granite, s, PlanGranite, ShadeGranite);
             break;
         case kNoiseSky:
-            ReadCommon(r.sky, s);
-            ReadOctaves(r.sky, s);
-            s.frequency = r.sky.frequency;
-            plan = PlanSky, s.shade = ShadeSky;
+            plan = ReadLook(r.sky, s, PlanSky, ShadeSky);
             break;
         case kNoiseSea:
-            ReadCommon(r.sea, s);
-            ReadOctaves(r.sea, s);
-            s.frequency = r.sea.frequency;
-            plan = PlanSea, s.shade = ShadeSea;
+            plan = ReadLook(r.sea, s, PlanSea, ShadeSea);
             break;
         case kNoiseSlime:
-            ReadCommon(r.slime, s);
-            ReadOctaves(r.slime, s);
-            s.frequency = r.slime.frequency;
-            plan = PlanSlime, s.shade = ShadeSlime;
+            plan = ReadLook(r.slime, s, PlanSlime, ShadeSlime);
             break;
         case kNoiseTerrain:
             ReadCommon(r.terrain, s);

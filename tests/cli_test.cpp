@@ -26,10 +26,11 @@ class Cli : public ::testing::Test {
   protected:
     test::TempFolder folder;
 
-    Outcome Tsntxtr(const std::string& args) {
+    // `shell` runs first in the same shell, e.g. to set a limit.
+    Outcome Tsntxtr(const std::string& args, const std::string& shell = "") {
         const std::string out = folder.File("stdout.txt"), err = folder.File("stderr.txt");
         const std::string cmd =
-            std::string("'") + TSNTXTR_EXE + "' " + args + " >'" + out + "' 2>'" + err + "'";
+            shell + "'" + TSNTXTR_EXE + "' " + args + " >'" + out + "' 2>'" + err + "'";
         const int status = std::system(cmd.c_str());
         auto text = [](const std::string& p) {
             auto b = test::ReadAll(p);
@@ -147,6 +148,20 @@ TEST_F(Cli, AFailedWriteLeavesNoFile) {
     EXPECT_EQ(r.code, 1);
     EXPECT_NE(r.err.find("cannot write"), std::string::npos);
     EXPECT_FALSE(test::FileExists(out));
+    // A full disk, as a file-size limit: the earlier picture survives whole
+    // and no partial file is left beside it.
+    for (const char* name : {"kept.png", "kept.bmp"}) {
+        const std::string kept = folder.File(name);
+        ASSERT_EQ(Tsntxtr("render noise --width 8 --depth 8 -o '" + kept + "'").code, 0);
+        const auto before = test::ReadAll(kept);
+        const Outcome full = Tsntxtr("render noise --width 400 --depth 400 -o '" + kept + "'",
+                                     "trap '' XFSZ; ulimit -f 16; ");
+        EXPECT_EQ(full.code, 1) << name;
+        EXPECT_NE(full.err.find("cannot write"), std::string::npos) << full.err;
+        EXPECT_EQ(test::ReadAll(kept), before) << name;
+    }
+    EXPECT_EQ(
+        std::system(("test \"$(ls '" + folder.File("") + "' | grep -c partial)\" = 0").c_str()), 0);
     const std::string ro = folder.File("ro");
     ASSERT_EQ(std::system(("mkdir '" + ro + "' && chmod 500 '" + ro + "'").c_str()), 0);
     if (getuid() != 0) {  // root writes anywhere

@@ -26,17 +26,6 @@ class ConfigFile : public ::testing::Test {
     bool Unchanged() { return std::memcmp(&c, &defaults, sizeof c) == 0; }
 };
 
-TEST_F(ConfigFile, DefaultsAreTheBuiltInTable) {
-    EXPECT_STREQ(c.colourTableFile, "TSNTXTR.CCL");
-    EXPECT_STREQ(c.matrixCurrentLibrary, "Tessarine.mtx");
-    EXPECT_EQ(c.liveButtons, 1u);
-    EXPECT_EQ(c.pipesCopperRed, 222u);
-    EXPECT_EQ(c.pipesSteampunkThreshold, 77u);
-    EXPECT_EQ(c.stickyWindowLeft, 0x7FFFFFFFu);
-    EXPECT_STREQ(ConfigTable()[0].key, "ColourTableFile");
-    EXPECT_STREQ(ConfigTable()[29].key, "MatrixCurrentLibrary");
-}
-
 TEST_F(ConfigFile, CommentsSectionAndBlankLinesChangeNothing) {
     Read(";comment\n[PlugIn]\n\n   \n;LiveButtons = 0\n=5\n");
     EXPECT_TRUE(Unchanged());

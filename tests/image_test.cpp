@@ -13,21 +13,14 @@ TEST(ImageBlock, HeaderAndRowPaddingAreThoseOfA24BitBitmap) {
     ASSERT_NE(h, 0u);
     const auto bytes = test::BlockBytes(h);
     ASSERT_GE(bytes.size(), 40u + 24u);  // stride 12 (9 bytes padded), two rows
-    auto u32 = [&](int at) {
-        std::uint32_t v;
-        std::memcpy(&v, bytes.data() + at, 4);
-        return v;
-    };
-    auto u16 = [&](int at) { return std::uint32_t(bytes[at] | (bytes[at + 1] << 8)); };
-    EXPECT_EQ(u32(0), 40u);
-    EXPECT_EQ(u32(4), 3u);
-    EXPECT_EQ(u32(8), 2u);  // positive: bottom-up rows
-    EXPECT_EQ(u16(12), 1u);
-    EXPECT_EQ(u16(14), 24u);
-    EXPECT_EQ(u32(16), 0u);
-    EXPECT_EQ(u32(20), 24u);
-    for (int at = 24; at < 40; ++at) EXPECT_EQ(bytes[at], 0) << at;
-    for (std::size_t at = 40; at < bytes.size(); ++at) EXPECT_EQ(bytes[at], 0) << at;
+    using test::U32;
+    EXPECT_EQ(U32(bytes, 0), 40u);
+    EXPECT_EQ(U32(bytes, 4), 3u);
+    EXPECT_EQ(U32(bytes, 8), 2u);               // positive: bottom-up rows
+    EXPECT_EQ(U32(bytes, 12), 1u | 24u << 16);  // one plane, 24 bits
+    EXPECT_EQ(U32(bytes, 16), 0u);
+    EXPECT_EQ(U32(bytes, 20), 24u);
+    for (std::size_t at = 24; at < bytes.size(); ++at) EXPECT_EQ(bytes[at], 0) << at;
     EXPECT_EQ(ImageStride(1), 4u);
     EXPECT_EQ(ImageStride(4), 12u);
     EXPECT_EQ(ImageStride(5), 16u);
@@ -97,20 +90,13 @@ TEST(ImageBlock, ColouringLooksTheRedByteUpInTheTable) {
         table[3 * i + 1] = std::uint8_t(255 - i);  // green
         table[3 * i + 2] = 7;                      // blue
     }
-    const MemHandle grey = NewImage(3, 1);
-    ImageView v;
-    ASSERT_TRUE(LockImage(grey, &v));
-    SetPixel(v, 0, 0, 0x000010);
-    SetPixel(v, 1, 0, 0xFFFF20);  // green and blue of an index pixel are ignored
-    UnlockImage(&v);
-    const MemHandle out = ColouriseImage(grey, table);
-    ASSERT_TRUE(LockImage(out, &v));
-    EXPECT_EQ(GetPixel(v, 0, 0), 0x07EF10u);
-    EXPECT_EQ(GetPixel(v, 1, 0), 0x07DF20u);
-    EXPECT_EQ(GetPixel(v, 2, 0), 0x07FF00u);
-    UnlockImage(&v);
-    MemFree(out);
-    MemFree(grey);
+    const test::Picture grey(NewImage(3, 1));
+    SetPixel(grey.v, 0, 0, 0x000010);
+    SetPixel(grey.v, 1, 0, 0xFFFF20);  // green and blue of an index pixel are ignored
+    const test::Picture out(ColouriseImage(grey.h, table));
+    EXPECT_EQ(out(0, 0), 0x07EF10u);
+    EXPECT_EQ(out(1, 0), 0x07DF20u);
+    EXPECT_EQ(out(2, 0), 0x07FF00u);
 }
 
 TEST(MemoryBlocks, FailureInjectionCountsAllocationsAndLeavesNothingBehind) {
@@ -134,23 +120,16 @@ TEST(MemoryBlocks, FailureInjectionCountsAllocationsAndLeavesNothingBehind) {
 }
 
 TEST(ImageBlock, ScalingAveragesTheCoveredPixels) {
-    const MemHandle h = NewImage(4, 2);
-    ImageView v;
-    ASSERT_TRUE(LockImage(h, &v));
-    SetPixel(v, 0, 0, 0x000064);
-    SetPixel(v, 1, 0, 0x0000C8);
-    SetPixel(v, 0, 1, 0x000000);
-    SetPixel(v, 1, 1, 0x000064);
-    UnlockImage(&v);
-    const MemHandle half = ScaleImage(h, 50);
-    ASSERT_TRUE(LockImage(half, &v));
-    EXPECT_EQ(v.width, 2);
-    EXPECT_EQ(v.depth, 1);
-    EXPECT_EQ(GetPixel(v, 0, 0), 0x000064u);  // (100 + 200 + 0 + 100) / 4
-    EXPECT_EQ(GetPixel(v, 1, 0), 0u);
-    UnlockImage(&v);
-    MemFree(half);
-    MemFree(h);
+    const test::Picture p(NewImage(4, 2));
+    SetPixel(p.v, 0, 0, 0x000064);
+    SetPixel(p.v, 1, 0, 0x0000C8);
+    SetPixel(p.v, 0, 1, 0x000000);
+    SetPixel(p.v, 1, 1, 0x000064);
+    const test::Picture half(ScaleImage(p.h, 50));
+    EXPECT_EQ(half.v.width, 2);
+    EXPECT_EQ(half.v.depth, 1);
+    EXPECT_EQ(half(0, 0), 0x000064u);  // (100 + 200 + 0 + 100) / 4
+    EXPECT_EQ(half(1, 0), 0u);
 }
 
 }  // namespace

@@ -96,12 +96,10 @@ TEST(Kinds, ResetWritesTheTablesDefaultsInsideItsOwnBlock) {
             }
         }
         const std::uint8_t* block = b + k.blockOffset;
-        std::uint32_t version, size;
-        std::memcpy(&version, block + 8, 4);
-        std::memcpy(&size, block + 12, 4);
+        const std::vector<std::uint8_t> header(block, block + 16);
         EXPECT_EQ(std::memcmp(block, k.signature, 8), 0) << k.name;
-        EXPECT_EQ(version, 0x10006101u);
-        EXPECT_EQ(size, k.blockSize) << k.name;
+        EXPECT_EQ(test::U32(header, 8), 0x10006101u);
+        EXPECT_EQ(test::U32(header, 12), k.blockSize) << k.name;
         ASSERT_NE(k.page, nullptr) << k.name;
         for (int f = 0; f < k.page->count; ++f) {
             const PageField& field = k.page->fields[f];
@@ -197,16 +195,26 @@ TEST(Kinds, EveryAllocationFailureIsSurvivedAndThreadsDoNotChangeThePicture) {
         auto render = [&](long failAfter) {
             test::Session s;
             s.rec()->kindIndex = i;
-            if (const PageField* w = FieldWithRole(*k.page, Role::Width))
-                test::Enter(s, i, w->name, "67");
-            if (const PageField* d = FieldWithRole(*k.page, Role::Depth))
-                test::Enter(s, i, d->name, "45");
+            const PageField* w = FieldWithRole(*k.page, Role::Width);
+            const PageField* d = FieldWithRole(*k.page, Role::Depth);
+            if (w) test::Enter(s, i, w->name, "67");
+            if (d) test::Enter(s, i, d->name, "45");
             const long live = MemLiveBlocks();
             MemFailAfter(failAfter);
-            const MemHandle h = RenderSelectedKind(s.rec());
-            MemFailAfter(-1);
-            std::vector<std::uint8_t> bytes = test::BlockBytes(h);
-            MemFree(h);
+            std::vector<std::uint8_t> bytes;
+            {
+                const test::Picture p(RenderSelectedKind(s.rec()));
+                MemFailAfter(-1);
+                bytes = test::BlockBytes(p.h);
+                // The picture has the page's clamped size.
+                const PageRef page = s.rec()->dialog;
+                if (p.ok && w) {
+                    EXPECT_EQ(p.v.width, ReadPageInteger(page, w->id)) << k.name;
+                }
+                if (p.ok && d) {
+                    EXPECT_EQ(p.v.depth, ReadPageInteger(page, d->id)) << k.name;
+                }
+            }
             KindAt(i).release(s.rec());
             EXPECT_EQ(MemLiveBlocks(), live) << k.name << " failing allocation " << failAfter;
             return bytes;

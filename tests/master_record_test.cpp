@@ -27,22 +27,16 @@ TEST(MasterRecord, NewRecordHasItsHeaderPaletteAndTheHostsValues) {
     a.flags = kFlagSizeValid | kFlagDoneMode;
     a.size = size;
     auto rec = NewRecord(a);
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(rec.get());
-    EXPECT_EQ(std::memcmp(bytes, "VANTTSTT", 8), 0);
-    std::uint32_t v;
-    std::memcpy(&v, bytes + 8, 4);
-    EXPECT_EQ(v, 0x10006101u);
-    std::memcpy(&v, bytes + 12, 4);
-    EXPECT_EQ(v, 30073u);
-    std::uint64_t p;
-    std::memcpy(&p, bytes + 20, 8);
-    EXPECT_EQ(p, 0x1111u);
-    std::memcpy(&p, bytes + 136, 8);
-    EXPECT_EQ(p, 0x2222u);
-    std::memcpy(&v, bytes + 144, 4);
-    EXPECT_EQ(v, 1234u);
-    std::memcpy(&v, bytes + 148, 4);
-    EXPECT_EQ(v, 567u);
+    const auto* raw = reinterpret_cast<const std::uint8_t*>(rec.get());
+    const std::vector<std::uint8_t> bytes(raw, raw + kRecordSize);
+    using test::U32;
+    EXPECT_EQ(std::memcmp(raw, "VANTTSTT", 8), 0);
+    EXPECT_EQ(U32(bytes, 8), 0x10006101u);
+    EXPECT_EQ(U32(bytes, 12), 30073u);
+    EXPECT_EQ(U32(bytes, 20) | std::uint64_t(U32(bytes, 24)) << 32, 0x1111u);
+    EXPECT_EQ(U32(bytes, 136) | std::uint64_t(U32(bytes, 140)) << 32, 0x2222u);
+    EXPECT_EQ(U32(bytes, 144), 1234u);
+    EXPECT_EQ(U32(bytes, 148), 567u);
     for (int i = 0; i < 256; ++i) {
         ASSERT_EQ(bytes[156 + 3 * i], 255);
         ASSERT_EQ(bytes[157 + 3 * i], i);
@@ -82,8 +76,8 @@ class SettingsFile : public ::testing::Test {
         rec->needsRender = 1;
         rec->mutations[2].cachedImage = 0xABCD;
         rec->transferSource = 0x77;
-        std::memset(reinterpret_cast<std::uint8_t*>(rec.get()) + 6918, 0xEE, 8);  // grey slot
-        std::memset(reinterpret_cast<std::uint8_t*>(rec.get()) + 21444, 0xEE, 24);
+        for (auto [at, n] : {std::pair{6918, 8}, {7871, 8}, {21444, 24}, {26911, 8}})
+            std::memset(reinterpret_cast<std::uint8_t*>(rec.get()) + at, 0xEE, n);  // grey slots
         EXPECT_TRUE(SaveSettingsFile(*rec, path.c_str()));
         return test::ReadAll(path);
     }
@@ -114,7 +108,7 @@ TEST_F(SettingsFile, LoadKeepsTheSessionsLiveValuesAndTakesTheRestFromTheFile) {
     EXPECT_EQ(rec->mutations[2].cachedImage, 0u) << "a past session's handle is never used";
     EXPECT_EQ(rec->transferSource, 0u);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(rec.get());
-    for (std::uint32_t at : {6918u, 6925u, 7871u, 21444u, 21467u})
+    for (std::uint32_t at : {6918u, 6925u, 7871u, 21444u, 21467u, 26911u, 26918u})
         EXPECT_EQ(bytes[at], 0) << "working slot byte " << at << " came from the file";
 }
 

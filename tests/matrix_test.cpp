@@ -78,6 +78,21 @@ TEST(MatrixLibrary, RoundTripKeepsPaddingAndDropsForeignRecords) {
     ASSERT_EQ(l.count(), 2);
     EXPECT_EQ(l.tile(0), padded);
     EXPECT_EQ(l.tile(1), kTile);
+    // Each allocation failing in turn: a failed read, everything freed.
+    for (long fail = 0;; ++fail) {
+        const long live = MemLiveBlocks();
+        bool ok;
+        {
+            List partial;
+            MemFailAfter(fail);
+            ok = ReadLibraryFile(in.c_str(), partial.ref(), 404);
+            MemFailAfter(-1);
+            EXPECT_EQ(partial.count(), ok ? 2 : int(fail)) << fail;
+        }
+        EXPECT_EQ(MemLiveBlocks(), live) << fail;
+        if (ok) break;
+        ASSERT_LT(fail, 10);
+    }
 
     ASSERT_TRUE(WriteLibraryFile(out.c_str(), l.ref(), 404));
     const Bytes written = test::ReadAll(out);

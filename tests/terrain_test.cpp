@@ -27,10 +27,6 @@ T At(const std::uint8_t* p, std::size_t offset) {
     return v;
 }
 
-std::vector<std::uint8_t> Pixels(MemHandle h) {
-    return test::BlockBytes(h);
-}
-
 // An older block with distinctive values everywhere the layouts share.
 template <std::size_t Size>
 std::vector<std::uint8_t> OldBlock(const char* signature,
@@ -120,25 +116,17 @@ TEST(TerrainColours, LandFrom128UpWaterBelow) {
     // A 2 x 2 map rendered 2 x 2 shows its samples exactly.
     const std::uint8_t map[2 * 2 + 2 + 1] = {127, 128, 0, 255, 0, 0, 0};
     Palettes p;
-    const MemHandle h = TerrainImage(map, 2, 2, 2, p.land, p.water);
-    ImageView v;
-    ASSERT_TRUE(LockImage(h, &v));
+    const test::Picture v(TerrainImage(map, 2, 2, 2, p.land, p.water));
     auto rgb = [](int r, int g, int b) { return std::uint32_t(r | g << 8 | b << 16); };
-    EXPECT_EQ(GetPixel(v, 0, 0), rgb(254, 3, 1)) << "127: water entry 254";
-    EXPECT_EQ(GetPixel(v, 1, 0), rgb(0, 255, 7)) << "128: land entry 0";
-    EXPECT_EQ(GetPixel(v, 0, 1), rgb(0, 3, 255)) << "0: water entry 0";
-    EXPECT_EQ(GetPixel(v, 1, 1), rgb(254, 1, 7)) << "255: land entry 254";
-    UnlockImage(&v);
-    MemFree(h);
-
-    const MemHandle g = SurfaceGreyFromMap(map, 2, 2, 2);
-    ASSERT_TRUE(LockImage(g, &v));
-    EXPECT_EQ(GetPixel(v, 0, 0), 0x7F7F7Fu);
-    EXPECT_EQ(GetPixel(v, 1, 0), 0x808080u);
-    EXPECT_EQ(GetPixel(v, 0, 1), 0u);
-    EXPECT_EQ(GetPixel(v, 1, 1), 0xFFFFFFu);
-    UnlockImage(&v);
-    MemFree(g);
+    EXPECT_EQ(v(0, 0), rgb(254, 3, 1)) << "127: water entry 254";
+    EXPECT_EQ(v(1, 0), rgb(0, 255, 7)) << "128: land entry 0";
+    EXPECT_EQ(v(0, 1), rgb(0, 3, 255)) << "0: water entry 0";
+    EXPECT_EQ(v(1, 1), rgb(254, 1, 7)) << "255: land entry 254";
+    const test::Picture g(SurfaceGreyFromMap(map, 2, 2, 2));
+    EXPECT_EQ(g(0, 0), 0x7F7F7Fu);
+    EXPECT_EQ(g(1, 0), 0x808080u);
+    EXPECT_EQ(g(0, 1), 0u);
+    EXPECT_EQ(g(1, 1), 0xFFFFFFu);
 }
 
 TEST(TerrainColours, ResamplingEqualsThePixelByPixelRendering) {
@@ -150,60 +138,40 @@ TEST(TerrainColours, ResamplingEqualsThePixelByPixelRendering) {
     for (auto [w, h] : {std::pair{64, 64}, {1, 1}, {1, 50}, {50, 1}, {2, 3}, {333, 97}, {31, 32}}) {
         const MemHandle fast = TerrainImage(map, n, w, h, p.land, p.water);
         const MemHandle literal = reference::LiteralTerrainImage(map, n, w, h, p.land, p.water);
-        EXPECT_TRUE(Pixels(fast) == Pixels(literal)) << w << " x " << h;
+        EXPECT_TRUE(test::BlockBytes(fast) == test::BlockBytes(literal)) << w << " x " << h;
         const MemHandle grey = SurfaceGreyFromMap(map, n, w, h);
         const MemHandle literalGrey = reference::LiteralSurfaceGrey(map, n, w, h);
-        EXPECT_TRUE(Pixels(grey) == Pixels(literalGrey)) << w << " x " << h;
+        EXPECT_TRUE(test::BlockBytes(grey) == test::BlockBytes(literalGrey)) << w << " x " << h;
         for (MemHandle m : {fast, literal, grey, literalGrey}) MemFree(m);
     }
     MemUnlock(mapHandle);
     MemFree(mapHandle);
 }
 
-MemHandle RenderKind(test::Session& s, int kind,
-                     const std::vector<std::pair<const char*, std::string>>& set) {
-    s.rec()->kindIndex = kind;
-    for (const auto& [field, value] : set) test::Enter(s, kind, field, value);
-    return RenderSelectedKind(s.rec());
-}
-
 TEST(TerrainKind, RendersTheSameFieldAtEverySize) {
     for (int kind : {kTerrain, kSurface}) {
-        const std::vector<std::pair<const char*, std::string>> common = {
-            {"seed", "3131"}, {"density", "2.2"}, {"elevation", "1.3"}, {"meshPower", "7"}};
+        const std::string common = "seed=3131 density=2.2 elevation=1.3 meshPower=7 ";
         test::Session small, large;
-        auto smallSet = common, largeSet = common;
-        smallSet.insert(smallSet.end(), {{"width", "100"}, {"depth", "70"}});
-        largeSet.insert(largeSet.end(), {{"width", "199"}, {"depth", "139"}});
-        const MemHandle a = RenderKind(small, kind, smallSet);
-        const MemHandle b = RenderKind(large, kind, largeSet);
-        ImageView va, vb;
-        ASSERT_TRUE(LockImage(a, &va));
-        ASSERT_TRUE(LockImage(b, &vb));
+        const test::Picture a(test::Render(small, kind, common + "width=100 depth=70"));
+        const test::Picture b(test::Render(large, kind, common + "width=199 depth=139"));
         // Pixel (x, y) of the small picture samples where (2x, 2y) of the
         // large one does.
         int differ = 0;
         for (int y = 0; y < 70; ++y)
-            for (int x = 0; x < 100; ++x)
-                differ += GetPixel(va, x, y) != GetPixel(vb, 2 * x, 2 * y);
+            for (int x = 0; x < 100; ++x) differ += a(x, y) != b(2 * x, 2 * y);
         EXPECT_EQ(differ, 0) << KindAt(kind).name;
-        UnlockImage(&va);
-        UnlockImage(&vb);
-        MemFree(a);
-        MemFree(b);
     }
 }
 
 TEST(TerrainKind, RenderMatchesTheLiteralMapThroughTheKind) {
     test::Session s;
-    const MemHandle image =
-        RenderKind(s, kTerrain, {{"width", "200"}, {"depth", "150"}, {"seed", "2024"}});
+    const MemHandle image = test::Render(s, kTerrain, "width=200 depth=150 seed=2024");
     const std::vector<std::uint8_t> map = reference::LiteralHeightMap(2024, 2.9, 1.0, 256);
     const TerrainParameters* b = TerrainBlock(s.rec());
     const MemHandle literal =
         reference::LiteralTerrainImage(map.data(), 256, 200, 150, b->landPalette, b->waterPalette);
     // The maps may differ by one level in a rare sample; so may the pixels.
-    const auto fast = Pixels(image), slow = Pixels(literal);
+    const auto fast = test::BlockBytes(image), slow = test::BlockBytes(literal);
     ASSERT_EQ(fast.size(), slow.size());
     std::size_t differ = 0;
     for (std::size_t k = 0; k < fast.size(); ++k) differ += fast[k] != slow[k];
@@ -220,19 +188,11 @@ TEST(TerrainKind, AOnePixelSideTakesTheFirstSample) {
             kind == kTerrain ? std::uint32_t(kTerrainWidthId) : std::uint32_t(kSurfaceWidthId);
         test::Session one, wide;
         Page().setText(one.rec()->dialog, widthId + 10000, "1,32760,800");
-        const MemHandle a =
-            RenderKind(one, kind, {{"width", "1"}, {"depth", "90"}, {"meshPower", "6"}});
-        const MemHandle b =
-            RenderKind(wide, kind, {{"width", "77"}, {"depth", "90"}, {"meshPower", "6"}});
-        ImageView va, vb;
-        ASSERT_TRUE(LockImage(a, &va)) << KindAt(kind).name;
-        ASSERT_TRUE(LockImage(b, &vb));
-        EXPECT_EQ(va.width, 1);
-        for (int y = 0; y < 90; ++y) EXPECT_EQ(GetPixel(va, 0, y), GetPixel(vb, 0, y)) << y;
-        UnlockImage(&va);
-        UnlockImage(&vb);
-        MemFree(a);
-        MemFree(b);
+        const test::Picture a(test::Render(one, kind, "width=1 depth=90 meshPower=6"));
+        const test::Picture b(test::Render(wide, kind, "width=77 depth=90 meshPower=6"));
+        ASSERT_TRUE(a.ok && b.ok) << KindAt(kind).name;
+        EXPECT_EQ(a.v.width, 1);
+        for (int y = 0; y < 90; ++y) EXPECT_EQ(a(0, y), b(0, y)) << y;
     }
 }
 
@@ -258,49 +218,29 @@ TEST(TerrainKind, DamagedBlocksGiveNoImage) {
 
 TEST(SurfaceKind, KeepsOneGreyImageAndRecolours) {
     test::Session s;
-    const MemHandle first =
-        RenderKind(s, kSurface, {{"width", "64"}, {"depth", "64"}, {"meshPower", "5"}});
+    const MemHandle first = test::Render(s, kSurface, "width=64 depth=64 meshPower=5");
     ASSERT_NE(first, 0u);
-    const MemHandle grey = GreyImageAt(s.rec(), kSurfaceGreySlot);
-    ASSERT_NE(grey, 0u);
+    ASSERT_NE(GreyImageAt(s.rec(), kSurfaceGreySlot), 0u);
     const long live = MemLiveBlocks();
     SurfaceBlock(s.rec())->gradient.start = 0x00123456u;
-    const MemHandle second = RenderSelectedKind(s.rec());
-    ASSERT_NE(second, 0u);
+    const test::Picture second(RenderSelectedKind(s.rec()));
+    ASSERT_TRUE(second.ok);
     EXPECT_EQ(MemLiveBlocks(), live + 1) << "the first grey image is freed";
     // The edited gradient is in the table at once.
-    EXPECT_EQ(s.rec()->colourTable[0], 0x56);
-    EXPECT_EQ(s.rec()->colourTable[1], 0x34);
-    EXPECT_EQ(s.rec()->colourTable[2], 0x12);
-    // Every pixel is the table entry of its grey level.
-    ImageView g, c;
-    ASSERT_TRUE(LockImage(GreyImageAt(s.rec(), kSurfaceGreySlot), &g));
-    ASSERT_TRUE(LockImage(second, &c));
-    for (int y = 0; y < 64; ++y)
-        for (int x = 0; x < 64; ++x) {
-            const std::uint8_t* t = s.rec()->colourTable + 3 * (GetPixel(g, x, y) & 0xFF);
-            ASSERT_EQ(GetPixel(c, x, y), std::uint32_t(t[0] | t[1] << 8 | t[2] << 16));
-        }
-    UnlockImage(&g);
-    UnlockImage(&c);
+    const std::uint8_t* table = s.rec()->colourTable;
+    EXPECT_EQ(table[0] | table[1] << 8 | table[2] << 16, 0x123456);
+    {  // Every pixel is the table entry of its grey level.
+        const test::Picture g(GreyImageAt(s.rec(), kSurfaceGreySlot), false);
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x) {
+                const std::uint8_t* t = table + 3 * (g(x, y) & 0xFF);
+                ASSERT_EQ(second(x, y), std::uint32_t(t[0] | t[1] << 8 | t[2] << 16));
+            }
+    }
     MemFree(first);
-    MemFree(second);
     EXPECT_EQ(KindAt(kSurface).release(s.rec()), 1);
     EXPECT_EQ(GreyImageAt(s.rec(), kSurfaceGreySlot), 0u);
     EXPECT_EQ(KindAt(kSurface).release(s.rec()), 1);
-}
-
-TEST(SurfaceKind, TheGreySlotIsNeverTakenFromASettingsFile) {
-    test::TempFolder folder;
-    test::Session s;
-    MemFree(RenderKind(s, kSurface, {{"width", "64"}, {"depth", "64"}, {"meshPower", "4"}}));
-    const MemHandle live = GreyImageAt(s.rec(), kSurfaceGreySlot);
-    ASSERT_NE(live, 0u);
-    const std::string path = folder.File("texture.texture");
-    ASSERT_TRUE(SaveSettingsFile(*s.rec(), path.c_str()));
-    test::Session other;
-    ASSERT_TRUE(LoadSettingsFile(other.rec(), path.c_str()));
-    EXPECT_EQ(GreyImageAt(other.rec(), kSurfaceGreySlot), 0u);
 }
 
 }  // namespace

@@ -4,8 +4,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <random>
+#include <sstream>
 
 namespace tsn::test {
 
@@ -71,6 +73,74 @@ void Enter(Session& s, int kind, const std::string& field, const std::string& va
     std::uint8_t* block = BlockAt(s.rec(), info.blockOffset);
     ASSERT_TRUE(EnterFieldText(*f, value, s.rec()->dialog, block, &error)) << error;
     if (f->role == Role::Seed) SetFieldValue(*f, block, ReadPageInteger(s.rec()->dialog, f->id));
+}
+
+void Enter(Session& s, int kind, const std::string& settings) {
+    std::istringstream in(settings);
+    std::string pair;
+    while (in >> pair) {
+        const std::size_t eq = pair.find('=');
+        ASSERT_NE(eq, std::string::npos) << pair;
+        Enter(s, kind, pair.substr(0, eq), pair.substr(eq + 1));
+    }
+}
+
+MemHandle Render(Session& s, int kind, const std::string& settings) {
+    s.rec()->kindIndex = kind;
+    Enter(s, kind, settings);
+    return RenderSelectedKind(s.rec());
+}
+
+std::vector<std::uint8_t> RenderBytes(int kind, const std::string& settings) {
+    Session s;
+    const MemHandle h = Render(s, kind, settings);
+    std::vector<std::uint8_t> bytes = BlockBytes(h);
+    MemFree(h);
+    return bytes;
+}
+
+Rendered RenderBy(int kind, const std::string& settings, RenderFn render) {
+    const KindDescriptor& k = KindOf(kind);
+    Session s;
+    s.rec()->kindIndex = kind;
+    Enter(s, kind, settings);
+    std::uint8_t* block = BlockAt(s.rec(), k.blockOffset);
+    PageToBlock(*k.page, s.rec()->dialog, block);
+    const MemHandle img = render(s.rec());
+    const std::uint8_t* table = s.rec()->colourTable;
+    Rendered r{
+        BlockBytes(img),
+        k.greySlot ? BlockBytes(GreyImageAt(s.rec(), k.greySlot)) : std::vector<std::uint8_t>{},
+        std::vector<std::uint8_t>(table, table + 768),
+        std::vector<std::uint8_t>(block, block + k.blockSize)};
+    MemFree(img);
+    return r;
+}
+
+void ExpectSameAsLiteral(int kind, const std::vector<std::string>& cases, RenderFn literal) {
+    for (const std::string& c : cases) {
+        const Rendered fast = RenderBy(kind, c, KindOf(kind).render);
+        const Rendered lit = RenderBy(kind, c, literal);
+        ASSERT_FALSE(fast.image.empty()) << c;
+        EXPECT_TRUE(fast.image == lit.image) << c << ": picture differs";
+        EXPECT_TRUE(fast.grey == lit.grey) << c << ": grey image differs";
+        EXPECT_TRUE(fast.table == lit.table) << c << ": colour table differs";
+        EXPECT_TRUE(fast.block == lit.block) << c << ": block differs";
+    }
+}
+
+Picture::Picture(MemHandle handle, bool owned) : h(handle), own(owned) {
+    ok = LockImage(h, &v);
+}
+Picture::~Picture() {
+    if (ok) UnlockImage(&v);
+    if (own) MemFree(h);
+}
+
+std::uint32_t U32(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+    std::uint32_t v = 0;
+    if (at + 4 <= bytes.size()) std::memcpy(&v, bytes.data() + at, 4);
+    return v;
 }
 
 }  // namespace tsn::test

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/image.h"
 #include "common/platform.h"
 #include "common/simd.h"
 #include "plugin/session.h"
@@ -44,6 +45,41 @@ struct Session {
 // Enters "FIELD=VALUE" on the selected kind's page as a user would, the seed
 // also into the block (as the command line's --seed does).
 void Enter(Session& s, int kind, const std::string& field, const std::string& value);
+// The same for each of "FIELD=VALUE FIELD=VALUE ...".
+void Enter(Session& s, int kind, const std::string& settings);
+
+// Selects the kind, enters the settings and renders as the preview does.
+MemHandle Render(Session& s, int kind, const std::string& settings);
+// The bytes of that render in a fresh session.
+std::vector<std::uint8_t> RenderBytes(int kind, const std::string& settings);
+
+// What a render leaves behind: picture, kept grey image, colour table and
+// block, each as bytes.
+struct Rendered {
+    std::vector<std::uint8_t> image, grey, table, block;
+};
+// A fresh session's render by `render` (the kind's own generator or a
+// literal one), the settings entered and stored into the block first.
+Rendered RenderBy(int kind, const std::string& settings, RenderFn render);
+// For each settings line the kind's generator leaves exactly what the
+// literal one does.
+void ExpectSameAsLiteral(int kind, const std::vector<std::string>& cases, RenderFn literal);
+
+// An image locked for reading, freed (when owned) at scope exit.
+struct Picture {
+    MemHandle h;
+    bool own;
+    ImageView v;
+    bool ok;
+    explicit Picture(MemHandle handle, bool owned = true);
+    ~Picture();
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+    std::uint32_t operator()(int x, int y) const { return GetPixel(v, x, y); }
+};
+
+// A little-endian word of a file or block.
+std::uint32_t U32(const std::vector<std::uint8_t>& bytes, std::size_t at);
 
 // Calls body(name) once for each vector instruction set the processor has,
 // with that set pinned; the best is in use again afterwards.

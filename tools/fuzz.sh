@@ -5,6 +5,7 @@
 # build-fuzz/corpus, so a longer campaign continues where the last stopped.
 #
 # usage: tools/fuzz.sh [SECONDS] [TARGET...]
+# A campaign of a fixed size instead: FUZZ_RUNS=10000000 tools/fuzz.sh 0 TARGET
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-20}
@@ -21,9 +22,11 @@ fuzz=build-fuzz/tests/fuzz
 status=0
 for t in "${targets[@]}"; do
   mkdir -p "build-fuzz/corpus/$t" "build-fuzz/findings/$t"
-  echo "== $t, ${seconds} s"
+  echo "== $t, ${FUZZ_RUNS:-${seconds} s} ${FUZZ_RUNS:+runs}"
   # -timeout: a single input taking this long counts as a hang.
-  if ! "$fuzz/${t}_fuzz" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 \
+  limit=(-max_total_time="$seconds")
+  [ -z "${FUZZ_RUNS:-}" ] || limit=(-runs="$FUZZ_RUNS")
+  if ! "$fuzz/${t}_fuzz" "${limit[@]}" -timeout=20 -rss_limit_mb=4096 \
       -print_final_stats=1 -artifact_prefix="build-fuzz/findings/$t/" \
       "build-fuzz/corpus/$t" "build-fuzz/seeds/$t" 2>&1 |
       grep -E '^(stat::number_of_executed_units|==[0-9]+== ERROR|SUMMARY)'; then

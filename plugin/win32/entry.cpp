@@ -1,4 +1,5 @@
 // The plug-in's exported entry points and one texture session.
+#include <cstdlib>
 #include <cstring>
 
 #include "plugin/catalogue.h"
@@ -106,7 +107,11 @@ __declspec(dllexport) INT_PTR WINAPI
     args.size = size;  // read only when flags bit 0 says it is valid
     InitRecord(&rec, args);
 
+    // The tests make the Nth allocation of a real session fail this way,
+    // to see the dialog report it and carry on.
+    if (const char* n = std::getenv("TSNTXTR_FAIL_ALLOCATION")) MemFailAfter(std::atol(n));
     const INT_PTR result = RunMasterDialog(parent, &rec);
+    MemFailAfter(-1);
     const std::uint32_t low = std::uint32_t(result);
     auto writeConfig = [&] {
         char folder[kMaxPath + 1];

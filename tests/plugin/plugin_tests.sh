@@ -125,6 +125,19 @@ check "damaged settings: accepted" said "^result 1"
 check "damaged settings: no message" bash -c "! grep -q '^messagebox' '$work/out.txt'"
 check "damaged settings: the first kind's default picture" cmp -s "$work/ref-defaults.bmp" "$work/stage/got.bmp"
 
+# --- A failed allocation in the dialog: "Memory error", and the session
+# goes on to return the picture. The first few allocations of a session are
+# failed in turn; at least one of them is the first render's.
+"$tsntxtr" render noise --width 64 --depth 64 -o "$work/ref.bmp" --save-settings "$settings" >/dev/null 2>&1
+memory_errors=0
+for n in 0 1 2 3; do
+  TSNTXTR_FAIL_ALLOCATION=$n host --flags 2 --dismiss-messages --ok-after 2500 --out got.bmp
+  said "^messagebox Memory error" && memory_errors=$((memory_errors + 1))
+  check "allocation $n failing: session accepted, the picture as tsntxtr's" \
+    bash -c "grep -q '^result 1' '$work/out.txt' && cmp -s '$work/ref.bmp' '$work/stage/got.bmp'"
+done
+check "a failed render says \"Memory error\" ($memory_errors of 4)" test "$memory_errors" -gt 0
+
 # --- imageOut null: renders, frees, still writes the configuration file.
 "$tsntxtr" render noise --width 64 --depth 64 -o "$work/ref.bmp" --save-settings "$settings" >/dev/null 2>&1
 rm -f "$ini"

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "common/image.h"
+#include "common/packed.h"
 #include "common/page.h"
 #include "common/parallel.h"
 #include "plugin/page_fields.h"
@@ -83,11 +84,6 @@ int AbsNoiseReset(MasterTextureRecord* rec) {
     return 1;
 }
 
-double Clamped(double v, double lo, double hi, double fallback) {
-    if (!(v == v)) return fallback;
-    return std::clamp(v, lo, hi);
-}
-
 }  // namespace
 
 MemHandle AbsNoiseRender(MasterTextureRecord* rec) {
@@ -99,7 +95,7 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec) {
     if (w <= 0 || h <= 0) return 0;
 
     const double longer = double(std::max(w, h));
-    const double frequency = Clamped(b->frequency, 0.5, 256.0, 3.0);
+    const double frequency = ClampedOr(b->frequency, 0.5, 256.0, 3.0);
     NoiseSettings s;
     s.basis = b->noiseType;
     s.fractal = b->fractalMode;
@@ -124,7 +120,7 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec) {
     BuildNoiseField(s, rng, &field);
     const NoiseLevel level = NoiseLevels(field, w, h, cellsX, cellsY);
     // The levelled noise spans -1 .. 1 at 2.5 standard deviations.
-    const double k = Clamped(b->contrast, 0.1, 8.0, 1.0) / (2.5 * level.spread);
+    const double k = ClampedOr(b->contrast, 0.1, 8.0, 1.0) / (2.5 * level.spread);
     const bool absolute = b->absolute != 0, invert = b->invert != 0;
 
     FountainToColourTable(b->fountain, rec->colourTable);

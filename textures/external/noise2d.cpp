@@ -15,11 +15,6 @@ constexpr unsigned kMask = kLattice - 1;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr int kMaxPeriod = 1 << 24;
 
-double Clamped(double v, double lo, double hi, double fallback) {
-    if (!(v == v)) return fallback;
-    return std::clamp(v, lo, hi);
-}
-
 int Wrap(int i, int period) {
     if (period <= 0) return i;
     const int r = i % period;
@@ -218,9 +213,9 @@ void BuildNoiseField(const NoiseSettings& in, Rng& rng, NoiseField* f) {
     if (s.fractal >= kFractalCount) s.fractal = kFractalFbm;
     if (s.cellular >= kCellCount) s.cellular = kCellNearest;
     s.octaves = s.fractal == kFractalNone ? 1 : std::clamp(s.octaves, 1, kMaxOctaves);
-    s.lacunarity = Clamped(s.lacunarity, 1.0, 4.0, 2.0);
-    s.gain = Clamped(s.gain, 0.0, 1.0, 0.5);
-    s.warp = Clamped(s.warp, 0.0, 8.0, 0.0);
+    s.lacunarity = ClampedOr(s.lacunarity, 1.0, 4.0, 2.0);
+    s.gain = ClampedOr(s.gain, 0.0, 1.0, 0.5);
+    s.warp = ClampedOr(s.warp, 0.0, 8.0, 0.0);
     s.periodX = std::clamp(s.periodX, 1, 1 << 16);
     s.periodY = std::clamp(s.periodY, 1, 1 << 16);
 

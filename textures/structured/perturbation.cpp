@@ -6,6 +6,7 @@
 
 #include "common/detmath.h"
 #include "common/image.h"
+#include "common/packed.h"
 #include "common/page.h"
 #include "common/parallel.h"
 #include "plugin/page_fields.h"
@@ -75,11 +76,6 @@ int PerturbationReset(MasterTextureRecord* rec) {
     return 1;
 }
 
-double Clamped(double v, double lo, double hi, double fallback) {
-    if (!(v == v)) return fallback;
-    return std::clamp(v, lo, hi);
-}
-
 constexpr double kTwoPi = 6.283185307179586;
 
 // The sine wave, 0.5 - 0.5 cos(2 pi f), tabulated over one period and read
@@ -125,9 +121,9 @@ MemHandle PerturbationRender(MasterTextureRecord* rec) {
     if (w <= 0 || h <= 0) return 0;
 
     const double longer = double(std::max(w, h));
-    const double periods = Clamped(b->frequency, 0.5, 64.0, 4.0) / longer;  // per pixel
-    const double cells = Clamped(b->noiseScale, 0.5, 64.0, 2.5) / longer;
-    const double angle = Clamped(b->angle, -3600.0, 3600.0, 0.0) * (kTwoPi / 360.0);
+    const double periods = ClampedOr(b->frequency, 0.5, 64.0, 4.0) / longer;  // per pixel
+    const double cells = ClampedOr(b->noiseScale, 0.5, 64.0, 2.5) / longer;
+    const double angle = ClampedOr(b->angle, -3600.0, 3600.0, 0.0) * (kTwoPi / 360.0);
     const double ca = DetCos(angle), sa = DetSin(angle);
     const std::uint32_t pattern = b->pattern <= 2 ? b->pattern : 0;
     const std::uint32_t wave = b->wave <= 3 ? b->wave : 0;
@@ -136,7 +132,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec) {
     s.basis = b->noiseType;
     s.fractal = b->fractalMode;
     s.octaves = b->octaves;
-    s.gain = Clamped(b->roughness, 0.0, 1.0, 0.55);
+    s.gain = ClampedOr(b->roughness, 0.0, 1.0, 0.55);
     Rng rng;
     rng.Seed(std::uint32_t(b->seed));
     NoiseField field;
@@ -144,7 +140,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec) {
     const NoiseLevel level = NoiseLevels(field, w, h, cells, cells);
     // Phase shift per unit of noise: `strength` periods per standard
     // deviation.
-    const double push = Clamped(b->strength, 0.0, 4.0, 0.25) / level.spread;
+    const double push = ClampedOr(b->strength, 0.0, 4.0, 0.25) / level.spread;
     const double cx = 0.5 * w, cy = 0.5 * h;
     const SineTable sine;
 
