@@ -1,5 +1,6 @@
 #include "textures/gradient/plasma.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/page.h"
@@ -117,21 +118,41 @@ class Displacements {
     std::uint16_t raw_[kBlock];
 };
 
-// The pass walker. Pixels are addressed directly in the locked rows; every
-// point a leaf touches lies inside the picture.
+// Where the pass walker keeps the picture: in 64 x 64 tiles of 3-byte
+// pixels, each tile's rows together. The walk visits the picture in nested
+// quarters, so a few neighbouring tiles hold what it touches for a long
+// time; in the bitmap's own rows, wide pictures put every row's pixel of a
+// column in the same few cache sets.
+struct Tiles {
+    std::uint8_t* bytes;
+    std::size_t across;  // tiles per tile row
+    static constexpr int kSide = 64, kBytes = kSide * kSide * 3;
+    std::uint8_t* At(int x, int y) const {
+        const unsigned ux = unsigned(x), uy = unsigned(y);
+        return bytes + (std::size_t(uy / kSide) * across + ux / kSide) * kBytes +
+               (uy % kSide) * (kSide * 3) + (ux % kSide) * 3;
+    }
+};
+
+// The bitmap's rows, when there is no memory for the tiles.
+struct Rows {
+    std::uint8_t* top;  // row 0; later rows lie below it in memory
+    std::ptrdiff_t stride;
+    std::uint8_t* At(int x, int y) const { return top - y * stride + 3 * x; }
+};
+
+// The pass walker. Every point a leaf touches lies inside the picture.
+template <class Store>
 struct Plasma {
-    ImageView view;
-    std::uint8_t* top = nullptr;  // row 0; later rows lie below it in memory
-    std::ptrdiff_t stride = 0;
+    Store store;
     Displacements* next = nullptr;
 
-    std::uint8_t* At(int x, int y) const { return top - y * stride + 3 * x; }
     std::uint32_t Get(int x, int y) const {
-        const std::uint8_t* p = At(x, y);
+        const std::uint8_t* p = store.At(x, y);
         return std::uint32_t(p[2]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[0]) << 16;
     }
     void Set(int x, int y, std::uint32_t c) {
-        std::uint8_t* p = At(x, y);
+        std::uint8_t* p = store.At(x, y);
         p[0] = std::uint8_t(c >> 16);
         p[1] = std::uint8_t(c >> 8);
         p[2] = std::uint8_t(c);
@@ -194,30 +215,20 @@ std::uint32_t PlasmaPerturb(std::uint32_t colour, float a, Rng& rng) {
     return Perturb(colour, next);
 }
 
-MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
-                      std::uint32_t seedColour, bool useSeedColour) {
-    const MemHandle image = NewImage(w, h);
-    const MemHandle tableBlock = MemAlloc(32768 * sizeof(int));
-    auto* table = static_cast<int*>(MemLock(tableBlock));
-    Plasma p;
-    if (!image || !table || !LockImage(image, &p.view)) {
-        if (table) MemUnlock(tableBlock);
-        MemFree(tableBlock);
-        MemFree(image);
-        return 0;
-    }
-    p.top = p.view.Row(0);
-    p.stride = std::ptrdiff_t(p.view.stride);
-    Rng rng;
-    rng.Seed(std::uint32_t(seed));
+namespace {
+
+// Anchors, then the passes: each walks the whole picture again, one level
+// deeper. A 1 x 1 picture's only leaf is a single pixel that always asks for
+// another pass, so it stops after the first.
+template <class Store>
+void DrawPlasma(Store store, int w, int h, Rng rng, std::int32_t turbulence,
+                std::uint32_t seedColour, bool useSeedColour, int* table) {
+    Plasma<Store> p{store};
     const int cx = (w - 1) / 2, cy = (h - 1) / 2;
     const int anchors[9][2] = {{0, 0},  {w - 1, 0},  {0, h - 1}, {w - 1, h - 1}, {cx, cy},
                                {0, cy}, {w - 1, cy}, {cx, 0},    {cx, h - 1}};
     for (const auto& at : anchors)
         p.Set(at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(rng));
-    // Each pass walks the whole picture again, one level deeper. A 1 x 1
-    // picture's only leaf is a single pixel that always asks for another
-    // pass, so it stops after the first.
     Displacements next(rng);
     p.next = &next;
     for (int d = 1;; ++d) {
@@ -227,7 +238,46 @@ MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
         const int more = p.Subdivide(0, 0, w - 1, h - 1, d);
         if (!more || (w == 1 && h == 1)) break;
     }
-    UnlockImage(&p.view);
+}
+
+}  // namespace
+
+MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
+                      std::uint32_t seedColour, bool useSeedColour) {
+    const MemHandle image = NewImage(w, h);
+    const MemHandle tableBlock = MemAlloc(32768 * sizeof(int));
+    auto* table = static_cast<int*>(MemLock(tableBlock));
+    ImageView view;
+    if (!image || !table || !LockImage(image, &view)) {
+        if (table) MemUnlock(tableBlock);
+        MemFree(tableBlock);
+        MemFree(image);
+        return 0;
+    }
+    Rng rng;
+    rng.Seed(std::uint32_t(seed));
+    const std::size_t across = std::size_t(w + Tiles::kSide - 1) / Tiles::kSide;
+    const std::size_t down = std::size_t(h + Tiles::kSide - 1) / Tiles::kSide;
+    const MemHandle tileBlock = MemAlloc(across * down * Tiles::kBytes);
+    auto* tiles = static_cast<std::uint8_t*>(MemLock(tileBlock));
+    if (tiles) {
+        DrawPlasma(Tiles{tiles, across}, w, h, rng, turbulence, seedColour, useSeedColour, table);
+        // Back into the bitmap's rows, a tile row's worth at a time.
+        for (int y = 0; y < h; ++y) {
+            std::uint8_t* row = view.Row(y);
+            for (std::size_t t = 0; t < across; ++t) {
+                const int x = int(t) * Tiles::kSide;
+                std::memcpy(row + 3 * x, Tiles{tiles, across}.At(x, y),
+                            std::size_t(std::min(Tiles::kSide, w - x)) * 3);
+            }
+        }
+        MemUnlock(tileBlock);
+    } else {
+        DrawPlasma(Rows{view.Row(0), std::ptrdiff_t(view.stride)}, w, h, rng, turbulence,
+                   seedColour, useSeedColour, table);
+    }
+    MemFree(tileBlock);
+    UnlockImage(&view);
     MemUnlock(tableBlock);
     MemFree(tableBlock);
     return image;
