@@ -67,74 +67,22 @@ std::uint32_t Perturb(std::uint32_t colour, Next& next) {
     return r | g << 8 | b << 16;
 }
 
-// The generator's step taken k times at once: state x A^k + C (1 + A + ...
-// + A^(k-1)), all modulo 2^32.
-constexpr std::uint32_t kRngMultiplier = 214013u, kRngIncrement = 2531011u;
-constexpr std::uint32_t RngPower(int k) {
-    return k == 0 ? 1u : kRngMultiplier * RngPower(k - 1);
-}
-constexpr std::uint32_t RngPowerSum(int k) {
-    return k == 0 ? 0u : RngPowerSum(k - 1) * kRngMultiplier + 1u;
-}
-
-// The random sequence drawn ahead in blocks, each draw's displacement looked
-// up in the running pass's table of all 32768. Which draws are used
-// is data-dependent, but the sequence itself is not: drawing it ahead on
-// eight interleaved generators keeps the multiplications off the path the
-// pixels wait on.
-class Displacements {
-  public:
-    static constexpr int kBlock = 4096;
-
-    explicit Displacements(Rng rng) : state_(rng.state) {}
-    [[gnu::always_inline]] int operator()() {
-        if (pos_ == kBlock) Refill();
-        return table_[raw_[pos_++]];
-    }
-    // The running pass's displacement of every draw.
-    void UseTable(const int* table) { table_ = table; }
-
-  private:
-    static constexpr std::uint32_t kA = kRngMultiplier, kC = kRngIncrement;
-    static constexpr std::uint32_t kA8 = RngPower(8), kC8 = kC * RngPowerSum(8);
-
-    [[gnu::noinline]] void Refill() {
-        std::uint32_t lane[8];
-        std::uint32_t s = state_;
-        for (auto& l : lane) l = s = s * kA + kC;
-        for (int i = 0; i < kBlock; i += 8)
-            for (int l = 0; l < 8; ++l) {
-                raw_[i + l] = std::uint16_t((lane[l] >> 16) & 0x7FFF);
-                s = lane[l];
-                lane[l] = lane[l] * kA8 + kC8;
-            }
-        state_ = s;
-        pos_ = 0;
-    }
-
-    std::uint32_t state_;
-    const int* table_ = nullptr;
-    int pos_ = kBlock;
-    std::uint16_t raw_[kBlock];
-};
-
-// Where the pass walker keeps the picture: in 64 x 64 tiles of 3-byte
-// pixels, each tile's rows together. The walk visits the picture in nested
-// quarters, so a few neighbouring tiles hold what it touches for a long
-// time; in the bitmap's own rows, wide pictures put every row's pixel of a
-// column in the same few cache sets.
-struct Tiles {
-    std::uint8_t* bytes;
-    std::size_t across;  // tiles per tile row
-    static constexpr int kSide = 64, kBytes = kSide * kSide * 3;
-    std::uint8_t* At(int x, int y) const {
-        const unsigned ux = unsigned(x), uy = unsigned(y);
-        return bytes + (std::size_t(uy / kSide) * across + ux / kSide) * kBytes +
-               (uy % kSide) * (kSide * 3) + (ux % kSide) * 3;
+// The random sequence and each draw's displacement, computed where it is
+// drawn from the generator's state held in a register: plain arithmetic,
+// which the compiler can evaluate ahead of the clamp's branches. The scaled
+// value always fits: |a| is at most 128 x 2^31 / 100, so the truncation
+// needs no range checks.
+struct Draws {
+    std::uint32_t state;
+    double a;
+    [[gnu::always_inline]] long long operator()() {
+        state = state * 214013u + 2531011u;
+        const float fraction = float(int((state >> 16) & 0x7FFF)) / 32767.0f;
+        return static_cast<long long>((double(fraction) - 0.5) * a);
     }
 };
 
-// The bitmap's rows, when there is no memory for the tiles.
+// The bitmap's rows, addressed from the top row's pointer.
 struct Rows {
     std::uint8_t* top;  // row 0; later rows lie below it in memory
     std::ptrdiff_t stride;
@@ -142,10 +90,9 @@ struct Rows {
 };
 
 // The pass walker. Every point a leaf touches lies inside the picture.
-template <class Store>
 struct Plasma {
-    Store store;
-    Displacements* next = nullptr;
+    Rows store;
+    Draws draws{};
 
     std::uint32_t Get(int x, int y) const {
         const std::uint8_t* p = store.At(x, y);
@@ -157,9 +104,17 @@ struct Plasma {
         p[1] = std::uint8_t(c >> 8);
         p[2] = std::uint8_t(c);
     }
-    void SetPerturbed(int x, int y, std::uint32_t c) { Set(x, y, Perturb(c, *next)); }
-
+    // The draws live in a local for the leaf, so the pixel stores, which may
+    // alias anything, do not force them through memory.
     int Leaf(int x0, int y0, int x1, int y1) {
+        Draws d = draws;
+        const int r = LeafWith(d, x0, y0, x1, y1);
+        draws = d;
+        return r;
+    }
+
+    [[gnu::always_inline]] int LeafWith(Draws& d, int x0, int y0, int x1, int y1) {
+        auto SetPerturbed = [&](int x, int y, std::uint32_t c) { Set(x, y, Perturb(c, d)); };
         const std::uint32_t c00 = Get(x0, y0), c01 = Get(x0, y1);
         const std::uint32_t c10 = Get(x1, y0), c11 = Get(x1, y1);
         const int mx = (x0 + x1) / 2, my = (y0 + y1) / 2;
@@ -215,71 +170,32 @@ std::uint32_t PlasmaPerturb(std::uint32_t colour, float a, Rng& rng) {
     return Perturb(colour, next);
 }
 
-namespace {
-
-// Anchors, then the passes: each walks the whole picture again, one level
-// deeper. A 1 x 1 picture's only leaf is a single pixel that always asks for
-// another pass, so it stops after the first.
-template <class Store>
-void DrawPlasma(Store store, int w, int h, Rng rng, std::int32_t turbulence,
-                std::uint32_t seedColour, bool useSeedColour, int* table) {
-    Plasma<Store> p{store};
+MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
+                      std::uint32_t seedColour, bool useSeedColour) {
+    const MemHandle image = NewImage(w, h);
+    ImageView view;
+    if (!image || !LockImage(image, &view)) {
+        MemFree(image);
+        return 0;
+    }
+    Plasma p{Rows{view.Row(0), std::ptrdiff_t(view.stride)}};
+    Rng rng;
+    rng.Seed(std::uint32_t(seed));
     const int cx = (w - 1) / 2, cy = (h - 1) / 2;
     const int anchors[9][2] = {{0, 0},  {w - 1, 0},  {0, h - 1}, {w - 1, h - 1}, {cx, cy},
                                {0, cy}, {w - 1, cy}, {cx, 0},    {cx, h - 1}};
     for (const auto& at : anchors)
         p.Set(at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(rng));
-    Displacements next(rng);
-    p.next = &next;
+    // Each pass walks the whole picture again, one level deeper. A 1 x 1
+    // picture's only leaf is a single pixel that always asks for another
+    // pass, so it stops after the first.
+    p.draws.state = rng.state;
     for (int d = 1;; ++d) {
-        const float a = PlasmaAmplitude(d, turbulence);
-        for (int draw = 0; draw < 32768; ++draw) table[draw] = Displacement(draw, a);
-        next.UseTable(table);
+        p.draws.a = double(PlasmaAmplitude(d, turbulence));
         const int more = p.Subdivide(0, 0, w - 1, h - 1, d);
         if (!more || (w == 1 && h == 1)) break;
     }
-}
-
-}  // namespace
-
-MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
-                      std::uint32_t seedColour, bool useSeedColour) {
-    const MemHandle image = NewImage(w, h);
-    const MemHandle tableBlock = MemAlloc(32768 * sizeof(int));
-    auto* table = static_cast<int*>(MemLock(tableBlock));
-    ImageView view;
-    if (!image || !table || !LockImage(image, &view)) {
-        if (table) MemUnlock(tableBlock);
-        MemFree(tableBlock);
-        MemFree(image);
-        return 0;
-    }
-    Rng rng;
-    rng.Seed(std::uint32_t(seed));
-    const std::size_t across = std::size_t(w + Tiles::kSide - 1) / Tiles::kSide;
-    const std::size_t down = std::size_t(h + Tiles::kSide - 1) / Tiles::kSide;
-    const MemHandle tileBlock = MemAlloc(across * down * Tiles::kBytes);
-    auto* tiles = static_cast<std::uint8_t*>(MemLock(tileBlock));
-    if (tiles) {
-        DrawPlasma(Tiles{tiles, across}, w, h, rng, turbulence, seedColour, useSeedColour, table);
-        // Back into the bitmap's rows, a tile row's worth at a time.
-        for (int y = 0; y < h; ++y) {
-            std::uint8_t* row = view.Row(y);
-            for (std::size_t t = 0; t < across; ++t) {
-                const int x = int(t) * Tiles::kSide;
-                std::memcpy(row + 3 * x, Tiles{tiles, across}.At(x, y),
-                            std::size_t(std::min(Tiles::kSide, w - x)) * 3);
-            }
-        }
-        MemUnlock(tileBlock);
-    } else {
-        DrawPlasma(Rows{view.Row(0), std::ptrdiff_t(view.stride)}, w, h, rng, turbulence,
-                   seedColour, useSeedColour, table);
-    }
-    MemFree(tileBlock);
     UnlockImage(&view);
-    MemUnlock(tableBlock);
-    MemFree(tableBlock);
     return image;
 }
 
