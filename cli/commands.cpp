@@ -367,7 +367,7 @@ int Render(const RenderRequest& r) {
     int code = 0;
     if (!s.rec->image) {
         code = 1;
-    } else if (!WriteImageFile(s.rec->image, r.output, &error)) {
+    } else if (!WriteImageFile(s.rec->image, r.output, &error, r.pngLevel)) {
         Fail(error);
         code = 1;
     }

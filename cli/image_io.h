@@ -11,7 +11,12 @@ namespace tsn {
 // Writes `image` to `path` as BMP (the block's bitmap behind a 14-byte file
 // header, byte for byte) or PNG (8-bit RGB), chosen by the extension. The
 // file appears only when complete: it is written beside `path` and renamed.
-bool WriteImageFile(MemHandle image, const std::string& path, std::string* error);
+// `pngLevel` is zlib's 0 (store) .. 9 (smallest, slowest); the default is the
+// fastest that still compresses, as large pictures are written far more
+// slowly than they are rendered at higher levels.
+constexpr int kDefaultPngLevel = 1;
+bool WriteImageFile(MemHandle image, const std::string& path, std::string* error,
+                    int pngLevel = kDefaultPngLevel);
 
 // True for the extensions WriteImageFile understands.
 bool IsImageExtension(const std::string& path);

@@ -42,6 +42,10 @@ int main(int argc, char** argv) {
     auto* render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
     addCommon(render);
     render->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
+    render
+        ->add_option("--png-level", req.pngLevel,
+                     "PNG compression, 0 (fastest, largest) .. 9 (slowest, smallest)")
+        ->check(CLI::Range(0, 9));
     render->add_option("--save-preset", req.savePreset,
                        "also store the parameters used as a preset of this name");
     render->add_option("--save-settings", req.saveSettings,

@@ -19,17 +19,20 @@ namespace {
 const int kMandelbrot = FindKind("mandelbrot");
 
 TEST(MandelbrotFastPath, EqualsTheLiteralGeneratorByteForByte) {
-    test::ExpectSameAsLiteral(
-        kMandelbrot,
-        {"width=64 depth=64", "width=201 depth=130 zoomFactor=0", "width=99 depth=257",
-         "width=150 depth=150 zoomLevel=5 centreRealOffset=1.305 centreImaginaryOffset=1.51",
-         "width=131 depth=77 zoomLevel=10 zoomFactor=3 centreRealOffset=0.30 "
-         "centreImaginaryOffset=1.4",
-         "width=90 depth=70 zoomLevel=300 centreRealOffset=1.3 centreImaginaryOffset=1.5",
-         // zoomFactor=0 is entered clamped to 1; the last case lies partly
-         // beyond |c| = 4, where counts are 0.
-         "width=65 depth=65 centreRealOffset=7.5"},
-        reference::LiteralMandelbrotRender);
+    test::ForEachSimdPath([](const std::string& path) {
+        SCOPED_TRACE(path);
+        test::ExpectSameAsLiteral(
+            kMandelbrot,
+            {"width=64 depth=64", "width=201 depth=130 zoomFactor=0", "width=99 depth=257",
+             "width=150 depth=150 zoomLevel=5 centreRealOffset=1.305 centreImaginaryOffset=1.51",
+             "width=131 depth=77 zoomLevel=10 zoomFactor=3 centreRealOffset=0.30 "
+             "centreImaginaryOffset=1.4",
+             "width=90 depth=70 zoomLevel=300 centreRealOffset=1.3 centreImaginaryOffset=1.5",
+             // zoomFactor=0 is entered clamped to 1; the last case lies partly
+             // beyond |c| = 4, where counts are 0.
+             "width=65 depth=65 centreRealOffset=7.5"},
+            reference::LiteralMandelbrotRender);
+    });
 }
 
 // The lanes against the plain loop at the limits' edges: a limit of 1 (no
@@ -37,21 +40,24 @@ TEST(MandelbrotFastPath, EqualsTheLiteralGeneratorByteForByte) {
 // just beyond |c| = 4, and NaN, which never escapes.
 TEST(MandelbrotFastPath, LanesCountExactlyAsThePlainLoop) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    for (std::uint32_t limit : {1u, 2u, 3u, 25u, 800u, 65536u, 65536u + 7u}) {
-        for (double start : {-4.0, -2.05, -4.0000001, 3.9, nan}) {
-            MandelbrotView view{start, -1.2, 0, 0, 0.0371, limit};
-            const int side = 13;
-            std::vector<std::uint16_t> counts(side * side);
-            ASSERT_TRUE(MandelbrotCounts(view, side, counts.data()));
-            double cr = start;
-            for (int x = 0; x < side; ++x, cr += view.step) {
-                double ci = view.imaginaryStart;
-                for (int y = 0; y < side; ++y, ci += view.step)
-                    ASSERT_EQ(counts[y * side + x], MandelbrotCount(cr, ci, std::uint16_t(limit)))
-                        << limit << " " << start << " " << x << "," << y;
+    test::ForEachSimdPath([&](const std::string& path) {
+        for (std::uint32_t limit : {1u, 2u, 3u, 25u, 800u, 65536u, 65536u + 7u}) {
+            for (double start : {-4.0, -2.05, -4.0000001, 3.9, nan}) {
+                MandelbrotView view{start, -1.2, 0, 0, 0.0371, limit};
+                const int side = 13;
+                std::vector<std::uint16_t> counts(side * side);
+                ASSERT_TRUE(MandelbrotCounts(view, side, counts.data()));
+                double cr = start;
+                for (int x = 0; x < side; ++x, cr += view.step) {
+                    double ci = view.imaginaryStart;
+                    for (int y = 0; y < side; ++y, ci += view.step)
+                        ASSERT_EQ(counts[y * side + x],
+                                  MandelbrotCount(cr, ci, std::uint16_t(limit)))
+                            << path << " " << limit << " " << start << " " << x << "," << y;
+                }
             }
         }
-    }
+    });
     EXPECT_EQ(MandelbrotCount(0, 0, 1), 1);
     EXPECT_EQ(MandelbrotCount(0, 0, 50), 50);
     EXPECT_EQ(MandelbrotCount(0, 0, 0), 0) << "65536 iterations wrap to 0";

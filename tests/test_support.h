@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/image.h"
 #include "common/platform.h"
+#include "common/simd.h"
 #include "plugin/session.h"
 
 namespace tsn::test {
@@ -78,5 +80,18 @@ struct Picture {
 
 // A little-endian word of a file or block.
 std::uint32_t U32(const std::vector<std::uint8_t>& bytes, std::size_t at);
+
+// Calls body(name) once for each vector instruction set the processor has,
+// with that set pinned; the best is in use again afterwards.
+template <class Body>
+void ForEachSimdPath(Body body) {
+    const std::pair<SimdPath, const char*> paths[] = {
+        {SimdPath::Sse2, "SSE2"}, {SimdPath::Avx2, "AVX2"}, {SimdPath::Avx512, "AVX-512"}};
+    for (const auto& [path, name] : paths) {
+        if (!PinSimdPath(path)) continue;
+        body(std::string(name));
+        UnpinSimdPath();
+    }
+}
 
 }  // namespace tsn::test

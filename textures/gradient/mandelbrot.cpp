@@ -1,7 +1,5 @@
 #include "textures/gradient/mandelbrot.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -11,8 +9,10 @@
 #include "common/image.h"
 #include "common/page.h"
 #include "common/parallel.h"
+#include "common/simd.h"
 #include "plugin/catalogue.h"
 #include "plugin/page_fields.h"
+#include "textures/gradient/mandelbrot_lanes.h"
 
 namespace tsn {
 
@@ -42,45 +42,20 @@ const PageField kMandelbrotFields[] = {
 
 const PageTable kMandelbrotPage = TableOf(kMandelbrotFields, kExtraControls);
 
-// Four points side by side on one row, in two SSE2 registers, iterated
-// until all four have escaped or the limit is reached. Every lane performs
-// exactly the operations of MandelbrotCount, in the same order, so the
-// counts are the same bits; a lane that has escaped keeps computing but is
-// no longer counted.
-void CountFour(const double* cr, double ci, std::uint16_t limit, std::uint16_t out[4]) {
-    const __m128d four = _mm_set1_pd(4.0), two = _mm_set1_pd(2.0);
-    const __m128d vci = _mm_set1_pd(ci);
-    const __m128d crA = _mm_loadu_pd(cr), crB = _mm_loadu_pd(cr + 2);
-    __m128d aA = _mm_mul_pd(crA, crA), aB = _mm_mul_pd(crB, crB);
-    __m128d bA = _mm_mul_pd(vci, vci), bB = bA;
-    __m128d zrA = _mm_add_pd(_mm_sub_pd(aA, bA), crA), zrB = _mm_add_pd(_mm_sub_pd(aB, bB), crB);
-    __m128d ziA = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(two, crA), vci), vci);
-    __m128d ziB = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(two, crB), vci), vci);
-    __m128d liveA = _mm_castsi128_pd(_mm_set1_epi32(-1)), liveB = liveA;
-    __m128i stepsA = _mm_setzero_si128(), stepsB = stepsA;
-    const int rounds = std::uint16_t(limit - 1);
-    for (int k = 0; k < rounds; ++k) {
-        liveA = _mm_andnot_pd(_mm_cmpgt_pd(_mm_add_pd(aA, bA), four), liveA);
-        liveB = _mm_andnot_pd(_mm_cmpgt_pd(_mm_add_pd(aB, bB), four), liveB);
-        if ((_mm_movemask_pd(liveA) | _mm_movemask_pd(liveB)) == 0) break;
-        aA = _mm_mul_pd(zrA, zrA);
-        aB = _mm_mul_pd(zrB, zrB);
-        bA = _mm_mul_pd(ziA, ziA);
-        bB = _mm_mul_pd(ziB, ziB);
-        ziA = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(ziA, two), zrA), vci);
-        ziB = _mm_add_pd(_mm_mul_pd(_mm_mul_pd(ziB, two), zrB), vci);
-        zrA = _mm_add_pd(_mm_sub_pd(aA, bA), crA);
-        zrB = _mm_add_pd(_mm_sub_pd(aB, bB), crB);
-        // A live lane is all ones, -1 as a 64-bit integer.
-        stepsA = _mm_sub_epi64(stepsA, _mm_castpd_si128(liveA));
-        stepsB = _mm_sub_epi64(stepsB, _mm_castpd_si128(liveB));
+// The lane loop of the processor's instruction set and the points it takes
+// at once.
+MandelbrotLanesFn LaneLoop(int* group) {
+    switch (ActiveSimdPath()) {
+        case SimdPath::Avx512:
+            *group = 16;
+            return MandelbrotLanesAvx512;
+        case SimdPath::Avx2:
+            *group = 8;
+            return MandelbrotLanesAvx2;
+        default:
+            *group = 4;
+            return MandelbrotLanesSse2;
     }
-    alignas(16) std::int64_t steps[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(steps), stepsA);
-    _mm_store_si128(reinterpret_cast<__m128i*>(steps + 2), stepsB);
-    const bool rowOutside = std::fabs(ci) > 4;
-    for (int i = 0; i < 4; ++i)
-        out[i] = (rowOutside || std::fabs(cr[i]) > 4) ? 0 : std::uint16_t(1 + steps[i]);
 }
 
 // Column and row coordinates are accumulated by repeated addition of the
@@ -138,9 +113,9 @@ std::uint16_t MandelbrotCount(double cr, double ci, std::uint16_t limit) {
 }
 
 bool MandelbrotCounts(const MandelbrotView& view, int side, std::uint16_t* counts) {
-    // Coordinates padded to a multiple of four lanes; the extra lanes are
-    // computed and dropped.
-    const int padded = (side + 3) & ~3;
+    // Coordinates padded to a multiple of the widest group of lanes; the
+    // extra lanes are computed and dropped.
+    const int padded = (side + kMandelbrotGroup - 1) / kMandelbrotGroup * kMandelbrotGroup;
     const MemHandle coordinates =
         MemAlloc((std::size_t(padded) + std::size_t(side)) * sizeof(double));
     auto* cr = static_cast<double*>(MemLock(coordinates));
@@ -153,14 +128,16 @@ bool MandelbrotCounts(const MandelbrotView& view, int side, std::uint16_t* count
     Accumulate(view.imaginaryStart, view.step, side, ci);
     const std::uint16_t limit = std::uint16_t(view.iterationLimit);
     PlanWork(side);
+    int group;
+    const MandelbrotLanesFn lanes = LaneLoop(&group);
     ParallelRows(side, [&](int y0, int y1) {
-        std::uint16_t four[4];
+        std::uint16_t some[kMandelbrotGroup];
         for (int y = y0; y < y1; ++y) {
             std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
-            for (int x = 0; x < side; x += 4) {
-                CountFour(cr + x, ci[y], limit, four);
-                std::memcpy(row + x, four,
-                            sizeof(std::uint16_t) * std::size_t(std::min(4, side - x)));
+            for (int x = 0; x < side; x += group) {
+                lanes(cr + x, ci[y], limit, some);
+                std::memcpy(row + x, some,
+                            sizeof(std::uint16_t) * std::size_t(std::min(group, side - x)));
             }
         }
     });
@@ -300,7 +277,12 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
         for (int y = y0; y < y1; ++y) {
             const std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
             std::uint8_t* out = g.Row(y);
-            for (int x = 0; x < side; ++x) std::memset(out + 3 * x, stretch[row[x]], 3);
+            for (int x = 0; x < side; ++x) {
+                const std::uint8_t v = stretch[row[x]];
+                out[3 * x] = v;
+                out[3 * x + 1] = v;
+                out[3 * x + 2] = v;
+            }
         }
     });
     MemUnlock(countBlock);
@@ -315,15 +297,20 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
     ImageView o;
     if (out && LockImage(out, &o)) {
         const int ox = (side - w) / 2, oy = (side - h) / 2;
+        // A grey's blue, green and red bytes in one word.
+        std::uint32_t colour[256];
+        for (int v = 0; v < 256; ++v)
+            colour[v] = std::uint32_t(table[3 * v + 2]) | std::uint32_t(table[3 * v + 1]) << 8 |
+                        std::uint32_t(table[3 * v]) << 16;
         ParallelRows(h, [&](int y0, int y1) {
             for (int y = y0; y < y1; ++y) {
                 const std::uint8_t* src = g.Row(oy + y) + 3 * ox;
                 std::uint8_t* dst = o.Row(y);
                 for (int x = 0; x < w; ++x) {
-                    const std::uint8_t v = src[3 * x];
-                    dst[3 * x] = table[3 * v + 2];
-                    dst[3 * x + 1] = table[3 * v + 1];
-                    dst[3 * x + 2] = table[3 * v];
+                    const std::uint32_t c = colour[src[3 * x]];
+                    dst[3 * x] = std::uint8_t(c);
+                    dst[3 * x + 1] = std::uint8_t(c >> 8);
+                    dst[3 * x + 2] = std::uint8_t(c >> 16);
                 }
             }
         });

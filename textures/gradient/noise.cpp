@@ -8,8 +8,10 @@
 #include "common/image.h"
 #include "common/page.h"
 #include "common/parallel.h"
+#include "common/simd.h"
 #include "plugin/catalogue.h"
 #include "plugin/page_fields.h"
+#include "textures/gradient/noise_rows.h"
 
 namespace tsn {
 
@@ -242,19 +244,106 @@ int SummedGrey(const Octave* octaves, int count, const Sampling& at, int x, cons
     return std::clamp(total / 8, 0, 255);
 }
 
+// The vector row loop of the processor's instruction set.
+void (*RowLoop())(const NoiseRowJob&) {
+    switch (ActiveSimdPath()) {
+        case SimdPath::Avx512:
+            return NoiseRowAvx512;
+        case SimdPath::Avx2:
+            return NoiseRowAvx2;
+        default:
+            return NoiseRowSse2;
+    }
+}
+
+// How one octave samples x along every row: column / divisor x scale. The
+// vector loop needs the lattice cells of a row to run upward from cell 4096
+// (x = 0) with integer cell numbers, and a row table of bounded size; an
+// octave that does not qualify (a damaged or extreme scale) is evaluated
+// pixel by pixel.
+struct RowPlan {
+    float divisor, scale;
+    int cells;  // 0: pixel by pixel
+};
+
+RowPlan PlanRows(const Octave& o, const Sampling& at, int width) {
+    RowPlan plan{at.square ? at.fl : at.fw, at.square ? o.s : o.sx, 0};
+    if (!(plan.scale >= 0.0f && plan.scale <= 1e30f)) return plan;
+    const float end = (float(width - 1) / plan.divisor) * plan.scale + 4096.0f;
+    if (!(end < 2147483520.0f)) return plan;
+    const long long cells = (long long)end - 4096 + 1;
+    if (cells <= 4LL * width + 64) plan.cells = int(cells);
+    return plan;
+}
+
+// The row table of one octave (see noise_rows.h).
+void FillRowTable(const NoiseLattice& L, const Axis& ay, const Axis& az, int cells,
+                  std::size_t stride, float* table) {
+    for (int c = 0; c < cells; ++c) {
+        const int b0 = (4096 + c) & 255, b1 = (b0 + 1) & 255;
+        const int i = L.p[b0], j = L.p[b1];
+        const int corner[4] = {L.p[i + ay.b0], L.p[j + ay.b0], L.p[i + ay.b1], L.p[j + ay.b1]};
+        for (int k = 0; k < 8; ++k) {
+            const float* q = L.g3[corner[k & 3] + ((k & 4) ? az.b1 : az.b0)];
+            const float ry = (k & 2) ? ay.r1 : ay.r0, rz = (k & 4) ? az.r1 : az.r0;
+            table[k * stride + c] = q[0];
+            table[(8 + k) * stride + c] = ry * q[1];
+            table[(16 + k) * stride + c] = rz * q[2];
+        }
+    }
+}
+
 // The grey picture in the red byte of each pixel of `g`; the range of
 // greys it holds comes back in lo and hi.
 void SampleGrey(const ImageView& g, const Octave* octaves, int count, bool sum, const Sampling& at,
                 float z, int* lo, int* hi) {
     const Axis az = AxisOf(z);
+    RowPlan plans[8];
+    int widest = 0;
+    for (int l = 0; l < count; ++l) {
+        plans[l] = PlanRows(octaves[l], at, g.width);
+        widest = std::max(widest, plans[l].cells);
+    }
+    const std::size_t stride = std::size_t(widest) + 16;
+    auto* rowLoop = RowLoop();
     std::atomic<int> least{255}, most{0};
     PlanWork(2L * g.depth);
     ParallelRows(g.depth, [&](int y0, int y1) {
         int bandLo = 255, bandHi = 0;
-        Axis ay[8];
+        // Each band's row tables and grey sums; without memory for them the
+        // band is evaluated pixel by pixel.
+        const MemHandle scratch =
+            MemAlloc((24 * stride) * sizeof(float) + std::size_t(g.width) * sizeof(std::int32_t));
+        auto* table = static_cast<float*>(MemLock(scratch));
+        auto* total = table ? reinterpret_cast<std::int32_t*>(table + 24 * stride) : nullptr;
         for (int y = y0; y < y1; ++y) {
-            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]));
             std::uint8_t* row = g.Row(y);
+            if (total) std::memset(total, 0, std::size_t(g.width) * sizeof(std::int32_t));
+            for (int l = 0; l < count && total; ++l) {
+                const Axis ay = AxisOf(at.Y(y, octaves[l]));
+                if (plans[l].cells > 0) {
+                    FillRowTable(octaves[l].lattice, ay, az, plans[l].cells, stride, table);
+                    rowLoop({table, stride, 4096, plans[l].divisor, plans[l].scale, ay.s, az.s,
+                             g.width, total});
+                } else {
+                    for (int x = 0; x < g.width; ++x)
+                        total[x] += OctaveGrey(octaves[l], at, x, ay, az);
+                }
+            }
+            if (total) {
+                // Simple loops over the sums, which the compiler vectorises.
+                const int n = g.width;
+                if (sum)
+                    for (int x = 0; x < n; ++x) total[x] = std::min(total[x] / 8, 255);
+                for (int x = 0; x < n; ++x) {
+                    bandLo = std::min(bandLo, int(total[x]));
+                    bandHi = std::max(bandHi, int(total[x]));
+                }
+                for (int x = 0; x < n; ++x) row[3 * x + 2] = std::uint8_t(total[x]);
+                continue;
+            }
+            Axis ay[8];
+            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]));
             for (int x = 0; x < g.width; ++x) {
                 const int v = sum ? SummedGrey(octaves, count, at, x, ay, az)
                                   : OctaveGrey(octaves[0], at, x, ay[0], az);
@@ -263,6 +352,8 @@ void SampleGrey(const ImageView& g, const Octave* octaves, int count, bool sum, 
                 bandHi = std::max(bandHi, v);
             }
         }
+        if (table) MemUnlock(scratch);
+        MemFree(scratch);
         AtomicMin(least, bandLo);
         AtomicMax(most, bandHi);
     });
@@ -280,19 +371,27 @@ void StretchTable(int lo, int hi, std::uint8_t stretch[256]) {
     for (int v = lo; v <= hi; ++v) stretch[v] = std::uint8_t(((v - lo) * f) / 100);
 }
 
-// Stretches the grey picture in place and colours it into `o`.
+// Stretches the grey picture in place and colours it into `o`. Both steps
+// depend on the grey alone, so one table gives the stretched grey and its
+// colour's blue, green and red bytes.
 void StretchAndColour(const ImageView& g, const ImageView& o, const std::uint8_t stretch[256],
                       const std::uint8_t* table) {
+    std::uint32_t both[256];
+    for (int v = 0; v < 256; ++v) {
+        const std::uint8_t s = stretch[v];
+        both[v] = std::uint32_t(s) | std::uint32_t(table[3 * s + 2]) << 8 |
+                  std::uint32_t(table[3 * s + 1]) << 16 | std::uint32_t(table[3 * s]) << 24;
+    }
     ParallelRows(g.depth, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* gr = g.Row(y);
             std::uint8_t* orow = o.Row(y);
             for (int x = 0; x < g.width; ++x) {
-                const std::uint8_t v = stretch[gr[3 * x + 2]];
-                gr[3 * x + 2] = v;
-                orow[3 * x] = table[3 * v + 2];
-                orow[3 * x + 1] = table[3 * v + 1];
-                orow[3 * x + 2] = table[3 * v];
+                const std::uint32_t e = both[gr[3 * x + 2]];
+                gr[3 * x + 2] = std::uint8_t(e);
+                orow[3 * x] = std::uint8_t(e >> 8);
+                orow[3 * x + 1] = std::uint8_t(e >> 16);
+                orow[3 * x + 2] = std::uint8_t(e >> 24);
             }
         }
     });

@@ -1,5 +1,6 @@
 #include "textures/gradient/plasma.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/page.h"
@@ -31,57 +32,89 @@ const PageField kPlasmaFields[] = {
 
 const PageTable kPlasmaPage = TableOf(kPlasmaFields, kPresetControls);
 
-// Per-channel mean, rounded down, of two colours.
+// Per-channel mean, rounded down, of two colours: half of each channel
+// with the low bit dropped, plus one where both low bits were set.
 std::uint32_t Average(std::uint32_t p, std::uint32_t q) {
-    std::uint32_t out = 0;
-    for (int shift = 0; shift < 24; shift += 8) {
-        const std::uint32_t a = (p >> shift) & 0xFF, b = (q >> shift) & 0xFF;
-        out |= ((a + b) / 2) << shift;
-    }
-    return out;
+    return ((p & 0xFEFEFEu) >> 1) + ((q & 0xFEFEFEu) >> 1) + (p & q & 0x010101u);
 }
 
 // One displacement: a single-precision fraction, centred and scaled in
 // double precision, truncated toward zero.
-long long Displacement(Rng& rng, float a) {
-    const float fraction = float(rng.Next()) / 32767.0f;
+int Displacement(int draw, float a) {
+    const float fraction = float(draw) / 32767.0f;
     return TruncToInt((double(fraction) - 0.5) * double(a));
 }
 
 // The clamp re-evaluates its argument, with a fresh displacement, at every
 // use; that fixes how many numbers a channel draws, so it is kept as it is.
-std::uint32_t DisplaceChannel(std::uint32_t v, float a, Rng& rng) {
+// `next` draws the next displacement.
+template <class Next>
+[[gnu::always_inline]] inline std::uint32_t DisplaceChannel(std::uint32_t v, Next& next) {
     const long long base = v;
-    if (base + Displacement(rng, a) > 0) {
-        if (base + Displacement(rng, a) >= 255) return 255;
+    if (base + next() > 0) {
+        if (base + next() >= 255) return 255;
     }
-    if (base + Displacement(rng, a) < 1) return 0;
+    if (base + next() < 1) return 0;
     // Not clamped again: a value out of range wraps.
-    return std::uint32_t(base + Displacement(rng, a)) & 0xFF;
+    return std::uint32_t(base + next()) & 0xFF;
 }
 
-// The pass walker. Pixels are addressed directly in the locked rows; every
-// point a leaf touches lies inside the picture.
+template <class Next>
+std::uint32_t Perturb(std::uint32_t colour, Next& next) {
+    const std::uint32_t r = DisplaceChannel(colour & 0xFF, next);
+    const std::uint32_t g = DisplaceChannel((colour >> 8) & 0xFF, next);
+    const std::uint32_t b = DisplaceChannel((colour >> 16) & 0xFF, next);
+    return r | g << 8 | b << 16;
+}
+
+// The random sequence and each draw's displacement, computed where it is
+// drawn from the generator's state held in a register: plain arithmetic,
+// which the compiler can evaluate ahead of the clamp's branches. The scaled
+// value always fits: |a| is at most 128 x 2^31 / 100, so the truncation
+// needs no range checks.
+struct Draws {
+    std::uint32_t state;
+    double a;
+    [[gnu::always_inline]] long long operator()() {
+        state = state * 214013u + 2531011u;
+        const float fraction = float(int((state >> 16) & 0x7FFF)) / 32767.0f;
+        return static_cast<long long>((double(fraction) - 0.5) * a);
+    }
+};
+
+// The bitmap's rows, addressed from the top row's pointer.
+struct Rows {
+    std::uint8_t* top;  // row 0; later rows lie below it in memory
+    std::ptrdiff_t stride;
+    std::uint8_t* At(int x, int y) const { return top - y * stride + 3 * x; }
+};
+
+// The pass walker. Every point a leaf touches lies inside the picture.
 struct Plasma {
-    ImageView view;
-    Rng rng;
-    float amplitude = 0;  // of the running pass's leaves
+    Rows store;
+    Draws draws{};
 
     std::uint32_t Get(int x, int y) const {
-        const std::uint8_t* p = view.Row(y) + 3 * x;
+        const std::uint8_t* p = store.At(x, y);
         return std::uint32_t(p[2]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[0]) << 16;
     }
     void Set(int x, int y, std::uint32_t c) {
-        std::uint8_t* p = view.Row(y) + 3 * x;
+        std::uint8_t* p = store.At(x, y);
         p[0] = std::uint8_t(c >> 16);
         p[1] = std::uint8_t(c >> 8);
         p[2] = std::uint8_t(c);
     }
-    void SetPerturbed(int x, int y, std::uint32_t c) {
-        Set(x, y, PlasmaPerturb(c, amplitude, rng));
+    // The draws live in a local for the leaf, so the pixel stores, which may
+    // alias anything, do not force them through memory.
+    int Leaf(int x0, int y0, int x1, int y1) {
+        Draws d = draws;
+        const int r = LeafWith(d, x0, y0, x1, y1);
+        draws = d;
+        return r;
     }
 
-    int Leaf(int x0, int y0, int x1, int y1) {
+    [[gnu::always_inline]] int LeafWith(Draws& d, int x0, int y0, int x1, int y1) {
+        auto SetPerturbed = [&](int x, int y, std::uint32_t c) { Set(x, y, Perturb(c, d)); };
         const std::uint32_t c00 = Get(x0, y0), c01 = Get(x0, y1);
         const std::uint32_t c10 = Get(x1, y0), c11 = Get(x1, y1);
         const int mx = (x0 + x1) / 2, my = (y0 + y1) / 2;
@@ -100,10 +133,17 @@ struct Plasma {
         return r;
     }
 
-    // The flag of a pass is that of its bottom-right-most leaf.
+    // The flag of a pass is that of its bottom-right-most leaf. The last
+    // level's four leaves are visited here rather than through four calls.
     int Subdivide(int x0, int y0, int x1, int y1, int d) {
         if (d == 0) return Leaf(x0, y0, x1, y1);
         const int mx = (x0 + x1) / 2, my = (y0 + y1) / 2;
+        if (d == 1) {
+            Leaf(x0, y0, mx, my);
+            Leaf(x0, my, mx, y1);
+            Leaf(mx, y0, x1, my);
+            return Leaf(mx, my, x1, y1);
+        }
         Subdivide(x0, y0, mx, my, d - 1);
         Subdivide(x0, my, mx, y1, d - 1);
         Subdivide(mx, y0, x1, my, d - 1);
@@ -126,35 +166,36 @@ float PlasmaAmplitude(int level, std::int32_t turbulence) {
 }
 
 std::uint32_t PlasmaPerturb(std::uint32_t colour, float a, Rng& rng) {
-    const std::uint32_t r = DisplaceChannel(colour & 0xFF, a, rng);
-    const std::uint32_t g = DisplaceChannel((colour >> 8) & 0xFF, a, rng);
-    const std::uint32_t b = DisplaceChannel((colour >> 16) & 0xFF, a, rng);
-    return r | g << 8 | b << 16;
+    auto next = [&] { return Displacement(rng.Next(), a); };
+    return Perturb(colour, next);
 }
 
 MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
                       std::uint32_t seedColour, bool useSeedColour) {
     const MemHandle image = NewImage(w, h);
-    Plasma p;
-    if (!image || !LockImage(image, &p.view)) {
+    ImageView view;
+    if (!image || !LockImage(image, &view)) {
         MemFree(image);
         return 0;
     }
-    p.rng.Seed(std::uint32_t(seed));
+    Plasma p{Rows{view.Row(0), std::ptrdiff_t(view.stride)}};
+    Rng rng;
+    rng.Seed(std::uint32_t(seed));
     const int cx = (w - 1) / 2, cy = (h - 1) / 2;
     const int anchors[9][2] = {{0, 0},  {w - 1, 0},  {0, h - 1}, {w - 1, h - 1}, {cx, cy},
                                {0, cy}, {w - 1, cy}, {cx, 0},    {cx, h - 1}};
     for (const auto& at : anchors)
-        p.Set(at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(p.rng));
+        p.Set(at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(rng));
     // Each pass walks the whole picture again, one level deeper. A 1 x 1
     // picture's only leaf is a single pixel that always asks for another
     // pass, so it stops after the first.
+    p.draws.state = rng.state;
     for (int d = 1;; ++d) {
-        p.amplitude = PlasmaAmplitude(d, turbulence);
+        p.draws.a = double(PlasmaAmplitude(d, turbulence));
         const int more = p.Subdivide(0, 0, w - 1, h - 1, d);
         if (!more || (w == 1 && h == 1)) break;
     }
-    UnlockImage(&p.view);
+    UnlockImage(&view);
     return image;
 }
 

@@ -1,0 +1,58 @@
+// Plasma at 4096 x 4096 and 16384 x 16384: the product's generator against
+// the literal one of the tests (every pixel through the shared pixel
+// helpers), one render each. The smaller size is rendered once untimed
+// first, as a process's first large renders also pay for fresh memory; at
+// the larger size both pay for their fresh pages alike.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "plugin/catalogue.h"
+#include "plugin/session.h"
+#include "tests/reference/plasma_literal.h"
+#include "textures/gradient/plasma.h"
+
+namespace {
+
+using namespace tsn;
+
+void RenderPlasma(benchmark::State& state, bool literal) {
+    const std::string side = std::to_string(state.range(0));
+    HeadlessSession s;
+    StartHeadlessSession(&s, SessionArguments{});
+    s.rec->kindIndex = FindKind("plasma");
+    Page().setText(s.rec->dialog, kPlasmaWidthId, side.c_str());
+    Page().setText(s.rec->dialog, kPlasmaDepthId, side.c_str());
+    if (state.range(0) <= 4096)
+        MemFree(literal ? reference::LiteralPlasmaRender(s.rec) : PlasmaRender(s.rec));
+    for (auto _ : state) {
+        const MemHandle h = literal ? reference::LiteralPlasmaRender(s.rec) : PlasmaRender(s.rec);
+        benchmark::DoNotOptimize(h);
+        MemFree(h);
+    }
+    EndHeadlessSession(&s);
+}
+
+void BM_PlasmaFast(benchmark::State& state) {
+    RenderPlasma(state, false);
+}
+void BM_PlasmaLiteral(benchmark::State& state) {
+    RenderPlasma(state, true);
+}
+
+BENCHMARK(BM_PlasmaFast)
+    ->Arg(4096)
+    ->Arg(16384)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1);
+BENCHMARK(BM_PlasmaLiteral)
+    ->Arg(4096)
+    ->Arg(16384)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1);
+
+}  // namespace
+
+BENCHMARK_MAIN();
