@@ -107,11 +107,9 @@ __declspec(dllexport) INT_PTR WINAPI
     args.size = size;  // read only when flags bit 0 says it is valid
     InitRecord(&rec, args);
 
-    // The tests make the Nth allocation of a real session fail this way,
-    // to see the dialog report it and carry on.
-    if (const char* n = std::getenv("TSNTXTR_FAIL_ALLOCATION")) MemFailAfter(std::atol(n));
+    const char* fail = std::getenv("TSNTXTR_FAIL_RENDER_ALLOCATION");
+    Lib().failFirstRender = fail ? std::atol(fail) : -1;
     const INT_PTR result = RunMasterDialog(parent, &rec);
-    MemFailAfter(-1);
     const std::uint32_t low = std::uint32_t(result);
     auto writeConfig = [&] {
         char folder[kMaxPath + 1];

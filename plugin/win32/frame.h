@@ -31,6 +31,9 @@ struct Library {
     bool rememberSettings = true;
     char rememberedTexture[kMaxPath + 1] = {};
     MasterTextureRecord* current = nullptr;  // only while the dialog runs
+    // When not negative, that allocation of the session's first render
+    // fails: the tests' way to see a failed render reported.
+    long failFirstRender = -1;
 };
 Library& Lib();
 

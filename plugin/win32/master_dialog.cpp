@@ -161,7 +161,10 @@ void RenderOnRequest(HWND dlg) {
     MemFree(rec->image);
     rec->image = 0;
     HCURSOR old = SetCursor(LoadCursor(nullptr, IDC_WAIT));
+    if (Lib().failFirstRender >= 0) MemFailAfter(Lib().failFirstRender);
+    Lib().failFirstRender = -1;
     rec->image = RenderSelectedKind(rec);
+    MemFailAfter(-1);
     const TextureKind& kind = KindAt(rec->kindIndex);
     if (rec->image) {
         InvalidateRect(GetDlgItem(dlg, kPreviewFrame), nullptr, FALSE);
