@@ -44,20 +44,6 @@ bool FileExists(const char* path) {
     return f != nullptr;
 }
 
-template <class Fill>
-bool WriteBeside(const char* path, const char* mode, Fill fill) {
-    char temporary[kMaxPath + 1];
-    if (std::snprintf(temporary, sizeof temporary, "%s.new", path) >= int(sizeof temporary))
-        return false;
-    std::FILE* out = std::fopen(temporary, mode);
-    if (!out) return false;
-    bool ok = fill(out);
-    if (std::fclose(out) != 0) ok = false;
-    ok = ok && MoveFileOver(temporary, path);
-    if (!ok) DeleteFileAt(temporary);
-    return ok;
-}
-
 }  // namespace
 
 bool GlobalColourDatabasePath(char out[kMaxPath + 1]) {
@@ -149,7 +135,7 @@ bool LoadColourDatabase(const char* path, MemHandle* entries, int* count) {
 }
 
 bool SaveColourDatabase(const char* path, const NamedColour* entries, int count) {
-    return WriteBeside(path, "w", [&](std::FILE* out) {
+    return WriteFileBeside(path, "w", [&](std::FILE* out) {
         for (int i = 0; i < count; ++i) {
             const std::uint32_t c = entries[i].colour;
             if (std::fprintf(out, "%s=%d,%d,%d\n", entries[i].name, int(c & 0xFF),
@@ -163,7 +149,7 @@ bool SaveColourDatabase(const char* path, const NamedColour* entries, int count)
 bool CopyColourDatabase(const char* from, const char* to) {
     std::FILE* in = std::fopen(from, "rb");
     if (!in) return false;
-    const bool ok = WriteBeside(to, "wb", [&](std::FILE* out) {
+    const bool ok = WriteFileBeside(to, "wb", [&](std::FILE* out) {
         char piece[4096];
         std::size_t n;
         while ((n = std::fread(piece, 1, sizeof piece, in)) > 0)

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace tsn {
 
@@ -46,6 +47,23 @@ bool MakeFolders(const char* folder);
 // Moves `from` over `to`, replacing `to` if it exists.
 bool MoveFileOver(const char* from, const char* to);
 bool DeleteFileAt(const char* path);
+
+// Writes a file through fill(FILE*) to a temporary name beside `path` and
+// renames it over `path`, so a failed write leaves the previous file whole
+// and no partial file. `mode` is fopen's ("wb" or "w").
+template <class Fill>
+bool WriteFileBeside(const char* path, const char* mode, Fill fill) {
+    char temporary[kMaxPath + 8];
+    if (std::snprintf(temporary, sizeof temporary, "%s.new", path) >= int(sizeof temporary))
+        return false;
+    std::FILE* out = std::fopen(temporary, mode);
+    if (!out) return false;
+    bool ok = fill(out) && !std::ferror(out);
+    if (std::fclose(out) != 0) ok = false;
+    ok = ok && MoveFileOver(temporary, path);
+    if (!ok) DeleteFileAt(temporary);
+    return ok;
+}
 // Calls each(name, context) for every file (not folder) in `folder`, which
 // ends in a separator. False when the folder cannot be read.
 bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context);

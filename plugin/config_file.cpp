@@ -159,29 +159,22 @@ bool ReadConfigFile(ConfigValues* c, const char* path) {
 bool WriteConfigFile(const ConfigValues& c, const char* path) {
     // Written beside the file and moved over it, so a failed write never
     // leaves a half file in place of the user's settings.
-    char temp[kMaxPath + 8];
-    std::snprintf(temp, sizeof temp, "%s.new", path);
-    std::FILE* f = std::fopen(temp, "w");
-    if (!f) return false;
-    std::time_t now = std::time(nullptr);
-    const char* when = std::ctime(&now);
-    std::fprintf(f,
-                 ";TSNTXTR configuration file\n;Edit this at your own risk\n;Last updated "
-                 "%.24s\n;\n[PlugIn]\n",
-                 when ? when : "");
-    auto& values = const_cast<ConfigValues&>(c);
-    for (const ConfigEntry& e : kTable) {
-        if (e.isText)
-            std::fprintf(f, "%s = %.260s\n", e.key, TextOf(&values, e));
-        else
-            std::fprintf(f, "%s = %u\n", e.key, *IntOf(&values, e));
-    }
-    const bool ok = !std::ferror(f);
-    if (std::fclose(f) != 0 || !ok || !MoveFileOver(temp, path)) {
-        DeleteFileAt(temp);
-        return false;
-    }
-    return true;
+    return WriteFileBeside(path, "w", [&](std::FILE* f) {
+        std::time_t now = std::time(nullptr);
+        const char* when = std::ctime(&now);
+        std::fprintf(f,
+                     ";TSNTXTR configuration file\n;Edit this at your own risk\n;Last updated "
+                     "%.24s\n;\n[PlugIn]\n",
+                     when ? when : "");
+        auto& values = const_cast<ConfigValues&>(c);
+        for (const ConfigEntry& e : kTable) {
+            if (e.isText)
+                std::fprintf(f, "%s = %.260s\n", e.key, TextOf(&values, e));
+            else
+                std::fprintf(f, "%s = %u\n", e.key, *IntOf(&values, e));
+        }
+        return true;
+    });
 }
 
 }  // namespace tsn

@@ -69,16 +69,9 @@ bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path) {
     if (!buffer) return false;
     bool ok = Transfer(rec, kind, kQueryConvertOut, BlockAt(rec, KindOf(kind).blockOffset),
                        std::uint32_t(size), buffer, std::uint32_t(oldSize));
-    char temporary[kMaxPath + 1];
-    ok = ok && std::snprintf(temporary, sizeof temporary, "%s.new", path) < int(sizeof temporary);
-    if (ok) {
-        std::FILE* f = std::fopen(temporary, "wb");
-        ok = f && std::fwrite(buffer, 1, std::size_t(oldSize), f) == std::size_t(oldSize);
-        if (f && std::fclose(f) != 0) ok = false;
-        ok = ok && MoveFileOver(temporary, path);
-        if (!ok) DeleteFileAt(temporary);
-    }
-    return ok;
+    return ok && WriteFileBeside(path, "wb", [&](std::FILE* f) {
+               return std::fwrite(buffer, 1, std::size_t(oldSize), f) == std::size_t(oldSize);
+           });
 }
 
 bool PresetPath(int kind, const std::string& name, char out[kMaxPath + 1]) {

@@ -48,21 +48,6 @@ FountainLibraryEntry EntryOf(const FountainDefinition& f) {
     return e;
 }
 
-// Writes the file beside `path` through `fill` and renames it over `path`.
-template <class Fill>
-bool WriteBeside(const char* path, Fill fill) {
-    char temporary[kMaxPath + 1];
-    if (std::snprintf(temporary, sizeof temporary, "%s.new", path) >= int(sizeof temporary))
-        return false;
-    std::FILE* out = std::fopen(temporary, "wb");
-    if (!out) return false;
-    bool ok = fill(out);
-    if (std::fclose(out) != 0) ok = false;
-    ok = ok && MoveFileOver(temporary, path);
-    if (!ok) DeleteFileAt(temporary);
-    return ok;
-}
-
 }  // namespace
 
 bool FountainLibraryPath(char out[kMaxPath + 1]) {
@@ -118,7 +103,7 @@ bool AppendToFountainLibrary(const char* path, const FountainDefinition& f) {
         std::fclose(in);
         return false;
     }
-    const bool ok = WriteBeside(path, [&](std::FILE* out) {
+    const bool ok = WriteFileBeside(path, "wb", [&](std::FILE* out) {
         FountainLibraryHeader grown = h;
         grown.count = h.count + 1;
         if (std::fwrite(&grown, kHeaderSize, 1, out) != 1) return false;
@@ -148,7 +133,7 @@ bool WriteFountainLibrary(const char* path, const FountainDefinition* entries, i
         std::fclose(f);
         return DeleteFileAt(path);
     }
-    return WriteBeside(path, [&](std::FILE* out) {
+    return WriteFileBeside(path, "wb", [&](std::FILE* out) {
         const FountainLibraryHeader h = NewHeader(count);
         if (std::fwrite(&h, kHeaderSize, 1, out) != 1) return false;
         for (int i = 0; i < count; ++i) {

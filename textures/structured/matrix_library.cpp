@@ -115,24 +115,18 @@ bool ReadLibraryFile(const char* path, PageRef page, std::uint32_t id) {
 }
 
 bool WriteLibraryFile(const char* path, PageRef page, std::uint32_t id) {
-    char temporary[kMaxPath + 8];
-    std::snprintf(temporary, sizeof temporary, "%s.new", path);
-    std::FILE* f = std::fopen(temporary, "wb");
-    if (!f) return false;
-    std::uint8_t header[kLibraryHeaderSize];
-    Header(header, 0);
-    std::int32_t count = 0;
-    bool ok = std::fwrite(header, 1, sizeof header, f) == sizeof header &&
-              WriteTiles(f, page, id, &count);
-    if (ok) {
+    return WriteFileBeside(path, "wb", [&](std::FILE* f) {
+        std::uint8_t header[kLibraryHeaderSize];
+        Header(header, 0);
+        std::int32_t count = 0;
+        if (std::fwrite(header, 1, sizeof header, f) != sizeof header ||
+            !WriteTiles(f, page, id, &count))
+            return false;
+        // The count is known once the tiles are written.
         Put32(header + kLibraryCountOffset, std::uint32_t(count));
-        ok = std::fseek(f, 0, SEEK_SET) == 0 &&
-             std::fwrite(header, 1, sizeof header, f) == sizeof header;
-    }
-    if (std::fclose(f) != 0) ok = false;
-    ok = ok && MoveFileOver(temporary, path);
-    if (!ok) DeleteFileAt(temporary);
-    return ok;
+        return std::fseek(f, 0, SEEK_SET) == 0 &&
+               std::fwrite(header, 1, sizeof header, f) == sizeof header;
+    });
 }
 
 void DefaultTiles(PageRef page, std::uint32_t id) {
