@@ -5,8 +5,12 @@
 
 #include <cstdint>
 
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2")
+#endif
 
 #include "textures/gradient/mandelbrot_kernel.h"
 
@@ -45,4 +49,8 @@ void MandelbrotLanesAvx2(const double* cr, double ci, std::uint16_t limit, std::
 
 }  // namespace tsn
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif

@@ -6,8 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2")
+#endif
 
 #include "textures/gradient/noise_kernel.h"
 
@@ -76,4 +80,8 @@ void NoiseRowAvx2(const NoiseRowJob& job) {
 
 }  // namespace tsn
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
