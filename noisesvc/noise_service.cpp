@@ -293,7 +293,9 @@ void Plan(Service& s, int channel, double cells, double lacunarity, double gain,
     bool cut = false;
     for (int k = 0; k < octaves; ++k, c *= lacunarity, amplitude *= gain) {
         total += amplitude;
-        const double whole = s.tileable ? std::max(1.0, double(std::int64_t(c + 0.5))) : c;
+        // Counts past 2^52 are whole already (and such octaves are cut).
+        const double whole =
+            s.tileable && c < 4.5e15 ? std::max(1.0, double(std::int64_t(c + 0.5))) : c;
         const double finest = whole * double(std::max(aspectX, aspectY));
         cut = cut || (k > 0 && finest * 2.0 > double(s.size));
         if (cut) continue;
