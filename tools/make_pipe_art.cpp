@@ -334,9 +334,9 @@ Rgb Shade(const Style& st, const Hit& h, double x, double y) {
     double diffuse = std::max(0.0, h.nx * kLight.x + h.ny * kLight.y + h.nz * kLight.z);
     double nh = std::max(0.0, h.nx * kHalf.x + h.ny * kHalf.y + h.nz * kHalf.z);
     if (h.m == kWheel) {
-        double spec = 0.55 * std::pow(nh, 40);
+        double shine = 0.55 * std::pow(nh, 40);
         double k = 0.16 + 0.84 * diffuse;
-        return {0.80 * k + spec, 0.06 * k + spec, 0.05 * k + spec};
+        return {0.80 * k + shine, 0.06 * k + shine, 0.05 * k + shine};
     }
     double v;
     if (st.stainless) {
@@ -350,9 +350,9 @@ Rgb Shade(const Style& st, const Hit& h, double x, double y) {
         double ground = 0.30 + 0.35 * SmoothStep(-0.15, -1, q);
         double env = sky + (ground - sky) * SmoothStep(0.08, -0.12, q);
         env -= 0.5 * std::exp(-std::pow((q + 0.08) / 0.07, 2));  // the horizon line
-        double spec = 0.9 * std::pow(nh, 90);
+        double shine = 0.9 * std::pow(nh, 90);
         double base = h.m == kNut || h.m == kStem ? 0.9 : 1.0;
-        v = base * (0.08 + 0.22 * diffuse + 0.62 * std::max(0.0, env)) + spec;
+        v = base * (0.08 + 0.22 * diffuse + 0.62 * std::max(0.0, env)) + shine;
     } else {
         double albedo = h.m == kPipe     ? 0.66
                         : h.m == kFlange ? 0.58
@@ -361,8 +361,8 @@ Rgb Shade(const Style& st, const Hit& h, double x, double y) {
                                          : 0.80;
         if (h.m != kNut && h.m != kStem)
             albedo *= 0.88 + 0.10 * Smooth(x, y, 23) + 0.06 * Hash(int(x * 2), int(y * 2));
-        double spec = (h.m == kNut || h.m == kStem ? 0.35 : 0.18) * std::pow(nh, 22);
-        v = albedo * (0.16 + 0.95 * diffuse) + spec;
+        double shine = (h.m == kNut || h.m == kStem ? 0.35 : 0.18) * std::pow(nh, 22);
+        v = albedo * (0.16 + 0.95 * diffuse) + shine;
     }
     return {v, v, v};
 }
