@@ -150,3 +150,16 @@ MemHandle ScaleImage(MemHandle src, int percent) {
 }
 
 }  // namespace tsn
+
+namespace tsn {
+
+MemHandle NewLockedImage(int width, int depth, ImageView* v) {
+    MemHandle h = NewImage(width, depth);
+    if (h && !LockImage(h, v)) {
+        MemFree(h);
+        h = 0;
+    }
+    return h;
+}
+
+}  // namespace tsn

@@ -56,6 +56,8 @@ struct ImageView {
 // Locks a 24-bit image block; false for anything else. Unlock with
 // UnlockImage.
 bool LockImage(MemHandle h, ImageView* view);
+// A new image, locked into *v; 0 (and nothing left allocated) on failure.
+MemHandle NewLockedImage(int width, int depth, ImageView* v);
 void UnlockImage(ImageView* view);
 
 // Colour words are 0x00BBGGRR. Outside the image GetPixel answers kNoPixel

@@ -67,12 +67,9 @@ MemHandle LinearGradient(std::uint32_t c0, std::uint32_t c1, int width, int heig
 }
 
 MemHandle RenderFountain(const FountainDefinition& f, int width, int height) {
-    MemHandle out = NewImage(width, height);
     ImageView o;
-    if (!out || !LockImage(out, &o)) {
-        MemFree(out);
-        return 0;
-    }
+    MemHandle out = NewLockedImage(width, height, &o);
+    if (!out) return 0;
     auto segment = [&](std::uint32_t from, std::uint32_t to, int span, int px) {
         MemHandle seg = LinearGradient(from, to, span, height);
         ImageView s;

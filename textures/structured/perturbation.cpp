@@ -146,12 +146,9 @@ MemHandle PerturbationRender(MasterTextureRecord* rec) {
 
     FountainToColourTable(b->fountain, rec->colourTable);
     const std::uint8_t* table = rec->colourTable;
-    MemHandle out = NewImage(w, h);
     ImageView o;
-    if (!out || !LockImage(out, &o)) {
-        MemFree(out);
-        return 0;
-    }
+    MemHandle out = NewLockedImage(w, h, &o);
+    if (!out) return 0;
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y) {
