@@ -553,7 +553,12 @@ MemHandle TileFromFile(const std::string& path) {
     } else if (EqualNoCase(ext.c_str(), ".png")) {
         RgbImage rgb;
         std::string error;
-        if (ReadPngFile(path, &rgb, &error) && (tile = NewImage(rgb.width, rgb.height))) {
+        const bool read = ReadPngFile(path, &rgb, &error, kMaxTileSide);
+        if (!read && (rgb.width > kMaxTileSide || rgb.height > kMaxTileSide)) {
+            Fail(kTileTooLargeMessage);
+            return 0;
+        }
+        if (read && (tile = NewImage(rgb.width, rgb.height))) {
             ImageView v;
             LockImage(tile, &v);
             for (int y = 0; y < v.depth; ++y)
@@ -641,9 +646,7 @@ int Matrix(const std::string& action, const std::string& argument, const std::st
         UnlockTile(&v);
         if (tooLarge) {
             MemFree(tile);
-            Fail(
-                "The selected image has one or both dimensions greater than 256 pixels and is "
-                "unsuitable for use as a matrix tile.");
+            Fail(kTileTooLargeMessage);
             return 1;
         }
         if (!TileList().append(list, kTiles, tile)) {

@@ -253,7 +253,7 @@ bool WriteImageFile(MemHandle image, const std::string& path, std::string* error
     return true;
 }
 
-bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error) {
+bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error, int maxSide) {
     png_image img;
     std::memset(&img, 0, sizeof img);
     img.version = PNG_IMAGE_VERSION;
@@ -262,8 +262,14 @@ bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error) {
         return false;
     }
     img.format = PNG_FORMAT_RGB;
-    out->width = int(img.width);
-    out->height = int(img.height);
+    out->width = int(std::min<png_uint_32>(img.width, INT32_MAX));
+    out->height = int(std::min<png_uint_32>(img.height, INT32_MAX));
+    if (img.width > png_uint_32(maxSide) || img.height > png_uint_32(maxSide)) {
+        *error = "the image is " + std::to_string(img.width) + " x " + std::to_string(img.height) +
+                 " pixels, more than " + std::to_string(maxSide) + " on a side";
+        png_image_free(&img);
+        return false;
+    }
     out->rgb.assign(PNG_IMAGE_SIZE(img), 0);
     if (!png_image_finish_read(&img, nullptr, out->rgb.data(), 0, nullptr)) {
         *error = img.message;

@@ -26,6 +26,10 @@ struct RgbImage {
     int width = 0, height = 0;
     std::vector<unsigned char> rgb;
 };
-bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error);
+// A header wider or deeper than `maxSide` is refused before anything is
+// allocated (out->width and out->height then say what it claimed).
+constexpr int kLargestPicture = 32768;
+bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error,
+                 int maxSide = kLargestPicture);
 
 }  // namespace tsn

@@ -108,9 +108,7 @@ void AddTile(HWND list) {
     UnlockTile(&v);
     if (tooLarge) {
         MemFree(tile);
-        ShowMessage(dlg,
-                    "The selected image has one or both dimensions greater than 256 pixels and "
-                    "is unsuitable for use as a matrix tile.");
+        ShowMessage(dlg, kTileTooLargeMessage);
         return;
     }
     if (!Append(PageOf(list), IdOf(list), tile)) {

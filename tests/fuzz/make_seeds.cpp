@@ -2,15 +2,20 @@
 // settings file per selected kind, a preset of every kind (its index byte
 // first), every kind's block after its header (the same) and the
 // configuration file with its defaults, a fountain library and a colour
-// database.
+// database, a small PNG and a compressed artwork resource.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
+
+#include <zlib.h>
 
 #include <cstring>
 
+#include "cli/image_io.h"
 #include "common/colour_database.h"
+#include "common/image.h"
 #include "common/platform.h"
 #include "common/tile_list.h"
 #include "plugin/catalogue.h"
@@ -18,6 +23,7 @@
 #include "plugin/master_record.h"
 #include "plugin/presets.h"
 #include "plugin/session.h"
+#include "textures/external/pipes.h"
 #include "textures/gradient/fountain_library.h"
 #include "textures/structured/matrix_library.h"
 
@@ -30,7 +36,7 @@ int main(int argc, char** argv) {
     }
     const std::string out = argv[1];
     for (const char* sub : {"/settings/", "/preset/", "/config/", "/render/", "/library/",
-                            "/fountains/", "/colours/"})
+                            "/fountains/", "/colours/", "/image/"})
         if (!MakeFolders((out + sub).c_str())) return 1;
     HeadlessSession s;
     if (!StartHeadlessSession(&s, SessionArguments{})) return 1;
@@ -80,5 +86,42 @@ int main(int argc, char** argv) {
     ok = WriteFountainLibrary((out + "/fountains/two.fll").c_str(), f, 2) && ok;
     const NamedColour colours[] = {{"Red", 0x0000FF}, {"Sky blue ", 0xEBCE87}, {"x", 0}};
     ok = SaveColourDatabase((out + "/colours/three.ccl").c_str(), colours, 3) && ok;
+    // Image seeds carry the reader's byte first: 0 PNG, 1 compressed.
+    const std::string png = out + "/image/small.png";
+    const MemHandle picture = NewImage(5, 3);
+    std::string error;
+    ok = picture && WriteImageFile(picture, png, &error) && ok;
+    MemFree(picture);
+    std::ifstream in(png, std::ios::binary);
+    const std::string pngBytes((std::istreambuf_iterator<char>(in)),
+                               std::istreambuf_iterator<char>());
+    in.close();
+    std::remove(png.c_str());
+    std::ofstream(out + "/image/png", std::ios::binary) << '\0' << pngBytes;
+    // The artwork is a megabyte a piece once unpacked, too slow to mutate:
+    // the seed is its first piece cut to 8 x 8 pixels, in the same format.
+    const MemHandle art = DecodeCompressedImage(kPipesArtId);
+    const auto* dib = static_cast<const std::uint8_t*>(MemLock(art));
+    ok = dib && MemSize(art) >= 40 + 8 * 8 * 4 && ok;
+    if (dib) {
+        std::vector<std::uint8_t> small(dib, dib + 40 + 8 * 8 * 4), packed(200 + small.size());
+        small[4] = small[8] = 8;
+        small[5] = small[6] = small[9] = small[10] = 0;
+        small[20] = 0, small[21] = 1, small[22] = small[23] = 0;  // 256 bytes of pixels
+        uLongf length = uLongf(packed.size());
+        ok = compress2(packed.data(), &length, small.data(), uLong(small.size()), 9) == Z_OK && ok;
+        std::uint8_t header[52] = {'C', 'P', 'X', '_', 'H', 'E', 'A', 'D'};
+        for (int i = 0; i < 4; ++i) {
+            header[8 + i] = std::uint8_t(small.size() >> (8 * i));
+            header[12 + i] = std::uint8_t(length >> (8 * i));
+        }
+        header[16] = 1;
+        std::ofstream cpx(out + "/image/artwork", std::ios::binary);
+        cpx.put(1);
+        cpx.write(reinterpret_cast<const char*>(header), sizeof header);
+        cpx.write(reinterpret_cast<const char*>(packed.data()), std::streamsize(length));
+        MemUnlock(art);
+    }
+    MemFree(art);
     return ok ? 0 : 1;
 }

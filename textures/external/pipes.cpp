@@ -553,15 +553,14 @@ bool InflateStream(std::uint8_t* dst, std::size_t capacity, const std::uint8_t* 
     return ok;
 }
 
-MemHandle DecodeCompressedImage(unsigned id) {
-    const std::uint8_t* data = nullptr;
-    std::size_t size = 0;
-    if (!FindModuleResource("CPX", id, &data, &size) || !data || size < kCpxHeader ||
-        std::memcmp(data, "CPX_HEAD", 8) != 0)
-        return 0;
+MemHandle DecodeCompressedBytes(const std::uint8_t* data, std::size_t size) {
+    if (!data || size < kCpxHeader || std::memcmp(data, "CPX_HEAD", 8) != 0) return 0;
     const std::uint32_t unpacked = Read32(data + 8);
     std::uint32_t packed = Read32(data + 12);
     if (packed > size - kCpxHeader) return 0;  // cut short
+    // Deflate cannot expand a byte into more than 1032, so a header that
+    // claims more is damaged; nor is any artwork near 64 MiB.
+    if (unpacked > std::uint64_t(packed) * 1032 || unpacked > (64u << 20)) return 0;
     const MemHandle h = MemAlloc(unpacked);
     auto* dst = static_cast<std::uint8_t*>(MemLock(h));
     if (!dst || !InflateStream(dst, unpacked, data + kCpxHeader, &packed)) {
@@ -571,6 +570,12 @@ MemHandle DecodeCompressedImage(unsigned id) {
     }
     MemUnlock(h);
     return h;
+}
+
+MemHandle DecodeCompressedImage(unsigned id) {
+    const std::uint8_t* data = nullptr;
+    std::size_t size = 0;
+    return FindModuleResource("CPX", id, &data, &size) ? DecodeCompressedBytes(data, size) : 0;
 }
 
 void PipesToneCurve(int contrast, int brightness, std::uint8_t curve[256]) {

@@ -111,6 +111,9 @@ constexpr std::uint8_t kPipesPieceMask[kPipesTileCount] = {10, 5, 10, 5, 3, 6, 1
 // when the resource is missing or damaged.
 constexpr unsigned kPipesArtId = 4000;
 MemHandle DecodeCompressedImage(unsigned id);
+// The same from a resource's bytes (a 52-byte header: "CPX_HEAD", unpacked
+// size, packed size, method, reserved; then the zlib stream).
+MemHandle DecodeCompressedBytes(const std::uint8_t* data, std::size_t size);
 // Inflates a zlib stream of *length bytes into dst (capacity bytes) through
 // a fixed 8192-byte window; on success *length is the number written.
 bool InflateStream(std::uint8_t* dst, std::size_t capacity, const std::uint8_t* src,

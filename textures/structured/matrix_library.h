@@ -25,6 +25,9 @@ constexpr std::size_t kLibraryHeaderSize = 1082;
 constexpr std::size_t kTileRecordHeaderSize = 72;
 constexpr std::size_t kLibraryCountOffset = 818;
 constexpr int kMaxTileSide = 256;
+constexpr const char* kTileTooLargeMessage =
+    "The selected image has one or both dimensions greater than 256 pixels and is unsuitable "
+    "for use as a matrix tile.";
 
 // The library `name` in the texture folder (at most kMaxPath characters in
 // all; longer names are cut there). False when no folder is known.

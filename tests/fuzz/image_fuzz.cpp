@@ -1,0 +1,30 @@
+// Pictures from outside: the first byte picks the reader. Even: the rest is
+// a PNG file read as Matrix's Add reads one (refused past the tile size
+// before anything is allocated). Odd: the rest is a compressed artwork
+// resource, decoded as the Pipes kind does.
+#include <string>
+
+#include "cli/image_io.h"
+#include "tests/fuzz/fuzz_support.h"
+#include "textures/external/pipes.h"
+#include "textures/structured/matrix_library.h"
+
+using namespace tsn;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) return 0;
+    const long live = MemLiveBlocks();
+    if (data[0] % 2 == 0) {
+        fuzz::InputFile file(data + 1, size - 1);
+        if (!file.ok()) return 0;
+        RgbImage image;
+        std::string error;
+        if (ReadPngFile(file.path(), &image, &error, kMaxTileSide) &&
+            image.rgb.size() != std::size_t(image.width) * image.height * 3)
+            std::abort();  // a picture read must be whole
+    } else {
+        MemFree(DecodeCompressedBytes(data + 1, size - 1));
+    }
+    fuzz::ExpectNoLeak(live, "image");
+    return 0;
+}
