@@ -2,7 +2,8 @@
 
 #include <cstdio>
 #include <cstring>
-#include <new>
+
+#include "common/platform.h"
 
 namespace tsn {
 
@@ -54,8 +55,10 @@ bool LoadSettingsFile(MasterTextureRecord* rec, const char* path) {
     if (!f) return false;
     // Read into a copy so a rejected file leaves the live record untouched.
     static_assert(kRecordSize < 64 * 1024);
-    auto* loaded = new (std::nothrow) MasterTextureRecord;
+    const MemHandle scratch = MemAlloc(sizeof(MasterTextureRecord));
+    auto* loaded = static_cast<MasterTextureRecord*>(MemLock(scratch));
     if (!loaded) {
+        MemFree(scratch);
         std::fclose(f);
         return false;
     }
@@ -86,7 +89,8 @@ bool LoadSettingsFile(MasterTextureRecord* rec, const char* path) {
                         reinterpret_cast<const std::uint8_t*>(rec) + r.offset, r.size);
         std::memcpy(rec, loaded, kRecordSize);
     }
-    delete loaded;
+    MemUnlock(scratch);
+    MemFree(scratch);
     return ok;
 }
 

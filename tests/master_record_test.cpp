@@ -136,6 +136,15 @@ TEST_F(SettingsFile, ShortOrForeignFilesAreIgnored) {
     check_ignored(bad, "size");
     auto rec = NewRecord();
     EXPECT_FALSE(LoadSettingsFile(rec.get(), folder.File("missing").c_str()));
+    // The reader's one allocation failing: nothing read, nothing kept.
+    ASSERT_TRUE(test::WriteAll(path, file.data(), file.size()));
+    const long live = MemLiveBlocks();
+    MemFailAfter(0);
+    EXPECT_FALSE(LoadSettingsFile(rec.get(), path.c_str()));
+    MemFailAfter(-1);
+    EXPECT_EQ(MemLiveBlocks(), live);
+    EXPECT_EQ(std::memcmp(rec.get(), fresh.get(), kRecordSize), 0);
+    EXPECT_TRUE(LoadSettingsFile(rec.get(), path.c_str()));
 }
 
 TEST_F(SettingsFile, AFailedWriteLeavesNoFile) {
