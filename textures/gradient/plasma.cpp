@@ -1,11 +1,16 @@
 #include "textures/gradient/plasma.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <new>
+#include <thread>
 
 #include "common/page.h"
+#include "common/simd.h"
 #include "plugin/catalogue.h"
 #include "plugin/page_fields.h"
+#include "textures/gradient/plasma_draws.h"
 
 namespace tsn {
 
@@ -38,13 +43,6 @@ std::uint32_t Average(std::uint32_t p, std::uint32_t q) {
     return ((p & 0xFEFEFEu) >> 1) + ((q & 0xFEFEFEu) >> 1) + (p & q & 0x010101u);
 }
 
-// One displacement: a single-precision fraction, centred and scaled in
-// double precision, truncated toward zero.
-int Displacement(int draw, float a) {
-    const float fraction = float(draw) / 32767.0f;
-    return TruncToInt((double(fraction) - 0.5) * double(a));
-}
-
 // The clamp re-evaluates its argument, with a fresh displacement, at every
 // use; that fixes how many numbers a channel draws, so it is kept as it is.
 // `next` draws the next displacement.
@@ -67,20 +65,88 @@ std::uint32_t Perturb(std::uint32_t colour, Next& next) {
     return r | g << 8 | b << 16;
 }
 
-// The random sequence and each draw's displacement, computed where it is
-// drawn from the generator's state held in a register: plain arithmetic,
-// which the compiler can evaluate ahead of the clamp's branches. The scaled
-// value always fits: |a| is at most 128 x 2^31 / 100, so the truncation
-// needs no range checks.
-struct Draws {
-    std::uint32_t state;
-    double a;
-    [[gnu::always_inline]] long long operator()() {
-        state = state * 214013u + 2531011u;
-        const float fraction = float(int((state >> 16) & 0x7FFF)) / 32767.0f;
-        return static_cast<long long>((double(fraction) - 0.5) * a);
+// The draws, generated ahead of need. The sequence does not depend on who
+// consumes it, so it is made in blocks by sixteen generator states that each
+// step sixteen draws at a time: the multiply chain of the generator, one draw
+// after the other, then no longer paces the pixel loop, and the
+// displacements are worked out with vector instructions. (A second thread
+// making the blocks was tried: moving them between the cores cost more than
+// making them.)
+class DrawStream {
+  public:
+    // At most this many draws serve one leaf: five points, three channels,
+    // four draws each.
+    static constexpr int kLeafDraws = 60;
+
+    explicit DrawStream(std::uint32_t state) : fill_(FillOf(ActiveSimdPath())) {
+        for (std::uint32_t& lane : lanes_) lane = state = state * kA + kC;
     }
+    // The pass's amplitude: displacements of draws made but not yet used
+    // are worked out again.
+    void SetAmplitude(double a) {
+        a_ = a;
+        for (int k = next_; k < end_; ++k) displacement_[k] = PlasmaDisplacement(raw_[k], a);
+    }
+    // The next kLeafDraws displacements, in order, from *cursor onwards.
+    const std::int32_t* Reserve() {
+        if (end_ - next_ < kLeafDraws) Refill();
+        return displacement_ + next_;
+    }
+    void Consumed(const std::int32_t* cursor) { next_ = int(cursor - displacement_); }
+
+  private:
+    static constexpr int kBlock = 4096, kCapacity = kBlock + 64;
+
+    static void (*FillOf(SimdPath path))(const PlasmaDrawJob&) {
+        switch (path) {
+            case SimdPath::Avx512:
+                return PlasmaDrawsAvx512;
+            case SimdPath::Avx2:
+                return PlasmaDrawsAvx2;
+            default:
+                return PlasmaDrawsSse2;
+        }
+    }
+    void Refill() {
+        const int left = end_ - next_;
+        std::memmove(raw_, raw_ + next_, sizeof raw_[0] * std::size_t(left));
+        std::memmove(displacement_, displacement_ + next_, sizeof displacement_[0] * left);
+        next_ = 0;
+        end_ = left;
+        fill_({lanes_, raw_ + end_, displacement_ + end_, kBlock, a_});
+        end_ += kBlock;
+    }
+
+    void (*fill_)(const PlasmaDrawJob&);
+    std::uint32_t lanes_[kPlasmaLanes];  // the states of the next sixteen draws
+    double a_ = 0;
+    int next_ = 0, end_ = 0;
+    std::uint16_t raw_[kCapacity];
+    std::int32_t displacement_[kCapacity];
 };
+
+// A leaf's view of the stream.
+struct Draws {
+    const std::int32_t* p;
+    [[gnu::always_inline]] long long operator()() { return *p++; }
+};
+
+// Perturb, with one test for the usual case: every channel stays inside
+// the clamp with its first three draws and so takes four. Any other case
+// goes the exact way from the start.
+[[gnu::always_inline]] inline std::uint32_t PerturbUsually(std::uint32_t colour, Draws& d) {
+    const std::int32_t* p = d.p;
+    const int r = int(colour & 0xFF), g = int((colour >> 8) & 0xFF), b = int(colour >> 16);
+    auto inside = [](int base, const std::int32_t* q) {
+        return (base + q[0] > 0) & (base + q[1] < 255) & (base + q[2] >= 1);
+    };
+    if (inside(r, p) & inside(g, p + 4) & inside(b, p + 8)) {
+        d.p += 12;
+        return std::uint32_t((r + p[3]) & 0xFF) | std::uint32_t((g + p[7]) & 0xFF) << 8 |
+               std::uint32_t((b + p[11]) & 0xFF) << 16;
+    }
+    return Perturb(colour, d);
+}
 
 // The bitmap's rows, addressed from the top row's pointer.
 struct Rows {
@@ -92,7 +158,7 @@ struct Rows {
 // The pass walker. Every point a leaf touches lies inside the picture.
 struct Plasma {
     Rows store;
-    Draws draws{};
+    DrawStream* draws;
 
     std::uint32_t Get(int x, int y) const {
         const std::uint8_t* p = store.At(x, y);
@@ -107,14 +173,14 @@ struct Plasma {
     // The draws live in a local for the leaf, so the pixel stores, which may
     // alias anything, do not force them through memory.
     int Leaf(int x0, int y0, int x1, int y1) {
-        Draws d = draws;
+        Draws d{draws->Reserve()};
         const int r = LeafWith(d, x0, y0, x1, y1);
-        draws = d;
+        draws->Consumed(d.p);
         return r;
     }
 
     [[gnu::always_inline]] int LeafWith(Draws& d, int x0, int y0, int x1, int y1) {
-        auto SetPerturbed = [&](int x, int y, std::uint32_t c) { Set(x, y, Perturb(c, d)); };
+        auto SetPerturbed = [&](int x, int y, std::uint32_t c) { Set(x, y, PerturbUsually(c, d)); };
         const std::uint32_t c00 = Get(x0, y0), c01 = Get(x0, y1);
         const std::uint32_t c10 = Get(x1, y0), c11 = Get(x1, y1);
         const int mx = (x0 + x1) / 2, my = (y0 + y1) / 2;
@@ -166,35 +232,42 @@ float PlasmaAmplitude(int level, std::int32_t turbulence) {
 }
 
 std::uint32_t PlasmaPerturb(std::uint32_t colour, float a, Rng& rng) {
-    auto next = [&] { return Displacement(rng.Next(), a); };
+    auto next = [&] { return PlasmaDisplacement(std::uint32_t(rng.Next()), double(a)); };
     return Perturb(colour, next);
 }
 
 MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
                       std::uint32_t seedColour, bool useSeedColour) {
     const MemHandle image = NewImage(w, h);
+    const MemHandle streamBlock = MemAlloc(sizeof(DrawStream));
+    void* streamMemory = MemLock(streamBlock);
     ImageView view;
-    if (!image || !LockImage(image, &view)) {
+    if (!image || !streamMemory || !LockImage(image, &view)) {
+        if (streamMemory) MemUnlock(streamBlock);
+        MemFree(streamBlock);
         MemFree(image);
         return 0;
     }
-    Plasma p{Rows{view.Row(0), std::ptrdiff_t(view.stride)}};
     Rng rng;
     rng.Seed(std::uint32_t(seed));
     const int cx = (w - 1) / 2, cy = (h - 1) / 2;
     const int anchors[9][2] = {{0, 0},  {w - 1, 0},  {0, h - 1}, {w - 1, h - 1}, {cx, cy},
                                {0, cy}, {w - 1, cy}, {cx, 0},    {cx, h - 1}};
+    Plasma p{Rows{view.Row(0), std::ptrdiff_t(view.stride)}, nullptr};
     for (const auto& at : anchors)
         p.Set(at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(rng));
     // Each pass walks the whole picture again, one level deeper. A 1 x 1
     // picture's only leaf is a single pixel that always asks for another
     // pass, so it stops after the first.
-    p.draws.state = rng.state;
+    DrawStream* stream = new (streamMemory) DrawStream(rng.state);
+    p.draws = stream;
     for (int d = 1;; ++d) {
-        p.draws.a = double(PlasmaAmplitude(d, turbulence));
+        stream->SetAmplitude(double(PlasmaAmplitude(d, turbulence)));
         const int more = p.Subdivide(0, 0, w - 1, h - 1, d);
         if (!more || (w == 1 && h == 1)) break;
     }
+    MemUnlock(streamBlock);
+    MemFree(streamBlock);
     UnlockImage(&view);
     return image;
 }
