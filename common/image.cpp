@@ -95,16 +95,15 @@ MemHandle ColouriseImage(MemHandle indexImage, const std::uint8_t* table) {
         UnlockImage(&in);
         return 0;
     }
+    // A table entry's blue, green and red bytes in one word.
+    std::uint32_t colour[256];
+    for (int v = 0; v < 256; ++v)
+        colour[v] = std::uint32_t(table[3 * v + 2]) | std::uint32_t(table[3 * v + 1]) << 8 |
+                    std::uint32_t(table[3 * v]) << 16;
     ParallelRows(in.depth, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y) {
             const std::uint8_t* s = in.Row(y);
-            std::uint8_t* d = o.Row(y);
-            for (int x = 0; x < in.width; ++x, s += 3, d += 3) {
-                const std::uint8_t* t = table + 3 * s[2];
-                d[0] = t[2];
-                d[1] = t[1];
-                d[2] = t[0];
-            }
+            WriteRow24(o.Row(y), in.width, [&](int x) { return colour[s[3 * x + 2]]; });
         }
     });
     UnlockImage(&o);

@@ -4,8 +4,10 @@
 // and the host receives.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "common/platform.h"
 
@@ -71,6 +73,26 @@ void BlitTile(const ImageView& dst, const ImageView& src, int x, int y);
 
 // A 256-entry table of (red, green, blue) byte triples.
 using ColourTable = std::uint8_t[768];
+
+// Writes `width` 24-bit pixels whose bytes, in memory order, are the low
+// three bytes of pixel(x), a word at a time: each word's fourth byte falls on
+// the next pixel and is written over by it, and the last pixel is written
+// bytewise, so nothing past the row is touched.
+template <class Pixel>
+inline void WriteRow24(std::uint8_t* row, int width, Pixel pixel) {
+    static_assert(std::endian::native == std::endian::little);
+    int x = 0;
+    for (; x + 1 < width; ++x) {
+        const std::uint32_t c = pixel(x);
+        std::memcpy(row + 3 * x, &c, 4);
+    }
+    if (x < width) {
+        const std::uint32_t c = pixel(x);
+        row[3 * x] = std::uint8_t(c);
+        row[3 * x + 1] = std::uint8_t(c >> 8);
+        row[3 * x + 2] = std::uint8_t(c >> 16);
+    }
+}
 
 // A new image of the same size whose pixels are `table[red byte of index
 // pixel]`; 0 on failure.

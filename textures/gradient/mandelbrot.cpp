@@ -276,13 +276,8 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
     ParallelRows(side, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y) {
             const std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
-            std::uint8_t* out = g.Row(y);
-            for (int x = 0; x < side; ++x) {
-                const std::uint8_t v = stretch[row[x]];
-                out[3 * x] = v;
-                out[3 * x + 1] = v;
-                out[3 * x + 2] = v;
-            }
+            WriteRow24(g.Row(y), side,
+                       [&](int x) { return std::uint32_t(stretch[row[x]]) * 0x010101u; });
         }
     });
     MemUnlock(countBlock);
@@ -305,13 +300,7 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec) {
         ParallelRows(h, [&](int y0, int y1) {
             for (int y = y0; y < y1; ++y) {
                 const std::uint8_t* src = g.Row(oy + y) + 3 * ox;
-                std::uint8_t* dst = o.Row(y);
-                for (int x = 0; x < w; ++x) {
-                    const std::uint32_t c = colour[src[3 * x]];
-                    dst[3 * x] = std::uint8_t(c);
-                    dst[3 * x + 1] = std::uint8_t(c >> 8);
-                    dst[3 * x + 2] = std::uint8_t(c >> 16);
-                }
+                WriteRow24(o.Row(y), w, [&](int x) { return colour[src[3 * x]]; });
             }
         });
         UnlockImage(&o);
