@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <thread>
 
 #include "common/image.h"
@@ -89,9 +90,12 @@ void FilterRow(const unsigned char* row, const unsigned char* up, std::size_t n,
 }
 
 // One band of rows, filtered and deflated on its own.
+// Its buffers are kept from band to band and never cleared: every byte
+// used is written first.
 struct PngBand {
     int y0 = 0, y1 = 0;
-    std::vector<unsigned char> raw, packed;
+    std::unique_ptr<unsigned char[]> raw, packed;
+    std::size_t rawCapacity = 0, packedCapacity = 0, packedSize = 0;
     uLong adler = 0;
     bool ok = false;
 };
@@ -102,7 +106,12 @@ struct PngBand {
 void PackBand(const ImageView& v, int level, bool last, PngBand* band) {
     const std::size_t n = std::size_t(v.width) * 3;
     std::vector<unsigned char> rgb(n), above(n), work(4 * n);
-    band->raw.resize((n + 1) * std::size_t(band->y1 - band->y0));
+    const std::size_t rawSize = (n + 1) * std::size_t(band->y1 - band->y0);
+    band->ok = false;
+    if (band->rawCapacity < rawSize) {
+        band->raw = std::make_unique_for_overwrite<unsigned char[]>(rawSize);
+        band->rawCapacity = rawSize;
+    }
     auto toRgb = [&](int y, unsigned char* out) {
         const unsigned char* s = v.Row(y);
         for (std::size_t i = 0; i < n; i += 3) {
@@ -112,29 +121,33 @@ void PackBand(const ImageView& v, int level, bool last, PngBand* band) {
         }
     };
     if (band->y0 > 0) toRgb(band->y0 - 1, above.data());
-    unsigned char* out = band->raw.data();
+    unsigned char* out = band->raw.get();
     for (int y = band->y0; y < band->y1; ++y, out += n + 1) {
         toRgb(y, rgb.data());
         FilterRow(rgb.data(), above.data(), n, work.data(), out);
         std::swap(rgb, above);
     }
-    band->adler = adler32(adler32(0, nullptr, 0), band->raw.data(), uInt(band->raw.size()));
+    band->adler = adler32(adler32(0, nullptr, 0), band->raw.get(), uInt(rawSize));
 
     z_stream z{};
     // The fast levels match runs only: on filtered pictures that is both
     // quicker and smaller than zlib's own fast matching.
     const int strategy = level >= 1 && level <= 3 ? Z_RLE : Z_DEFAULT_STRATEGY;
     if (deflateInit2(&z, level, Z_DEFLATED, -15, 8, strategy) != Z_OK) return;
-    band->packed.resize(deflateBound(&z, uLong(band->raw.size())) + 16);
-    z.next_in = band->raw.data();
-    z.avail_in = uInt(band->raw.size());
-    z.next_out = band->packed.data();
-    z.avail_out = uInt(band->packed.size());
+    // Room for the check value after the last band's data as well.
+    const std::size_t bound = deflateBound(&z, uLong(rawSize)) + 16;
+    if (band->packedCapacity < bound) {
+        band->packed = std::make_unique_for_overwrite<unsigned char[]>(bound);
+        band->packedCapacity = bound;
+    }
+    z.next_in = band->raw.get();
+    z.avail_in = uInt(rawSize);
+    z.next_out = band->packed.get();
+    z.avail_out = uInt(bound - 4);
     const int r = deflate(&z, last ? Z_FINISH : Z_FULL_FLUSH);
     band->ok = (last ? r == Z_STREAM_END : r == Z_OK) && z.avail_in == 0 && z.avail_out > 0;
-    band->packed.resize(band->packed.size() - z.avail_out);
+    band->packedSize = bound - 4 - z.avail_out;
     deflateEnd(&z);
-    std::vector<unsigned char>().swap(band->raw);
 }
 
 // libpng writes the signature, the header chunk and the chunk framing; the
@@ -199,11 +212,10 @@ bool WritePng(const ImageView& v, std::FILE* f, int level, std::string* error) {
             adler = adler32_combine(adler, b.adler, z_off_t(rowBytes) * (b.y1 - b.y0));
             if (b.y1 == v.depth) {
                 for (int shift = 24; shift >= 0; shift -= 8)
-                    b.packed.push_back(static_cast<unsigned char>(adler >> shift));
+                    b.packed[b.packedSize++] = static_cast<unsigned char>(adler >> shift);
             }
-            png_write_chunk(png, reinterpret_cast<png_const_bytep>("IDAT"), b.packed.data(),
-                            b.packed.size());
-            std::vector<unsigned char>().swap(b.packed);
+            png_write_chunk(png, reinterpret_cast<png_const_bytep>("IDAT"), b.packed.get(),
+                            b.packedSize);
         }
     }
     if (ok) png_write_chunk(png, reinterpret_cast<png_const_bytep>("IEND"), nullptr, 0);
