@@ -3,13 +3,17 @@
 # generator against its literal version, our FFT against FFTW, and PNG
 # encoding against rendering.
 #
-#   bench/run.sh [BUILD_DIR]     (default: build)
+#   bench/run.sh [BUILD_DIR] [WINDOWS_BUILD_DIR]   (defaults: build, build-win)
+#
+# With a Windows build (and Wine and Xvfb), the plug-in's render under Wine
+# is timed against tsntxtr's for the same settings.
 #
 # Ratios come from one run each, so the fast and the literal versions of a
 # line met the same machine load; the load is printed with the table.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "${1:-$here/build}" && pwd)
+win=${2:-$here/build-win}
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 
@@ -34,6 +38,48 @@ bmp_s=$(seconds "$build/tsntxtr" render noise --width 8192 --depth 8192 -o "$out
 png_s=$(seconds "$build/tsntxtr" render noise --width 8192 --depth 8192 -o "$out/n.png")
 echo "{\"bmp\": $bmp_s, \"png\": $png_s}" >"$out/png.json"
 rm -f "$out/n.bmp" "$out/n.png"
+
+# The plug-in under Wine against tsntxtr, for Noise at 8192 x 8192 from the
+# same settings file. A session without interaction costs the same set-up
+# (Wine, the dialog and its pages) at every size, so the render's share is
+# the session at 8192^2 less the session at 64^2; tsntxtr's likewise, both
+# best of three. The host times its call into the plug-in; tsntxtr also
+# writes its picture, to memory (/dev/shm) where there is such a folder.
+if [ -f "$win/tsnhost.exe" ] && [ -f "$win/tsntxtr_x64.dll" ] && command -v Xvfb >/dev/null; then
+    echo "running the plug-in under Wine ..." >&2
+    cmake --build "$win" --target tsnhost tsntxtr_x64 >/dev/null
+    stage="$out/wine-stage"
+    shm=$out
+    mkdir -p "$stage"
+    cp "$win/tsnhost.exe" "$win/tsntxtr_x64.dll" "$stage/"
+    export TSN_WINEPREFIX="$out/wine"
+    for n in $(seq 121 150); do [ -e "/tmp/.X$n-lock" ] || { display=$n; break; }; done
+    Xvfb ":$display" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+    xvfb=$!
+    trap 'kill $xvfb 2>/dev/null; WINEPREFIX=$TSN_WINEPREFIX wineserver -k 2>/dev/null; rm -rf "$out" "$shm"' EXIT
+    export DISPLAY=":$display"
+    wine_run="$here/tools/wine-run.sh"
+    (cd "$stage" && "$wine_run" tsnhost.exe --version >/dev/null 2>&1) || true  # makes the prefix
+    user_dir=$(ls -d "$TSN_WINEPREFIX"/drive_c/users/*/ | grep -v -i '/public/$' | head -n 1)
+    settings="${user_dir}AppData/Roaming/Vantorel/Tessarine 16/texture/texture.texture"
+    mkdir -p "$(dirname "$settings")"
+    best() { sort -g | head -n 1; }
+    [ -d /dev/shm ] && [ -w /dev/shm ] && shm=$(mktemp -d /dev/shm/tsn-bench.XXXXXX)
+    for side in 64 8192; do
+        "$build/tsntxtr" render noise --width $side --depth $side -o "$out/n.bmp" \
+            --save-settings "$settings" >/dev/null 2>&1
+        for i in 1 2 3; do
+            (cd "$stage" && "$wine_run" tsnhost.exe --flags 6 2>/dev/null) |
+                awk '/^session/ {print $2}'
+        done | best >"$out/plugin-$side"
+        for i in 1 2 3; do seconds "$build/tsntxtr" render noise --width $side --depth $side \
+            -o "$shm/n.bmp"; done | best >"$out/tsntxtr-$side"
+        rm -f "$shm/n.bmp"
+    done
+    python3 -c 'import json, sys; d = sys.argv[1]; r = lambda n: float(open(d + "/" + n).read())
+json.dump({"plugin": r("plugin-8192") - r("plugin-64"), "tsntxtr": r("tsntxtr-8192") - r("tsntxtr-64")},
+          open(d + "/wine.json", "w"))' "$out"
+fi
 
 python3 - "$out" "$load_before" <<'PY'
 import json, os, platform, sys
@@ -80,6 +126,10 @@ if os.path.exists(os.path.join(out, "png.json")):
     render = t["bmp"]
     rows.append(("Noise 8192^2: PNG encoding / render (BMP run)",
                  f"{(t['png'] - t['bmp']) / render:5.2f}", "<= 1"))
+if os.path.exists(os.path.join(out, "wine.json")):
+    t = json.load(open(os.path.join(out, "wine.json")))
+    rows.append(("Noise 8192^2 render: plug-in under Wine / tsntxtr (same settings)",
+                 f"{t['plugin'] / t['tsntxtr']:5.2f}", "<= 1"))
 cpu = next((l.split(":", 1)[1].strip() for l in open("/proc/cpuinfo") if l.startswith("model name")), "?")
 print(f"Machine: {cpu}, {os.cpu_count()} cores, {platform.system()} {platform.release()}; "
       f"load average before the run {load}, after {open('/proc/loadavg').read().split()[0]}")

@@ -676,15 +676,22 @@ int main(int argc, char** argv) {
         driver = CreateThread(nullptr, 0, Drive, &o, 0, nullptr);
     std::uint64_t image = 0;
     const std::uint32_t flags = o.flags | (o.sizeGiven ? 1u : 0u);
+    LARGE_INTEGER frequency, start, end;
+    QueryPerformanceFrequency(&frequency);
+    QueryPerformanceCounter(&start);
     const INT_PTR result =
         doTexture(nullptr, o.nullImage ? nullptr : &image, nullptr, o.sizeGiven ? o.size : nullptr,
                   7, reinterpret_cast<void*>(ViewImage), reinterpret_cast<void*>(HostService),
                   o.buttonStyle, flags);
+    QueryPerformanceCounter(&end);
     if (driver) {
         WaitForSingleObject(driver, 10000);
         CloseHandle(driver);
     }
     std::printf("result %lld\n", (long long)result);
+    // The whole call: dialog, previews and the final render.
+    std::printf("session %.3f s\n",
+                double(end.QuadPart - start.QuadPart) / double(frequency.QuadPart));
     int code = 0;
     if (image) {
         auto h = reinterpret_cast<HGLOBAL>(image);

@@ -168,13 +168,15 @@ void RenderOnRequest(HWND dlg) {
     const TextureKind& kind = KindAt(rec->kindIndex);
     if (rec->image) {
         InvalidateRect(GetDlgItem(dlg, kPreviewFrame), nullptr, FALSE);
-        rec->needsRender = 0;
         PostMessageA(dlg, kMsgRefreshMutations, 0, 0);
         if (kind.flags & kKindRepaintExtra)
             InvalidateRect(GetDlgItem(dlg, int(kind.extraControl)), nullptr, FALSE);
-        // Generators store back what they clamped: show it.
+        // Generators store back what they clamped: show it. The edits this
+        // makes describe the picture just made, so they ask for no other
+        // render (OK would otherwise render the same picture again).
         const KindDescriptor& info = KindOf(rec->kindIndex);
         if (info.page) PageFromBlock(*info.page, BlockAt(rec, info.blockOffset), rec->dialog);
+        rec->needsRender = 0;
     } else {
         char text[256];
         if (LoadStringA(Lib().module, 6, text, sizeof text) <= 0)
