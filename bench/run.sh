@@ -128,7 +128,8 @@ if os.path.exists(os.path.join(out, "png.json")):
                  f"{(t['png'] - t['bmp']) / render:5.2f}", "<= 1"))
 if os.path.exists(os.path.join(out, "wine.json")):
     t = json.load(open(os.path.join(out, "wine.json")))
-    rows.append(("Noise 8192^2 render: plug-in under Wine / tsntxtr (same settings)",
+    rows.append((f"Noise 8192^2 render: plug-in under Wine ({t['plugin']:.2f} s) / tsntxtr "
+                 f"({t['tsntxtr']:.2f} s), same settings",
                  f"{t['plugin'] / t['tsntxtr']:5.2f}", "<= 1"))
 cpu = next((l.split(":", 1)[1].strip() for l in open("/proc/cpuinfo") if l.startswith("model name")), "?")
 print(f"Machine: {cpu}, {os.cpu_count()} cores, {platform.system()} {platform.release()}; "
