@@ -5,12 +5,9 @@
 
 #include <cstdint>
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "common/simd_target.h"
+
+TSN_TARGET_BEGIN("avx2")
 
 #include "textures/gradient/mandelbrot_kernel.h"
 
@@ -49,8 +46,4 @@ void MandelbrotLanesAvx2(const double* cr, double ci, std::uint16_t limit, std::
 
 }  // namespace tsn
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+TSN_TARGET_END

@@ -5,15 +5,9 @@
 
 #include <cstdint>
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx512f"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx512f")
-// GCC 12 reports the deliberately undefined inputs of its own AVX-512
-// intrinsics as uninitialised.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
+#include "common/simd_target.h"
+
+TSN_TARGET_BEGIN("avx512f")
 
 #include "textures/gradient/mandelbrot_kernel.h"
 
@@ -50,8 +44,4 @@ void MandelbrotLanesAvx512(const double* cr, double ci, std::uint16_t limit, std
 
 }  // namespace tsn
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+TSN_TARGET_END

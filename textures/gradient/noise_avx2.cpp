@@ -6,12 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "common/simd_target.h"
+
+TSN_TARGET_BEGIN("avx2")
 
 #include "textures/gradient/noise_kernel.h"
 
@@ -80,8 +77,4 @@ void NoiseRowAvx2(const NoiseRowJob& job) {
 
 }  // namespace tsn
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+TSN_TARGET_END

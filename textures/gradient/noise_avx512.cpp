@@ -6,15 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx512f"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx512f")
-// GCC 12 reports the deliberately undefined inputs of its own AVX-512
-// intrinsics as uninitialised.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
+#include "common/simd_target.h"
+
+TSN_TARGET_BEGIN("avx512f")
 
 #include "textures/gradient/noise_kernel.h"
 
@@ -81,8 +75,4 @@ void NoiseRowAvx512(const NoiseRowJob& job) {
 
 }  // namespace tsn
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+TSN_TARGET_END
