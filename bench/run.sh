@@ -44,7 +44,8 @@ rm -f "$out/n.bmp" "$out/n.png"
 # (Wine, the dialog and its pages) at every size, so the render's share is
 # the session at 8192^2 less the session at 64^2 (best of five, as Wine's
 # set-up varies by a second); tsntxtr's likewise (best of three). The host
-# times its call into the plug-in; tsntxtr also writes its picture, to memory (/dev/shm) where there is such a folder.
+# times its call into the plug-in; tsntxtr also writes its picture, to
+# memory (/dev/shm) where there is such a folder.
 if [ -f "$win/tsnhost.exe" ] && [ -f "$win/tsntxtr_x64.dll" ] && command -v Xvfb >/dev/null; then
     echo "running the plug-in under Wine ..." >&2
     cmake --build "$win" --target tsnhost tsntxtr_x64 >/dev/null
