@@ -20,6 +20,7 @@
 #include "plugin/presets.h"
 #include "plugin/session.h"
 #include "textures/external/cgi.h"
+#include "textures/structured/matrix.h"
 #include "textures/structured/matrix_library.h"
 
 namespace tsn::cli {
@@ -268,8 +269,18 @@ MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Request
         image = RenderSelectedKind(s.rec);
     }
     ReportClamps(s.rec, kind, asked);
-    if (!image) Fail(std::string("rendering ") + KindOf(kind).name + " failed: out of memory");
-    return image;
+    if (image) return image;
+    // Matrix draws a tile of its library: a selection past its end is no
+    // shortage of memory.
+    const int tiles = TileList().count(s.rec->dialog, kMatrixTileListId);
+    const int selection = MatrixBlock(s.rec)->selection;
+    if (&KindOf(kind) == &kMatrixKind && (selection < 0 || selection >= tiles)) {
+        Fail("the matrix library holds no tile " + std::to_string(selection) + " (it holds " +
+             std::to_string(tiles) + "; see tsntxtr matrix list)");
+        return 0;
+    }
+    Fail(std::string("rendering ") + KindOf(kind).name + " failed: out of memory");
+    return 0;
 }
 
 bool CheckOutput(const std::string& path) {

@@ -401,6 +401,10 @@ TEST_F(Cli, MatrixLibraryRefusesLargeTilesAndTheLastDelete) {
         Tsntxtr("render matrix --set selection=1 --width 64 --depth 100 -o '" + out + "'").code, 0);
     EXPECT_EQ(test::ReadAll(out), test::ReadAll(small));
     EXPECT_EQ(Tsntxtr("matrix delete 1").code, 0);
+    r = Tsntxtr("render matrix --set selection=1 -o '" + out + "'");
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("the matrix library holds no tile 1 (it holds 1;"), std::string::npos)
+        << r.err;
     r = Tsntxtr("matrix delete 0");
     EXPECT_EQ(r.code, 1);
     EXPECT_NE(r.err.find("You can't delete all the images in a matrix file."), std::string::npos);
