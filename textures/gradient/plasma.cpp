@@ -1,7 +1,10 @@
 #include "textures/gradient/plasma.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstring>
 #include <new>
 #include <thread>
@@ -132,18 +135,29 @@ struct Draws {
 };
 
 // Perturb, with one test for the usual case: every channel stays inside
-// the clamp with its first three draws and so takes four. Any other case
-// goes the exact way from the start.
+// the clamp with its first three draws and so takes four. The three
+// channels' twelve draws are tested at once, four to a register: the first
+// and third sums must be above 0, the second below 255. Any other case goes
+// the exact way from the start. The sums cannot overflow: a displacement is
+// at most 2^31 / 100 x 64.
 [[gnu::always_inline]] inline std::uint32_t PerturbUsually(std::uint32_t colour, Draws& d) {
-    const std::int32_t* p = d.p;
-    const int r = int(colour & 0xFF), g = int((colour >> 8) & 0xFF), b = int(colour >> 16);
-    auto inside = [](int base, const std::int32_t* q) {
-        return (base + q[0] > 0) & (base + q[1] < 255) & (base + q[2] >= 1);
+    const __m128i above = _mm_setr_epi32(0, INT32_MIN, 0, INT32_MIN);
+    const __m128i below = _mm_setr_epi32(INT32_MAX, 255, INT32_MAX, INT32_MAX);
+    auto sums = [&](int channel) {
+        const __m128i draws = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d.p + 4 * channel));
+        return _mm_add_epi32(_mm_set1_epi32(int(colour >> (8 * channel)) & 0xFF), draws);
     };
-    if (inside(r, p) & inside(g, p + 4) & inside(b, p + 8)) {
+    auto inside = [&](__m128i v) {
+        return _mm_and_si128(_mm_cmpgt_epi32(v, above), _mm_cmpgt_epi32(below, v));
+    };
+    const __m128i r = sums(0), g = sums(1), b = sums(2);
+    if (_mm_movemask_epi8(_mm_and_si128(_mm_and_si128(inside(r), inside(g)), inside(b))) ==
+        0xFFFF) {
         d.p += 12;
-        return std::uint32_t((r + p[3]) & 0xFF) | std::uint32_t((g + p[7]) & 0xFF) << 8 |
-               std::uint32_t((b + p[11]) & 0xFF) << 16;
+        auto last = [](__m128i v) {
+            return std::uint32_t(_mm_cvtsi128_si32(_mm_shuffle_epi32(v, 0xFF))) & 0xFF;
+        };
+        return last(r) | last(g) << 8 | last(b) << 16;
     }
     return Perturb(colour, d);
 }
