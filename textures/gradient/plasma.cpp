@@ -77,9 +77,9 @@ std::uint32_t Perturb(std::uint32_t colour, Next& next) {
 // making them.)
 class DrawStream {
   public:
-    // At most this many draws serve one leaf: five points, three channels,
-    // four draws each.
-    static constexpr int kLeafDraws = 60;
+    // At most this many draws serve the walker's last level at once: four
+    // leaves of five points, three channels, four draws each.
+    static constexpr int kLeafDraws = 4 * 60;
 
     explicit DrawStream(std::uint32_t state) : fill_(FillOf(ActiveSimdPath())) {
         for (std::uint32_t& lane : lanes_) lane = state = state * kA + kC;
@@ -98,7 +98,7 @@ class DrawStream {
     void Consumed(const std::int32_t* cursor) { next_ = int(cursor - displacement_); }
 
   private:
-    static constexpr int kBlock = 4096, kCapacity = kBlock + 64;
+    static constexpr int kBlock = 4096, kCapacity = kBlock + kLeafDraws;
 
     static void (*FillOf(SimdPath path))(const PlasmaDrawJob&) {
         switch (path) {
@@ -219,10 +219,13 @@ struct Plasma {
         if (d == 0) return Leaf(x0, y0, x1, y1);
         const int mx = (x0 + x1) / 2, my = (y0 + y1) / 2;
         if (d == 1) {
-            Leaf(x0, y0, mx, my);
-            Leaf(x0, my, mx, y1);
-            Leaf(mx, y0, x1, my);
-            return Leaf(mx, my, x1, y1);
+            Draws dr{draws->Reserve()};
+            LeafWith(dr, x0, y0, mx, my);
+            LeafWith(dr, x0, my, mx, y1);
+            LeafWith(dr, mx, y0, x1, my);
+            const int r = LeafWith(dr, mx, my, x1, y1);
+            draws->Consumed(dr.p);
+            return r;
         }
         Subdivide(x0, y0, mx, my, d - 1);
         Subdivide(x0, my, mx, y1, d - 1);
