@@ -104,6 +104,13 @@ int ResetLines(ScratchParameters* b, const char* signature, const PageTable& pag
 constexpr int kMaxComplexity = 65536;
 constexpr int kMaxPen = 1024;
 constexpr int kMaxStep = 4096;
+// Lines times segments: twice the most the pages offer (Threads: 5000 lines
+// of up to 1000), so a damaged block cannot keep a render busy for hours.
+constexpr std::int64_t kMaxSegments = 10000000;
+
+bool TooMuchWork(const ScratchParameters* b) {
+    return std::int64_t(b->iterations) * std::max(b->complexity, 1) > kMaxSegments;
+}
 
 // What both kinds set up before their lines: the seeded generator, the
 // colour list and an open surface of the background colour.
@@ -217,7 +224,7 @@ constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 MemHandle ScratchRender(MasterTextureRecord* rec) {
     ScratchParameters* b = ScratchBlock(rec);
     LineCanvas k;
-    if (b->fraction < 1 || b->lineSize > kMaxPen) return 0;
+    if (b->fraction < 1 || b->lineSize > kMaxPen || TooMuchWork(b)) return 0;
     if (!k.Open(rec, b, kScratchWidthId, kScratchDepthId, kScratchSeedId)) return 0;
     const std::int64_t smaller = k.w < k.h ? k.w : k.h;
     std::int64_t limit = smaller * b->angle / 1000;
@@ -259,7 +266,9 @@ MemHandle ScratchRender(MasterTextureRecord* rec) {
 MemHandle ThreadsRender(MasterTextureRecord* rec) {
     ThreadsParameters* b = ThreadsBlock(rec);
     LineCanvas k;
-    if (b->fraction > kMaxPen || b->lineSize > kMaxStep || b->lineSize < -kMaxStep) return 0;
+    if (b->fraction > kMaxPen || b->lineSize > kMaxStep || b->lineSize < -kMaxStep ||
+        TooMuchWork(b))
+        return 0;
     if (!k.Open(rec, b, kThreadsWidthId, kThreadsDepthId, kThreadsSeedId)) return 0;
     const int step = k.antialias ? b->lineSize * 2 : b->lineSize;
     k.pen = k.antialias ? b->fraction * 2 : b->fraction;
