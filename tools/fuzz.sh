@@ -23,10 +23,14 @@ status=0
 for t in "${targets[@]}"; do
   mkdir -p "build-fuzz/corpus/$t" "build-fuzz/findings/$t"
   echo "== $t, ${FUZZ_RUNS:-${seconds} s} ${FUZZ_RUNS:+runs}"
-  # -timeout: a single input taking this long counts as a hang.
+  # -timeout: a single input taking this long counts as a hang. A render
+  # may legitimately take a minute under the sanitizers and the fuzzer's
+  # instrumentation (a second natively), so renders get longer.
+  timeout=20
+  [ "$t" != render ] || timeout=120
   limit=(-max_total_time="$seconds")
   [ -z "${FUZZ_RUNS:-}" ] || limit=(-runs="$FUZZ_RUNS")
-  if ! "$fuzz/${t}_fuzz" "${limit[@]}" -timeout=20 -rss_limit_mb=4096 \
+  if ! "$fuzz/${t}_fuzz" "${limit[@]}" -timeout=$timeout -rss_limit_mb=4096 \
       -print_final_stats=1 -artifact_prefix="build-fuzz/findings/$t/" \
       "build-fuzz/corpus/$t" "build-fuzz/seeds/$t" 2>&1 |
       grep -E '^(stat::number_of_executed_units|==[0-9]+== ERROR|SUMMARY)'; then

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "common/page.h"
+#include "common/parallel.h"
 #include "common/platform.h"
 #include "plugin/catalogue.h"
 #include "plugin/page_table.h"
@@ -45,6 +46,10 @@ void EndSession() {
 MasterTextureRecord& FreshRecord() {
     static MasterTextureRecord start;
     if (!session.rec) {
+        // One thread: the fuzzer's coverage counters are shared, and two
+        // cores bumping the same counters in a pixel loop run a hundred
+        // times slower than one.
+        SetWorkerThreads(1);
         if (!StartHeadlessSession(&session, SessionArguments{})) std::abort();
         // The page's tile list lives outside the record; freeing it at exit
         // keeps the leak checker's report to the inputs' own faults.
