@@ -36,7 +36,9 @@ for t in "${targets[@]}"; do
       grep -E '^(stat::number_of_executed_units|==[0-9]+== ERROR|SUMMARY)'; then
     :
   fi
-  if [ -n "$(ls -A "build-fuzz/findings/$t")" ]; then
+  # Crashes, leaks, hangs and memory blow-ups fail; "slow-unit" files only
+  # note inputs over ten seconds.
+  if ls -A "build-fuzz/findings/$t" | grep -qv '^slow-unit-'; then
     echo "FAIL: $t found inputs that crash, leak or hang: build-fuzz/findings/$t" >&2
     status=1
   fi
