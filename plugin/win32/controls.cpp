@@ -132,9 +132,10 @@ bool AskYesNo(HWND owner, const char* text) {
     return DialogBoxParamA(Lib().module, "YesnoBox", owner, MessageProc, LPARAM(text)) == IDYES;
 }
 
-bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCSTR cursor) {
+bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCSTR cursor,
+                          UINT extra) {
     WNDCLASSA wc = {};
-    wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS;
+    wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS | extra;
     wc.lpfnWndProc = proc;
     wc.hInstance = module;
     wc.hCursor = LoadCursor(nullptr, cursor);

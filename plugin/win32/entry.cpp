@@ -50,13 +50,7 @@ void Attach(HINSTANCE module) {
     lib.smallFont = CreateFontA(13, 0, 0, 0, FW_NORMAL, FALSE, FALSE, FALSE, DEFAULT_CHARSET,
                                 OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY,
                                 DEFAULT_PITCH | FF_DONTCARE, "Arial");
-    WNDCLASSA wc = {};
-    wc.style = CS_VREDRAW | CS_HREDRAW | CS_DBLCLKS | CS_GLOBALCLASS;
-    wc.lpfnWndProc = TipProc;
-    wc.hInstance = module;
-    wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    wc.lpszClassName = kTipClass;
-    RegisterClassA(&wc);
+    RegisterControlClass(module, kTipClass, TipProc, IDC_ARROW, CS_DBLCLKS);
     RegisterControlClasses(module);
 }
 

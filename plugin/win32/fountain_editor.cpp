@@ -543,13 +543,7 @@ bool RunFountainLibraryDialog(HWND owner, FountainDefinition* target) {
 }
 
 bool RegisterFountainEditor(HINSTANCE module) {
-    WNDCLASSA wc = {};
-    wc.style = CS_HREDRAW | CS_VREDRAW | CS_GLOBALCLASS | CS_DBLCLKS;
-    wc.lpfnWndProc = EditorProc;
-    wc.hInstance = module;
-    wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    wc.lpszClassName = kEditorClass;
-    return RegisterClassA(&wc) != 0;
+    return RegisterControlClass(module, kEditorClass, EditorProc, IDC_ARROW, CS_DBLCLKS);
 }
 
 void UnregisterFountainEditor(HINSTANCE module) {

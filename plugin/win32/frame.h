@@ -87,8 +87,10 @@ bool AskYesNo(HWND owner, const char* text);
 // Registers the window classes the page templates use.
 bool RegisterControlClasses(HINSTANCE module);
 void UnregisterControlClasses(HINSTANCE module);
-// A control class of the pages, usable by every module's dialogs.
-bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCSTR cursor);
+// A control class of the pages, usable by every module's dialogs; `extra`
+// adds class styles (double clicks, say).
+bool RegisterControlClass(HINSTANCE module, const char* name, WNDPROC proc, LPCSTR cursor,
+                          UINT extra = 0);
 bool RegisterPictureView(HINSTANCE module);
 void UnregisterPictureView(HINSTANCE module);
 
