@@ -1,15 +1,19 @@
-// Plasma's draws with AVX2, for processors that have it.
+// Plasma's draws and walker with AVX2, for processors that have it.
 // The standard headers come first so that only our own code below is built
 // for the wider instruction set.
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstring>
+#include <new>
 
 #include "common/simd_target.h"
+#include "textures/gradient/plasma.h"
 
 TSN_TARGET_BEGIN("avx2")
 
 #include "textures/gradient/plasma_draws.h"
+#include "textures/gradient/plasma_walk.h"
 
 namespace tsn {
 
@@ -43,6 +47,10 @@ void PlasmaDrawsAvx2(const PlasmaDrawJob& job) {
     }
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(job.lanes), lanes[0]);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(job.lanes + 8), lanes[1]);
+}
+
+void PlasmaWalkAvx2(const PlasmaWalkJob& job) {
+    PlasmaWalkOf<FiveSse2>(job);
 }
 
 }  // namespace tsn

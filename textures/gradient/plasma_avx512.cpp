@@ -1,15 +1,19 @@
-// Plasma's draws with AVX-512, for processors that have it.
+// Plasma's draws and walker with AVX-512, for processors that have it.
 // The standard headers come first so that only our own code below is built
 // for the wider instruction set.
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstring>
+#include <new>
 
 #include "common/simd_target.h"
+#include "textures/gradient/plasma.h"
 
 TSN_TARGET_BEGIN("avx512f")
 
 #include "textures/gradient/plasma_draws.h"
+#include "textures/gradient/plasma_walk.h"
 
 namespace tsn {
 
@@ -35,6 +39,75 @@ void PlasmaDrawsAvx512(const PlasmaDrawJob& job) {
         lanes = _mm512_add_epi32(_mm512_mullo_epi32(lanes, stepA), stepC);
     }
     _mm512_storeu_si512(job.lanes, lanes);
+}
+
+namespace {
+
+// A leaf's five points in four registers: sixty draws, twelve to a point,
+// four to a channel, so each lane's place in its group of four says which
+// test it takes. The bases are the channels spread four lanes wide.
+struct FiveAvx512 {
+    // A function, not a lambda: a lambda is not built for the wider set,
+    // so a 512-bit value may not leave it.
+    [[gnu::always_inline]] static __m512i spread(__m128i colours, __m128i pick) {
+        return _mm512_cvtepu8_epi32(_mm_shuffle_epi8(colours, pick));
+    }
+    [[gnu::always_inline]] static bool Usual(const std::int32_t* draws, const std::uint32_t c[5],
+                                             std::uint8_t* const at[5]) {
+        // Built in registers: four separate stores read back as one vector
+        // would stall the load.
+        auto pair = [&](int i) {
+            return _mm_unpacklo_epi32(_mm_cvtsi32_si128(int(c[i])),
+                                      _mm_cvtsi32_si128(int(c[i + 1])));
+        };
+        const __m128i first = _mm_unpacklo_epi64(pair(0), pair(2));
+        const __m128i fifth = _mm_cvtsi32_si128(int(c[4]));
+        const __m512i base[4] = {
+            spread(first, _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 4, 4, 4, 4)),
+            spread(first, _mm_setr_epi8(5, 5, 5, 5, 6, 6, 6, 6, 8, 8, 8, 8, 9, 9, 9, 9)),
+            spread(first,
+                   _mm_setr_epi8(10, 10, 10, 10, 12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14)),
+            spread(fifth, _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, -1, -1, -1, -1))};
+        const __m512i above = _mm512_broadcast_i32x4(UsualAbove());
+        const __m512i below = _mm512_broadcast_i32x4(UsualBelow());
+        __m512i sums[4];
+        __mmask16 inside = 0xFFFF;
+        for (int k = 0; k < 4; ++k) {
+            const __m512i d = k < 3 ? _mm512_loadu_si512(draws + 16 * k)
+                                    : _mm512_maskz_loadu_epi32(0x0FFF, draws + 48);
+            sums[k] = _mm512_add_epi32(base[k], d);
+            const __mmask16 m = _mm512_mask_cmpgt_epi32_mask(
+                _mm512_cmpgt_epi32_mask(sums[k], above), below, sums[k]);
+            inside &= k < 3 ? m : __mmask16(m | 0xF000);
+        }
+        if (inside != 0xFFFF) return false;
+        // Every fourth lane holds a channel's value: gather them in the
+        // picture's byte order, blue first.
+        const __m512i values =
+            _mm512_setr_epi32(3, 7, 11, 15, 19, 23, 27, 31, 0, 0, 0, 0, 0, 0, 0, 0);
+        const __m512i lowHalf = _mm512_permutex2var_epi32(sums[0], values, sums[1]);
+        const __m512i highHalf = _mm512_permutex2var_epi32(sums[2], values, sums[3]);
+        const __m512i order =
+            _mm512_setr_epi32(2, 1, 0, 5, 4, 3, 16, 7, 6, 19, 18, 17, 22, 21, 20, 23);
+        // Fifteen bytes, three to a point, then a point to a word. Taken out
+        // through registers: a narrowing store read back in pieces stalls.
+        const __m128i bytes =
+            _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(lowHalf, order, highHalf));
+        const __m128i words = _mm_shuffle_epi8(
+            bytes, _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+        PutPixel(at[0], std::uint32_t(_mm_cvtsi128_si32(words)));
+        PutPixel(at[1], std::uint32_t(_mm_extract_epi32(words, 1)));
+        PutPixel(at[2], std::uint32_t(_mm_extract_epi32(words, 2)));
+        PutPixel(at[3], std::uint32_t(_mm_extract_epi32(words, 3)));
+        PutPixel(at[4], std::uint32_t(_mm_extract_epi32(bytes, 3)));
+        return true;
+    }
+};
+
+}  // namespace
+
+void PlasmaWalkAvx512(const PlasmaWalkJob& job) {
+    PlasmaWalkOf<FiveAvx512>(job);
 }
 
 }  // namespace tsn

@@ -4,6 +4,7 @@
 // draw, so all give the same values.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace tsn {
@@ -24,6 +25,22 @@ struct PlasmaDrawJob {
 void PlasmaDrawsSse2(const PlasmaDrawJob& job);
 void PlasmaDrawsAvx2(const PlasmaDrawJob& job);
 void PlasmaDrawsAvx512(const PlasmaDrawJob& job);
+
+// Every pass of a picture whose nine anchors are set: the rows from the top
+// one's address, the size, the turbulence, the generator's state after the
+// anchors, and room for the walker's stream of draws.
+struct PlasmaWalkJob {
+    std::uint8_t* top;
+    std::ptrdiff_t stride;
+    int w, h;
+    std::int32_t turbulence;
+    std::uint32_t state;
+    void* streamMemory;
+};
+
+void PlasmaWalkSse2(const PlasmaWalkJob& job);
+void PlasmaWalkAvx2(const PlasmaWalkJob& job);
+void PlasmaWalkAvx512(const PlasmaWalkJob& job);
 
 // Each build's own copies (internal linkage): one shared inline copy could
 // otherwise be the AVX-512 one for every caller.

@@ -1,10 +1,15 @@
-// Plasma's draws with SSE2, which every x86-64 processor has.
+// Plasma's draws and walker with SSE2, which every x86-64 processor has.
 #include "textures/gradient/plasma_draws.h"
+#include "textures/gradient/plasma_walk.h"
 
 namespace tsn {
 
 void PlasmaDrawsSse2(const PlasmaDrawJob& job) {
     PlasmaDrawsOf(job);
+}
+
+void PlasmaWalkSse2(const PlasmaWalkJob& job) {
+    PlasmaWalkOf<FiveSse2>(job);
 }
 
 }  // namespace tsn
