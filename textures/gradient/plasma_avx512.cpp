@@ -14,6 +14,7 @@ TSN_TARGET_BEGIN("avx512f")
 
 #include "textures/gradient/plasma_draws.h"
 #include "textures/gradient/plasma_walk.h"
+#include "textures/gradient/plasma_wide.h"
 
 namespace tsn {
 
@@ -54,20 +55,10 @@ struct FiveAvx512 {
     }
     [[gnu::always_inline]] static bool Usual(const std::int32_t* draws, const std::uint32_t c[5],
                                              std::uint8_t* const at[5]) {
-        // Built in registers: four separate stores read back as one vector
-        // would stall the load.
-        auto pair = [&](int i) {
-            return _mm_unpacklo_epi32(_mm_cvtsi32_si128(int(c[i])),
-                                      _mm_cvtsi32_si128(int(c[i + 1])));
-        };
-        const __m128i first = _mm_unpacklo_epi64(pair(0), pair(2));
-        const __m128i fifth = _mm_cvtsi32_si128(int(c[4]));
-        const __m512i base[4] = {
-            spread(first, _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 4, 4, 4, 4)),
-            spread(first, _mm_setr_epi8(5, 5, 5, 5, 6, 6, 6, 6, 8, 8, 8, 8, 9, 9, 9, 9)),
-            spread(first,
-                   _mm_setr_epi8(10, 10, 10, 10, 12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14)),
-            spread(fifth, _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, -1, -1, -1, -1))};
+        __m128i first, fifth;
+        ColourVectors(c, &first, &fifth);
+        const __m512i base[4] = {spread(first, SpreadPick(0)), spread(first, SpreadPick(1)),
+                                 spread(first, SpreadPick(2)), spread(fifth, SpreadPick(3))};
         const __m512i above = _mm512_broadcast_i32x4(UsualAbove());
         const __m512i below = _mm512_broadcast_i32x4(UsualBelow());
         __m512i sums[4];
@@ -89,17 +80,7 @@ struct FiveAvx512 {
         const __m512i highHalf = _mm512_permutex2var_epi32(sums[2], values, sums[3]);
         const __m512i order =
             _mm512_setr_epi32(2, 1, 0, 5, 4, 3, 16, 7, 6, 19, 18, 17, 22, 21, 20, 23);
-        // Fifteen bytes, three to a point, then a point to a word. Taken out
-        // through registers: a narrowing store read back in pieces stalls.
-        const __m128i bytes =
-            _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(lowHalf, order, highHalf));
-        const __m128i words = _mm_shuffle_epi8(
-            bytes, _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
-        PutPixel(at[0], std::uint32_t(_mm_cvtsi128_si32(words)));
-        PutPixel(at[1], std::uint32_t(_mm_extract_epi32(words, 1)));
-        PutPixel(at[2], std::uint32_t(_mm_extract_epi32(words, 2)));
-        PutPixel(at[3], std::uint32_t(_mm_extract_epi32(words, 3)));
-        PutPixel(at[4], std::uint32_t(_mm_extract_epi32(bytes, 3)));
+        PutFive(at, _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(lowHalf, order, highHalf)));
         return true;
     }
 };
