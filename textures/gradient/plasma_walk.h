@@ -123,26 +123,31 @@ inline __m128i UsualBelow() {
     return _mm_setr_epi32(INT32_MAX, 255, INT32_MAX, INT32_MAX);
 }
 
+// A channel's four sums, four draws from `draws` onwards; the lanes that
+// pass their test of the usual course; the value the fourth gives.
+[[gnu::always_inline]] inline __m128i ChannelSums(std::uint32_t colour, int channel,
+                                                  const std::int32_t* draws) {
+    return _mm_add_epi32(_mm_set1_epi32(int(colour >> (8 * channel)) & 0xFF),
+                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(draws)));
+}
+[[gnu::always_inline]] inline __m128i UsualLanes(__m128i sums) {
+    return _mm_and_si128(_mm_cmpgt_epi32(sums, UsualAbove()), _mm_cmpgt_epi32(UsualBelow(), sums));
+}
+[[gnu::always_inline]] inline std::uint32_t ValueOf(__m128i sums) {
+    return std::uint32_t(_mm_cvtsi128_si32(_mm_shuffle_epi32(sums, 0xFF))) & 0xFF;
+}
+
 // Perturb, with one test for the usual course of all three channels: their
 // twelve draws are tested at once, four to a register. Any other case goes
 // the exact way from the start. The sums cannot overflow: a displacement is
 // at most 2^31 / 100 x 64.
 [[gnu::always_inline]] inline std::uint32_t PerturbUsually(std::uint32_t colour, Draws& d) {
-    auto sums = [&](int channel) {
-        const __m128i draws = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d.p + 4 * channel));
-        return _mm_add_epi32(_mm_set1_epi32(int(colour >> (8 * channel)) & 0xFF), draws);
-    };
-    auto inside = [](__m128i v) {
-        return _mm_and_si128(_mm_cmpgt_epi32(v, UsualAbove()), _mm_cmpgt_epi32(UsualBelow(), v));
-    };
-    const __m128i r = sums(0), g = sums(1), b = sums(2);
-    if (_mm_movemask_epi8(_mm_and_si128(_mm_and_si128(inside(r), inside(g)), inside(b))) ==
-        0xFFFF) {
+    const __m128i r = ChannelSums(colour, 0, d.p), g = ChannelSums(colour, 1, d.p + 4),
+                  b = ChannelSums(colour, 2, d.p + 8);
+    if (_mm_movemask_epi8(
+            _mm_and_si128(_mm_and_si128(UsualLanes(r), UsualLanes(g)), UsualLanes(b))) == 0xFFFF) {
         d.p += 12;
-        auto last = [](__m128i v) {
-            return std::uint32_t(_mm_cvtsi128_si32(_mm_shuffle_epi32(v, 0xFF))) & 0xFF;
-        };
-        return last(r) | last(g) << 8 | last(b) << 16;
+        return ValueOf(r) | ValueOf(g) << 8 | ValueOf(b) << 16;
     }
     return Perturb(colour, d);
 }
@@ -164,19 +169,13 @@ struct FiveSse2 {
         __m128i all = _mm_set1_epi32(-1);
         __m128i sums[15];
         for (int k = 0; k < 15; ++k) {
-            const __m128i v =
-                _mm_add_epi32(_mm_set1_epi32(int(c[k / 3] >> (8 * (k % 3))) & 0xFF),
-                              _mm_loadu_si128(reinterpret_cast<const __m128i*>(draws + 4 * k)));
-            all = _mm_and_si128(all, _mm_and_si128(_mm_cmpgt_epi32(v, UsualAbove()),
-                                                   _mm_cmpgt_epi32(UsualBelow(), v)));
-            sums[k] = v;
+            sums[k] = ChannelSums(c[k / 3], k % 3, draws + 4 * k);
+            all = _mm_and_si128(all, UsualLanes(sums[k]));
         }
         if (_mm_movemask_epi8(all) != 0xFFFF) return false;
-        auto last = [&](int k) {
-            return std::uint32_t(_mm_cvtsi128_si32(_mm_shuffle_epi32(sums[k], 0xFF))) & 0xFF;
-        };
         for (int i = 0; i < 5; ++i)
-            PutPixel(at[i], last(3 * i + 2) | last(3 * i + 1) << 8 | last(3 * i) << 16);
+            PutPixel(at[i], ValueOf(sums[3 * i + 2]) | ValueOf(sums[3 * i + 1]) << 8 |
+                                ValueOf(sums[3 * i]) << 16);
         return true;
     }
 };
