@@ -111,38 +111,60 @@ MemHandle ColouriseImage(MemHandle indexImage, const std::uint8_t* table) {
     return out;
 }
 
-MemHandle ScaleImage(MemHandle src, int percent) {
+MemHandle ColouredThumbnail(MemHandle indexImage, const std::uint8_t* table, int percent) {
     ImageView s;
-    if (!LockImage(src, &s)) return 0;
-    int w = std::max(1, int(std::int64_t(s.width) * percent / 100));
-    int h = std::max(1, int(std::int64_t(s.depth) * percent / 100));
-    MemHandle out = NewImage(w, h);
+    if (!LockImage(indexImage, &s)) return 0;
+    percent = std::max(1, percent);
+    const int w = std::max(1, int(std::int64_t(s.width) * percent / 100));
+    const int h = std::max(1, int(std::int64_t(s.depth) * percent / 100));
     ImageView d;
-    if (!out || !LockImage(out, &d)) {
-        MemFree(out);
+    const MemHandle out = NewLockedImage(w, h, &d);
+    if (!out) {
         UnlockImage(&s);
         return 0;
     }
-    for (int y = 0; y < h; ++y) {
-        int sy0 = int(std::int64_t(y) * s.depth / h);
-        int sy1 = std::max(sy0 + 1, int(std::int64_t(y + 1) * s.depth / h));
-        for (int x = 0; x < w; ++x) {
-            int sx0 = int(std::int64_t(x) * s.width / w);
-            int sx1 = std::max(sx0 + 1, int(std::int64_t(x + 1) * s.width / w));
-            std::uint64_t sum[3] = {0, 0, 0};
-            for (int yy = sy0; yy < sy1; ++yy) {
-                const std::uint8_t* p = s.Row(yy) + std::size_t(sx0) * 3;
-                for (int xx = sx0; xx < sx1; ++xx, p += 3) {
-                    sum[0] += p[0];
-                    sum[1] += p[1];
-                    sum[2] += p[2];
+    // Output pixel x averages the source columns from[x] .. from[x + 1] - 1
+    // (at least one), and likewise for rows.
+    auto edges = [](int source, int target, std::vector<int>& at) {
+        at.resize(std::size_t(target) + 1);
+        for (int i = 0; i < target; ++i) at[i] = int(std::int64_t(i) * source / target);
+        at[target] = source;
+    };
+    std::vector<int> cols, rows;
+    edges(s.width, w, cols);
+    edges(s.depth, h, rows);
+    // A box is smaller than 200 x 200 pixels when shrinking (a side of the
+    // result is at least a hundredth of the source's), so 32-bit sums hold.
+    ParallelRows(h, [&](int y0, int y1) {
+        std::vector<std::uint32_t> sum(std::size_t(w) * 3);
+        for (int y = y0; y < y1; ++y) {
+            std::fill(sum.begin(), sum.end(), 0u);
+            const int sy0 = rows[y], sy1 = std::max(sy0 + 1, rows[y + 1]);
+            for (int sy = sy0; sy < sy1; ++sy) {
+                const std::uint8_t* row = s.Row(sy);
+                for (int x = 0; x < w; ++x) {
+                    const int sx1 = std::max(cols[x] + 1, cols[x + 1]);
+                    std::uint32_t r = 0, g = 0, b = 0;
+                    for (int sx = cols[x]; sx < sx1; ++sx) {
+                        const std::uint8_t* c = table + 3 * row[3 * sx + 2];
+                        r += c[0];
+                        g += c[1];
+                        b += c[2];
+                    }
+                    sum[3 * x] += b;
+                    sum[3 * x + 1] += g;
+                    sum[3 * x + 2] += r;
                 }
             }
-            std::uint64_t n = std::uint64_t(sy1 - sy0) * std::uint64_t(sx1 - sx0);
-            std::uint8_t* q = d.Row(y) + std::size_t(x) * 3;
-            for (int c = 0; c < 3; ++c) q[c] = std::uint8_t((sum[c] + n / 2) / n);
+            std::uint8_t* q = d.Row(y);
+            for (int x = 0; x < w; ++x) {
+                const std::uint32_t n = std::uint32_t(sy1 - sy0) *
+                                        std::uint32_t(std::max(cols[x] + 1, cols[x + 1]) - cols[x]);
+                for (int c = 0; c < 3; ++c)
+                    q[3 * x + c] = std::uint8_t((sum[3 * x + c] + n / 2) / n);
+            }
         }
-    }
+    });
     UnlockImage(&d);
     UnlockImage(&s);
     return out;

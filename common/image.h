@@ -98,8 +98,10 @@ inline void WriteRow24(std::uint8_t* row, int width, Pixel pixel) {
 // pixel]`; 0 on failure.
 MemHandle ColouriseImage(MemHandle indexImage, const std::uint8_t* table);
 
-// A new image `percent` % of the source's size (at least 1 x 1), each pixel
-// the average of the source pixels it covers; 0 on failure.
-MemHandle ScaleImage(MemHandle src, int percent);
+// A new image `percent` % of the index image's size (at least 1 x 1), each
+// pixel the rounded average of the colours `table[red byte]` of the index
+// pixels it covers; 0 on failure. The same as colouring the whole image and
+// scaling it down, without the full-size coloured copy.
+MemHandle ColouredThumbnail(MemHandle indexImage, const std::uint8_t* table, int percent);
 
 }  // namespace tsn

@@ -4,7 +4,9 @@
 #include "common/tile_list.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -35,7 +37,24 @@ MemHandle RenderSelectedKind(MasterTextureRecord* rec) {
     if (rec->kindIndex < 0 || rec->kindIndex >= kKindCount) return 0;
     const KindDescriptor& k = KindOf(rec->kindIndex);
     if (k.page) PageToBlock(*k.page, rec->dialog, BlockAt(rec, k.blockOffset));
-    return KindAt(rec->kindIndex).render(rec);
+    // TSNTXTR_TIMINGS set: every render tells how long it took, the same way
+    // in the plug-in and in tsntxtr, so the two can be compared directly.
+    static const bool report = std::getenv("TSNTXTR_TIMINGS") != nullptr;
+    const auto start = std::chrono::steady_clock::now();
+    const MemHandle image = KindAt(rec->kindIndex).render(rec);
+    if (report) {
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        ImageView v;
+        if (LockImage(image, &v)) {
+            std::fprintf(stderr, "render %s %d x %d: %.3f s\n", k.key, v.width, v.depth,
+                         took.count());
+            UnlockImage(&v);
+        } else {
+            std::fprintf(stderr, "render %s failed: %.3f s\n", k.key, took.count());
+        }
+        std::fflush(stderr);
+    }
+    return image;
 }
 
 MemHandle MutationThumbnail(MasterTextureRecord* rec, int k, MemHandle grey, int boxWidth,
@@ -45,10 +64,7 @@ MemHandle MutationThumbnail(MasterTextureRecord* rec, int k, MemHandle grey, int
     const int pct = std::max(1, std::min(boxWidth * 100 / g.width, boxHeight * 100 / g.depth));
     UnlockImage(&g);
     FountainToColourTable(rec->mutations[k], rec->colourTable);
-    const MemHandle coloured = ColouriseImage(grey, rec->colourTable);
-    const MemHandle thumb = coloured ? ScaleImage(coloured, pct) : 0;
-    MemFree(coloured);
-    return thumb;
+    return ColouredThumbnail(grey, rec->colourTable, pct);
 }
 
 bool StartHeadlessSession(HeadlessSession* s, const SessionArguments& args) {

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "common/image.h"
+#include "common/parallel.h"
 #include "tests/test_support.h"
 
 namespace tsn {
@@ -119,17 +122,75 @@ TEST(MemoryBlocks, FailureInjectionCountsAllocationsAndLeavesNothingBehind) {
     EXPECT_EQ(MemLiveBlocks(), live);
 }
 
-TEST(ImageBlock, ScalingAveragesTheCoveredPixels) {
-    const test::Picture p(NewImage(4, 2));
-    SetPixel(p.v, 0, 0, 0x000064);
-    SetPixel(p.v, 1, 0, 0x0000C8);
-    SetPixel(p.v, 0, 1, 0x000000);
-    SetPixel(p.v, 1, 1, 0x000064);
-    const test::Picture half(ScaleImage(p.h, 50));
-    EXPECT_EQ(half.v.width, 2);
-    EXPECT_EQ(half.v.depth, 1);
-    EXPECT_EQ(half(0, 0), 0x000064u);  // (100 + 200 + 0 + 100) / 4
-    EXPECT_EQ(half(1, 0), 0u);
+// Colour every pixel, then give each output pixel the rounded average of
+// the pixels it covers: what a thumbnail is defined as.
+std::vector<std::uint32_t> LiteralThumbnail(const ImageView& index, const std::uint8_t* table,
+                                            int percent, int* w, int* h) {
+    *w = std::max(1, index.width * percent / 100);
+    *h = std::max(1, index.depth * percent / 100);
+    std::vector<std::uint32_t> out;
+    for (int y = 0; y < *h; ++y) {
+        const int y0 = y * index.depth / *h, y1 = std::max(y0 + 1, (y + 1) * index.depth / *h);
+        for (int x = 0; x < *w; ++x) {
+            const int x0 = x * index.width / *w, x1 = std::max(x0 + 1, (x + 1) * index.width / *w);
+            unsigned sum[3] = {0, 0, 0}, n = unsigned((y1 - y0) * (x1 - x0));
+            for (int yy = y0; yy < y1; ++yy)
+                for (int xx = x0; xx < x1; ++xx)
+                    for (int c = 0; c < 3; ++c)
+                        sum[c] += table[3 * (GetPixel(index, xx, yy) & 0xFF) + c];
+            out.push_back((sum[0] + n / 2) / n | ((sum[1] + n / 2) / n) << 8 |
+                          ((sum[2] + n / 2) / n) << 16);
+        }
+    }
+    return out;
+}
+
+TEST(ImageBlock, ThumbnailAveragesTheColoursOfTheCoveredPixels) {
+    std::uint8_t table[768];
+    for (int i = 0; i < 768; ++i) table[i] = std::uint8_t(i * 37 + i / 3);
+    {
+        // By hand: red bytes 100, 200 / 0, 100 through an identity-like red
+        // channel average to (100 + 200 + 0 + 100) / 4.
+        std::uint8_t ramp[768] = {};
+        for (int i = 0; i < 256; ++i) ramp[3 * i] = std::uint8_t(i);
+        const test::Picture p(NewImage(4, 2));
+        SetPixel(p.v, 0, 0, 0x000064);
+        SetPixel(p.v, 1, 0, 0x0000C8);
+        SetPixel(p.v, 1, 1, 0x000064);
+        const test::Picture half(ColouredThumbnail(p.h, ramp, 50));
+        EXPECT_EQ(half.v.width, 2);
+        EXPECT_EQ(half.v.depth, 1);
+        EXPECT_EQ(half(0, 0), 0x000064u);
+        EXPECT_EQ(half(1, 0), 0u);
+    }
+    // Uneven boxes, enlargement, a one-pixel result and both core counts.
+    const int sizes[][3] = {{97, 61, 13}, {640, 480, 9}, {250, 3, 1}, {5, 7, 300}, {1000, 1, 0}};
+    for (int threads : {1, 2}) {
+        SetWorkerThreads(threads);
+        for (const auto& s : sizes) {
+            const test::Picture index(NewImage(s[0], s[1]));
+            for (int y = 0; y < s[1]; ++y)
+                for (int x = 0; x < s[0]; ++x)
+                    SetPixel(index.v, x, y, std::uint32_t(x * 7 + y * y * 3) & 0xFFFFFF);
+            int w, h;
+            const auto want = LiteralThumbnail(index.v, table, std::max(1, s[2]), &w, &h);
+            const test::Picture got(ColouredThumbnail(index.h, table, s[2]));
+            ASSERT_TRUE(got.ok);
+            ASSERT_EQ(got.v.width, w);
+            ASSERT_EQ(got.v.depth, h);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x)
+                    ASSERT_EQ(got(x, y), want[std::size_t(y) * w + x])
+                        << s[0] << "x" << s[1] << " at " << x << "," << y;
+        }
+    }
+    SetWorkerThreads(0);
+    const test::Picture index(NewImage(8, 8));
+    const long live = MemLiveBlocks();
+    MemFailAfter(0);
+    EXPECT_EQ(ColouredThumbnail(index.h, table, 50), 0u);
+    MemFailAfter(-1);
+    EXPECT_EQ(MemLiveBlocks(), live);
 }
 
 }  // namespace
