@@ -40,6 +40,9 @@ sleep 1
 wine() { "$wine_run" "$@"; }
 wine reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d Default /f >/dev/null 2>&1
 wine reg add 'HKCU\Software\Wine\Explorer\Desktops' /v Default /d 1024x768 /f >/dev/null 2>&1
+# No window manager runs here: Wine would wait two seconds for one each time
+# a dialog is hidden. Unmanaged windows close at once.
+wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
 
 user_dir=$(ls -d "$WINEPREFIX"/drive_c/users/*/ | grep -v -i '/public/$' | head -n 1)
 appdata="${user_dir}AppData/Roaming"
