@@ -33,13 +33,16 @@ void LoadPages(MasterTextureRecord* rec) {
     }
 }
 
+bool TimingsRequested() {
+    static const bool requested = std::getenv("TSNTXTR_TIMINGS") != nullptr;
+    return requested;
+}
+
 MemHandle RenderSelectedKind(MasterTextureRecord* rec) {
     if (rec->kindIndex < 0 || rec->kindIndex >= kKindCount) return 0;
     const KindDescriptor& k = KindOf(rec->kindIndex);
     if (k.page) PageToBlock(*k.page, rec->dialog, BlockAt(rec, k.blockOffset));
-    // TSNTXTR_TIMINGS set: every render tells how long it took, the same way
-    // in the plug-in and in tsntxtr, so the two can be compared directly.
-    static const bool report = std::getenv("TSNTXTR_TIMINGS") != nullptr;
+    const bool report = TimingsRequested();
     const auto start = std::chrono::steady_clock::now();
     const MemHandle image = KindAt(rec->kindIndex).render(rec);
     if (report) {

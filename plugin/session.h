@@ -16,6 +16,11 @@ void FreePageLists(MasterTextureRecord* rec);
 // Moves every kind's block values into its page controls.
 void LoadPages(MasterTextureRecord* rec);
 
+// True when the environment sets TSNTXTR_TIMINGS: then every render (in the
+// plug-in and in tsntxtr alike) and every picture file written report how
+// long they took on stderr, so the two front ends can be compared directly.
+bool TimingsRequested();
+
 // Preview: reads the selected kind's page into its block and renders it.
 // The caller owns the returned image (0 on failure or for a kind that is not
 // built).

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "cli/image_io.h"
+#include "cli/png_filter.h"
 #include "common/image.h"
 #include "plugin/presets.h"
 #include "tests/test_support.h"
@@ -71,29 +72,90 @@ TEST_F(Cli, BmpIsTheBitmapBehindAFourteenByteHeader) {
     EXPECT_TRUE(std::equal(dib.begin(), dib.end(), file.begin() + 14));
 }
 
-// The large picture is deflated in several bands on both cores, which must
-// join into one stream that decodes to the BMP's pixels.
-TEST_F(Cli, PngHoldsTheSamePixels) {
-    for (const auto& [w, h] : {std::pair{67, 65}, std::pair{1201, 1403}}) {
-        const std::string png = folder.File("n.png"), bmp = folder.File("n.bmp");
-        const std::string size = " --width " + std::to_string(w) + " --depth " + std::to_string(h);
-        ASSERT_EQ(Tsntxtr("render noise" + size + " --set sum=0 -o '" + png + "'").code, 0);
-        ASSERT_EQ(Tsntxtr("render NOISE" + size + " --set sum=0 -o '" + bmp + "'").code, 0);
-        RgbImage img;
-        std::string error;
-        ASSERT_TRUE(ReadPngFile(png, &img, &error)) << error;
-        ASSERT_EQ(img.width, w);
-        ASSERT_EQ(img.height, h);
-        const auto file = test::ReadAll(bmp);
-        const std::size_t stride = ImageStride(w);
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                const std::uint8_t* p = file.data() + 54 + (h - 1 - y) * stride + 3 * x;
-                const unsigned char* q = img.rgb.data() + (std::size_t(y) * w + x) * 3;
-                ASSERT_EQ(q[0], p[2]) << w << " " << x << "," << y;
-                ASSERT_EQ(q[1], p[1]);
-                ASSERT_EQ(q[2], p[0]);
+// A filtered row as the PNG rules define it, filter by filter, with the
+// least sum of signed magnitudes chosen (the lower type on a tie).
+std::vector<unsigned char> LiteralFilteredRow(const std::vector<unsigned char>& row,
+                                              const std::vector<unsigned char>& up) {
+    const std::size_t n = row.size();
+    std::vector<unsigned char> best;
+    unsigned long least = ~0ul;
+    for (int type = 0; type < 5; ++type) {
+        std::vector<unsigned char> f{static_cast<unsigned char>(type)};
+        unsigned long cost = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            const int x = row[i], a = i < 3 ? 0 : row[i - 3], b = up[i], c = i < 3 ? 0 : up[i - 3];
+            const int p = a + b - c, pa = std::abs(p - a), pb = std::abs(p - b),
+                      pc = std::abs(p - c);
+            const int paeth = pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
+            const int predicted[5] = {0, a, b, (a + b) / 2, paeth};
+            f.push_back(static_cast<unsigned char>(x - predicted[type]));
+            cost += f.back() < 128 ? f.back() : 256 - f.back();
+        }
+        if (cost < least) {
+            least = cost;
+            best = f;
+        }
+    }
+    return best;
+}
+
+TEST(PngFilter, EveryRowIsFilteredAsTheLiteralRulesSay) {
+    std::uint32_t state = 12345;
+    auto next = [&] {
+        return static_cast<unsigned char>((state = state * 1664525u + 1013904223u) >> 24);
+    };
+    // Lengths around the sixteen-byte steps; rows that favour each filter
+    // (flat, ramps across and down, noise), random ones, and small values
+    // whose Paeth distances often tie.
+    for (std::size_t n : {3u, 6u, 18u, 19u, 21u, 35u, 48u, 291u}) {
+        for (int shape = 0; shape < 6; ++shape) {
+            std::vector<unsigned char> row(n), up(n);
+            for (std::size_t i = 0; i < n; ++i) {
+                const unsigned char r = next(), u = next();
+                const int shapes[6][2] = {
+                    {7, 7}, {int(i * 5), int(i * 5 + 1)},          {90, 90 - int(i % 3)},
+                    {r, u}, {int(i * 3) + r % 4, int(i * 3) + 40}, {r % 3, u % 3}};
+                row[i] = static_cast<unsigned char>(shapes[shape][0]);
+                up[i] = static_cast<unsigned char>(shapes[shape][1]);
             }
+            std::vector<unsigned char> got(n + 1);
+            FilterPngRow(row.data(), up.data(), n, got.data());
+            ASSERT_EQ(got, LiteralFilteredRow(row, up)) << "length " << n << ", shape " << shape;
+        }
+    }
+}
+
+// Large pictures are deflated in bands on both cores (ISA-L at the default
+// level, zlib at the others), which must join into one stream that decodes
+// to the picture's pixels, down to noise that does not compress at all.
+TEST(PngFile, HoldsThePicturesPixelsAtEveryKindOfLevel) {
+    test::TempFolder folder;
+    test::Session s;
+    s.rec()->kindIndex = 13;
+    test::Enter(s, 13, "width=1201 depth=1403 sum=0");
+    const test::Picture noise(RenderSelectedKind(s.rec()));
+    const test::Picture random(NewImage(700, 500)), tiny(NewImage(5, 3));
+    std::uint32_t state = 99;
+    for (int y = 0; y < 500; ++y)
+        for (int x = 0; x < 700; ++x) SetPixel(random.v, x, y, (state = state * 69069u + 1u) >> 8);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x) SetPixel(tiny.v, x, y, std::uint32_t(x * 0x102030 + y * 0x70));
+    const std::string png = folder.File("p.png");
+    for (const test::Picture* p : {&noise, &random, &tiny}) {
+        for (int level : {0, 1, 2, 6}) {
+            std::string error;
+            ASSERT_TRUE(WriteImageFile(p->h, png, &error, level)) << error;
+            RgbImage img;
+            ASSERT_TRUE(ReadPngFile(png, &img, &error)) << error;
+            ASSERT_EQ(img.width, p->v.width);
+            ASSERT_EQ(img.height, p->v.depth);
+            for (int y = 0; y < img.height; ++y)
+                for (int x = 0; x < img.width; ++x) {
+                    const unsigned char* q = img.rgb.data() + (std::size_t(y) * img.width + x) * 3;
+                    ASSERT_EQ(q[0] | q[1] << 8 | q[2] << 16, int((*p)(x, y)))
+                        << img.width << " wide, level " << level << ", at " << x << "," << y;
+                }
+        }
     }
 }
 

@@ -12,7 +12,7 @@ PACKAGES=(
   g++-mingw-w64-x86-64 libz-mingw-w64-dev
   wine64 xvfb
   clang-format clang-14 libclang-rt-14-dev
-  libfftw3-dev
+  libfftw3-dev libisal-dev
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
