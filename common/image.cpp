@@ -123,45 +123,49 @@ MemHandle ColouredThumbnail(MemHandle indexImage, const std::uint8_t* table, int
         UnlockImage(&s);
         return 0;
     }
-    // Output pixel x averages the source columns from[x] .. from[x + 1] - 1
-    // (at least one), and likewise for rows.
-    auto edges = [](int source, int target, std::vector<int>& at) {
-        at.resize(std::size_t(target) + 1);
-        for (int i = 0; i < target; ++i) at[i] = int(std::int64_t(i) * source / target);
-        at[target] = source;
+    // Output pixel x averages the source columns x * width / w up to (not
+    // including) (x + 1) * width / w, at least one; likewise for rows. A box
+    // is smaller than 200 x 200 pixels when shrinking (a side of the result
+    // is at least a hundredth of the source's), so 32-bit sums hold. The sums
+    // of up to 256 output pixels live on the stack: nothing is allocated.
+    auto from = [](int i, int source, int target) {
+        return int(std::int64_t(i) * source / target);
     };
-    std::vector<int> cols, rows;
-    edges(s.width, w, cols);
-    edges(s.depth, h, rows);
-    // A box is smaller than 200 x 200 pixels when shrinking (a side of the
-    // result is at least a hundredth of the source's), so 32-bit sums hold.
+    auto to = [&](int i, int source, int target) {
+        return std::max(from(i, source, target) + 1, from(i + 1, source, target));
+    };
+    constexpr int kChunk = 256;
     ParallelRows(h, [&](int y0, int y1) {
-        std::vector<std::uint32_t> sum(std::size_t(w) * 3);
+        std::uint32_t sum[kChunk * 3];
         for (int y = y0; y < y1; ++y) {
-            std::fill(sum.begin(), sum.end(), 0u);
-            const int sy0 = rows[y], sy1 = std::max(sy0 + 1, rows[y + 1]);
-            for (int sy = sy0; sy < sy1; ++sy) {
-                const std::uint8_t* row = s.Row(sy);
-                for (int x = 0; x < w; ++x) {
-                    const int sx1 = std::max(cols[x] + 1, cols[x + 1]);
-                    std::uint32_t r = 0, g = 0, b = 0;
-                    for (int sx = cols[x]; sx < sx1; ++sx) {
-                        const std::uint8_t* c = table + 3 * row[3 * sx + 2];
-                        r += c[0];
-                        g += c[1];
-                        b += c[2];
+            const int sy0 = from(y, s.depth, h), sy1 = to(y, s.depth, h);
+            for (int x0 = 0; x0 < w; x0 += kChunk) {
+                const int x1 = std::min(w, x0 + kChunk);
+                std::fill(sum, sum + 3 * (x1 - x0), 0u);
+                for (int sy = sy0; sy < sy1; ++sy) {
+                    const std::uint8_t* row = s.Row(sy);
+                    for (int x = x0; x < x1; ++x) {
+                        std::uint32_t r = 0, g = 0, b = 0;
+                        for (int sx = from(x, s.width, w), end = to(x, s.width, w); sx < end;
+                             ++sx) {
+                            const std::uint8_t* c = table + 3 * row[3 * sx + 2];
+                            r += c[0];
+                            g += c[1];
+                            b += c[2];
+                        }
+                        std::uint32_t* t = sum + 3 * (x - x0);
+                        t[0] += b;
+                        t[1] += g;
+                        t[2] += r;
                     }
-                    sum[3 * x] += b;
-                    sum[3 * x + 1] += g;
-                    sum[3 * x + 2] += r;
                 }
-            }
-            std::uint8_t* q = d.Row(y);
-            for (int x = 0; x < w; ++x) {
-                const std::uint32_t n = std::uint32_t(sy1 - sy0) *
-                                        std::uint32_t(std::max(cols[x] + 1, cols[x + 1]) - cols[x]);
-                for (int c = 0; c < 3; ++c)
-                    q[3 * x + c] = std::uint8_t((sum[3 * x + c] + n / 2) / n);
+                std::uint8_t* q = d.Row(y);
+                for (int x = x0; x < x1; ++x) {
+                    const std::uint32_t n = std::uint32_t(sy1 - sy0) *
+                                            std::uint32_t(to(x, s.width, w) - from(x, s.width, w));
+                    for (int c = 0; c < 3; ++c)
+                        q[3 * x + c] = std::uint8_t((sum[3 * (x - x0) + c] + n / 2) / n);
+                }
             }
         }
     });
