@@ -224,7 +224,8 @@ constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 MemHandle ScratchRender(MasterTextureRecord* rec) {
     ScratchParameters* b = ScratchBlock(rec);
     LineCanvas k;
-    if (b->fraction < 1 || b->lineSize > kMaxPen || TooMuchWork(b)) return 0;
+    if (b->fraction < 1 || b->lineSize > kMaxPen || b->lineSize < -kMaxPen || TooMuchWork(b))
+        return 0;
     if (!k.Open(rec, b, kScratchWidthId, kScratchDepthId, kScratchSeedId)) return 0;
     const std::int64_t smaller = k.w < k.h ? k.w : k.h;
     std::int64_t limit = smaller * b->angle / 1000;
@@ -266,8 +267,8 @@ MemHandle ScratchRender(MasterTextureRecord* rec) {
 MemHandle ThreadsRender(MasterTextureRecord* rec) {
     ThreadsParameters* b = ThreadsBlock(rec);
     LineCanvas k;
-    if (b->fraction > kMaxPen || b->lineSize > kMaxStep || b->lineSize < -kMaxStep ||
-        TooMuchWork(b))
+    if (b->fraction > kMaxPen || b->fraction < -kMaxPen || b->lineSize > kMaxStep ||
+        b->lineSize < -kMaxStep || TooMuchWork(b))
         return 0;
     if (!k.Open(rec, b, kThreadsWidthId, kThreadsDepthId, kThreadsSeedId)) return 0;
     const int step = k.antialias ? b->lineSize * 2 : b->lineSize;
