@@ -232,28 +232,19 @@ bool WriteImageFile(MemHandle image, const std::string& path, std::string* error
         *error = "no image to write";
         return false;
     }
-    const std::string temp = path + ".partial-" + std::to_string(getpid());
-    std::FILE* f = std::fopen(temp.c_str(), "wb");
-    if (!f) {
-        UnlockImage(&v);
-        *error = "cannot write '" + path + "': " + std::strerror(errno);
-        return false;
-    }
     std::string why;
     const auto start = std::chrono::steady_clock::now();
-    bool ok = ext == "bmp" ? WriteBmp(v, f) : WritePng(v, f, pngLevel, &why);
+    errno = 0;
+    const bool ok = WriteFileBeside(path.c_str(), "wb", [&](std::FILE* f) {
+        return ext == "bmp" ? WriteBmp(v, f) : WritePng(v, f, pngLevel, &why);
+    });
+    if (!ok && why.empty() && errno) why = std::strerror(errno);
     UnlockImage(&v);
-    if (std::fclose(f) != 0) ok = false;
-    if (ok && !MoveFileOver(temp.c_str(), path.c_str())) {
-        why = std::strerror(errno);
-        ok = false;
-    }
     if (ok && TimingsRequested()) {
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         std::fprintf(stderr, "write %s: %.3f s\n", path.c_str(), took.count());
     }
     if (!ok) {
-        DeleteFileAt(temp.c_str());
         *error = "cannot write '" + path + "'" + (why.empty() ? "" : ": " + why);
         return false;
     }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 namespace tsn {
 
@@ -48,25 +49,48 @@ bool MakeFolders(const char* folder);
 bool MoveFileOver(const char* from, const char* to);
 bool DeleteFileAt(const char* path);
 
-// Writes a file through fill(FILE*) to a temporary name beside `path` and
-// renames it over `path`, so a failed write leaves the previous file whole
-// and no partial file. `mode` is fopen's ("wb" or "w").
+// Creates a new, empty file beside `path`, in the same folder, under a name
+// no one can guess ("<path>.<16 hex digits>.tmp"), and opens it for writing
+// with fopen's `mode`. The file is created exclusively: an existing name, or
+// a link planted under that name, makes it try another name rather than
+// open it. Its name goes to `temporary`. nullptr when no file could be made.
+std::FILE* CreateFileBeside(const char* path, const char* mode, std::string* temporary);
+
+// Test support: the random part of the next temporary names comes from
+// `next` instead of the system's random source (nullptr restores that).
+using TemporaryTokenSource = std::uint64_t (*)();
+void SetTemporaryTokenSource(TemporaryTokenSource next);
+// Test support: `observe(path)` hears of every file about to be written by
+// WriteFileBeside, before anything is created (nullptr: nobody listens).
+using WriteObserver = void (*)(const char* path);
+void SetWriteObserver(WriteObserver observe);
+void ObserveWrite(const char* path);
+
+// The one way files are written: through fill(FILE*) into a new file beside
+// `path` (CreateFileBeside), then renamed over `path`. A failed write leaves
+// the previous file whole and no partial file, and a link at `path` is
+// replaced, never followed. `mode` is fopen's ("wb" or "w").
 template <class Fill>
 bool WriteFileBeside(const char* path, const char* mode, Fill fill) {
-    char temporary[kMaxPath + 8];
-    if (std::snprintf(temporary, sizeof temporary, "%s.new", path) >= int(sizeof temporary))
-        return false;
-    std::FILE* out = std::fopen(temporary, mode);
+    ObserveWrite(path);
+    std::string temporary;
+    std::FILE* out = CreateFileBeside(path, mode, &temporary);
     if (!out) return false;
     bool ok = fill(out) && !std::ferror(out);
     if (std::fclose(out) != 0) ok = false;
-    ok = ok && MoveFileOver(temporary, path);
-    if (!ok) DeleteFileAt(temporary);
+    ok = ok && MoveFileOver(temporary.c_str(), path);
+    if (!ok) DeleteFileAt(temporary.c_str());
     return ok;
 }
 // Calls each(name, context) for every file (not folder) in `folder`, which
 // ends in a separator. False when the folder cannot be read.
 bool ForEachFile(const char* folder, void (*each)(const char* name, void* context), void* context);
+
+// The name of the file in `folder` that is `name` without regard to case
+// (the name itself when it is there as written), in `found`; false when
+// there is none. Windows compares names so anyway; elsewhere a user's
+// "Loud.NOISE" must still be found as "Loud.noise".
+bool FindFileNoCase(const char* folder, const char* name, std::string* found);
 
 // The machine's registered owner and organisation, as the system reports
 // them; empty strings where it keeps none. Each buffer holds `cap` bytes.

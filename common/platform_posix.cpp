@@ -2,7 +2,9 @@
 // address of a small header that records the block's size and lock count,
 // the same facts the Win32 global memory functions keep.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
 
 #include "common/platform.h"
@@ -125,6 +128,28 @@ bool MakeFolders(const char* folder) {
     }
     struct stat st;
     return stat(buf, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::uint64_t SystemRandom64() {
+    std::uint64_t value = 0;
+    if (getrandom(&value, sizeof value, 0) == ssize_t(sizeof value)) return value;
+    // No random source: the clock and the process still make names that
+    // are hard to guess; exclusive creation keeps them safe regardless.
+    static std::uint64_t counter = 0;
+    return (std::uint64_t(getpid()) << 40) ^ std::uint64_t(time(nullptr)) ^ (++counter << 20) ^
+           std::uint64_t(reinterpret_cast<std::uintptr_t>(&value));
+}
+
+std::FILE* OpenNewFile(const char* name, const char* mode, bool* exists) {
+    const int fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    *exists = fd < 0 && errno == EEXIST;
+    if (fd < 0) return nullptr;
+    std::FILE* f = fdopen(fd, mode);
+    if (!f) {
+        close(fd);
+        unlink(name);
+    }
+    return f;
 }
 
 bool MoveFileOver(const char* from, const char* to) {

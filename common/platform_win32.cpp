@@ -1,9 +1,13 @@
 // Win32 implementation of the platform layer: global memory blocks, the
 // roaming application-data folder and file replacement.
+#define _CRT_RAND_S  // rand_s: the system's random source, through the C runtime
+#include <fcntl.h>
+#include <io.h>
 #include <shlobj.h>
 #include <windows.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "common/platform.h"
@@ -67,6 +71,44 @@ bool MakeFolders(const char* folder) {
     }
     DWORD attr = GetFileAttributesA(buf);
     return attr != INVALID_FILE_ATTRIBUTES && (attr & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+std::uint64_t SystemRandom64() {
+    unsigned int parts[2] = {};
+    if (rand_s(&parts[0]) == 0 && rand_s(&parts[1]) == 0)
+        return std::uint64_t(parts[0]) << 32 | parts[1];
+    // No random source: the clock and the process still make names that
+    // are hard to guess; exclusive creation keeps them safe regardless.
+    static std::uint64_t counter = 0;
+    LARGE_INTEGER now;
+    QueryPerformanceCounter(&now);
+    return std::uint64_t(now.QuadPart) ^ (std::uint64_t(GetCurrentProcessId()) << 40) ^
+           (++counter << 20);
+}
+
+std::FILE* OpenNewFile(const char* name, const char* mode, bool* exists) {
+    // CREATE_NEW fails on any existing name, a link or junction included.
+    HANDLE h =
+        CreateFileA(name, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        *exists = error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS;
+        return nullptr;
+    }
+    *exists = false;
+    const bool text = std::strchr(mode, 'b') == nullptr;
+    const int fd = _open_osfhandle(reinterpret_cast<intptr_t>(h), text ? _O_TEXT : _O_BINARY);
+    if (fd < 0) {
+        CloseHandle(h);
+        DeleteFileA(name);
+        return nullptr;
+    }
+    std::FILE* f = _fdopen(fd, mode);
+    if (!f) {
+        _close(fd);
+        DeleteFileA(name);
+    }
+    return f;
 }
 
 bool MoveFileOver(const char* from, const char* to) {

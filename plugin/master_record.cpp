@@ -95,18 +95,12 @@ bool LoadSettingsFile(MasterTextureRecord* rec, const char* path) {
 }
 
 bool SaveSettingsFile(const MasterTextureRecord& rec, const char* path) {
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) {
-        DeleteFileAt(path);
-        return false;
-    }
-    std::size_t put = std::fwrite(&rec, 1, kRecordSize, f);
-    bool closed = std::fclose(f) == 0;
-    if (put != kRecordSize || !closed) {
-        DeleteFileAt(path);
-        return false;
-    }
-    return true;
+    // A failed write leaves no settings file behind, not even an older one.
+    const bool ok = WriteFileBeside(path, "wb", [&](std::FILE* f) {
+        return std::fwrite(&rec, 1, kRecordSize, f) == kRecordSize;
+    });
+    if (!ok) DeleteFileAt(path);
+    return ok;
 }
 
 }  // namespace tsn

@@ -89,7 +89,7 @@ TEST_F(ConfigFile, WritingGivesTheHeaderAndOneLinePerEntryThatReadsBack) {
     ResetConfig(&back);
     ASSERT_TRUE(ReadConfigFile(&back, path.c_str()));
     EXPECT_EQ(std::memcmp(&back, &c, sizeof c), 0);
-    EXPECT_FALSE(test::FileExists(path + ".new"));
+    EXPECT_EQ(test::TemporaryFilesIn(folder.path()), 0);
 }
 
 TEST_F(ConfigFile, AnUnwritableFileIsSilentAndLeavesNothing) {

@@ -105,7 +105,7 @@ TEST(MatrixLibrary, RoundTripKeepsPaddingAndDropsForeignRecords) {
     const std::pair<std::size_t, std::uint8_t> words[] = {{802, 3}, {810, 97}, {818, 2}, {822, 1}};
     for (auto [at, v] : words) EXPECT_EQ(written[at], v) << at;
     for (std::size_t i = 536; i < 802; ++i) ASSERT_EQ(written[i], 0) << i;
-    EXPECT_FALSE(test::FileExists(out + ".new"));
+    EXPECT_EQ(test::TemporaryFilesIn(temp.path()), 0);
 }
 
 TEST(MatrixLibrary, DamagedFilesFailWithoutLeaksAndKeepWhatWasRead) {
@@ -162,7 +162,9 @@ TEST(MatrixLibrary, AFailedWriteLeavesThePreviousFile) {
     test::TempFolder temp;
     const std::string path = temp.File("keep.mtx");
     ASSERT_TRUE(test::WriteAll(path, "old", 3));
-    std::filesystem::create_directory(path + ".new");  // cannot be opened for writing
+    // Every temporary name the writer tries is taken by a folder.
+    test::PredictableTemporaryNames names(7, 0);
+    std::filesystem::create_directory(test::PredictableTemporaryNames::For(path, 7));
     List l;
     DefaultTiles(l.ref(), 404);
     EXPECT_FALSE(WriteLibraryFile(path.c_str(), l.ref(), 404));
@@ -211,6 +213,59 @@ MemHandle Block(const Bytes& b) {
     std::memcpy(MemLock(h), b.data(), b.size());
     MemUnlock(h);
     return h;
+}
+
+// A 2 x 1 32-bit BMP file whose channels sit where `masks` (red, green,
+// blue) say, with the 40-byte header and the masks after it.
+Bytes BitfieldsBmp(const std::uint32_t masks[3], const Bytes& pixels) {
+    constexpr std::size_t kPixelsAt = 14 + 40 + 12;
+    Bytes file(kPixelsAt + pixels.size());
+    auto put32 = [&](std::size_t at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i) file[at + i] = std::uint8_t(v >> (8 * i));
+    };
+    file[0] = 'B';
+    file[1] = 'M';
+    put32(2, std::uint32_t(file.size()));
+    put32(10, std::uint32_t(kPixelsAt));
+    put32(14, 40);
+    put32(18, 2);  // width
+    put32(22, 1);  // height
+    file[26] = 1;  // planes
+    file[28] = 32;
+    put32(30, 3);  // channels placed by masks
+    for (int i = 0; i < 3; ++i) put32(54 + 4 * i, masks[i]);
+    std::copy(pixels.begin(), pixels.end(), file.begin() + kPixelsAt);
+    return file;
+}
+
+TEST(MatrixTile, BmpFilesWithByteMasksAreTakenInEveryByteOrder) {
+    // Pixel 0 is red 0x11, green 0x22, blue 0x33; pixel 1 is 0x44 0x55 0x66.
+    const std::uint32_t bgra[3] = {0x00FF0000, 0x0000FF00, 0x000000FF};
+    const std::uint32_t rgba[3] = {0x000000FF, 0x0000FF00, 0x00FF0000};
+    const std::uint32_t argb[3] = {0x0000FF00, 0x00FF0000, 0xFF000000};
+    const Bytes bgraPixels = {0x33, 0x22, 0x11, 0xFF, 0x66, 0x55, 0x44, 0xFF};
+    const Bytes rgbaPixels = {0x11, 0x22, 0x33, 0xFF, 0x44, 0x55, 0x66, 0xFF};
+    const Bytes argbPixels = {0xFF, 0x11, 0x22, 0x33, 0xFF, 0x44, 0x55, 0x66};
+    const std::pair<const std::uint32_t*, const Bytes*> files[] = {
+        {bgra, &bgraPixels}, {rgba, &rgbaPixels}, {argb, &argbPixels}};
+    for (const auto& [masks, pixels] : files) {
+        const Bytes file = BitfieldsBmp(masks, *pixels);
+        const MemHandle tile = PackedDibFromBmp(file.data(), file.size());
+        ASSERT_NE(tile, 0u) << std::hex << masks[0];
+        const Bytes dib = test::BlockBytes(tile);
+        MemFree(tile);
+        EXPECT_EQ(PixelOf(dib, 0, 0), 0x332211u) << std::hex << masks[0];
+        EXPECT_EQ(PixelOf(dib, 1, 0), 0x665544u) << std::hex << masks[0];
+    }
+    // Five-bit channels and a repeated mask are not taken; nor are missing pixels.
+    const std::uint32_t narrow[3] = {0x7C00, 0x03E0, 0x001F};
+    const std::uint32_t twice[3] = {0x00FF0000, 0x00FF0000, 0x000000FF};
+    for (const std::uint32_t* masks : {narrow, twice}) {
+        const Bytes file = BitfieldsBmp(masks, bgraPixels);
+        EXPECT_EQ(PackedDibFromBmp(file.data(), file.size()), 0u);
+    }
+    const Bytes shortFile = BitfieldsBmp(bgra, Bytes(7));
+    EXPECT_EQ(PackedDibFromBmp(shortFile.data(), shortFile.size()), 0u);
 }
 
 TEST(MatrixTile, TilingMatchesTheLiteralRuleIncludingClippedEdges) {

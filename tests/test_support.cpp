@@ -49,6 +49,35 @@ bool FileExists(const std::string& path) {
     return fs::exists(path);
 }
 
+namespace {
+std::uint64_t g_nextToken = 1, g_tokenStep = 1;
+std::uint64_t NextToken() {
+    const std::uint64_t t = g_nextToken;
+    g_nextToken += g_tokenStep;
+    return t;
+}
+}  // namespace
+
+PredictableTemporaryNames::PredictableTemporaryNames(std::uint64_t first, std::uint64_t step) {
+    g_nextToken = first;
+    g_tokenStep = step;
+    SetTemporaryTokenSource(NextToken);
+}
+PredictableTemporaryNames::~PredictableTemporaryNames() {
+    SetTemporaryTokenSource(nullptr);
+}
+std::string PredictableTemporaryNames::For(const std::string& path, std::uint64_t token) {
+    char suffix[32];
+    std::snprintf(suffix, sizeof suffix, ".%016llx.tmp", static_cast<unsigned long long>(token));
+    return path + suffix;
+}
+
+int TemporaryFilesIn(const std::string& folder) {
+    int n = 0;
+    for (const auto& e : fs::directory_iterator(folder)) n += e.path().extension() == ".tmp";
+    return n;
+}
+
 std::vector<std::uint8_t> BlockBytes(MemHandle h) {
     if (!h) return {};
     const auto* p = static_cast<const std::uint8_t*>(MemLock(h));

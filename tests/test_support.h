@@ -31,6 +31,19 @@ std::vector<std::uint8_t> ReadAll(const std::string& path);
 bool WriteAll(const std::string& path, const void* data, std::size_t n);
 bool FileExists(const std::string& path);
 
+// While it lives, the random part of every temporary file name the writer
+// makes is `first`, then `first + step`, ... so tests can plant files or
+// links exactly where the writer will look.
+class PredictableTemporaryNames {
+  public:
+    explicit PredictableTemporaryNames(std::uint64_t first = 1, std::uint64_t step = 1);
+    ~PredictableTemporaryNames();
+    // The temporary name for `path` with this token.
+    static std::string For(const std::string& path, std::uint64_t token);
+};
+// Files in `folder` that the writer left behind ("*.tmp").
+int TemporaryFilesIn(const std::string& folder);
+
 // The bytes of a memory block (empty for 0).
 std::vector<std::uint8_t> BlockBytes(MemHandle h);
 
