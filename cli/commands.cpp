@@ -20,6 +20,7 @@
 #include "plugin/presets.h"
 #include "plugin/session.h"
 #include "textures/external/cgi.h"
+#include "textures/gradient/fountain_library.h"
 #include "textures/structured/matrix.h"
 #include "textures/structured/matrix_library.h"
 
@@ -89,6 +90,13 @@ class ProgressLine {
     std::thread thread_;
 };
 
+// Preset names are compared without regard to case, as the plug-in's
+// lists compare them.
+bool ListsName(const std::vector<std::string>& names, const std::string& name) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::string& n) { return EqualNoCase(n.c_str(), name.c_str()); });
+}
+
 // What the user asked a field to be, to report where the page clamped it.
 struct Requested {
     const PageField* field;
@@ -100,8 +108,10 @@ struct Requested {
 // kind it names, or -1 after reporting what was wrong.
 int LoadStartingFile(MasterTextureRecord* rec, const std::string& path) {
     char signature[9] = {};
+    long length = 0;
     if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
         if (std::fread(signature, 1, 8, f) != 8) signature[0] = 0;
+        if (std::fseek(f, 0, SEEK_END) != 0 || (length = std::ftell(f)) < 1) length = -1;
         std::fclose(f);
     } else {
         Fail("cannot open '" + path + "': " + std::strerror(errno));
@@ -113,11 +123,13 @@ int LoadStartingFile(MasterTextureRecord* rec, const std::string& path) {
             Fail("'" + path + "' is a damaged settings file (wrong length, version or size)");
             return -1;
         }
+        ForgetAllUntrustedFountainNames(rec);
         kind = rec->kindIndex;
     } else {
         const auto dot = path.find_last_of('.');
         const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
-        kind = FindKindBySignature(signature, ext.c_str());
+        // Two kinds share a signature; a preset's length tells them apart.
+        kind = length > 0 ? FindKindBySignature(signature, ext.c_str(), std::uint64_t(length)) : -1;
         if (kind < 0 || !LoadPresetFile(rec, kind, path.c_str())) {
             Fail("'" + path + "' is neither a settings file nor a preset of any kind");
             return -1;
@@ -216,7 +228,7 @@ int Prepare(HeadlessSession& s, const RenderRequest& r, bool mustRender,
     }
     if (!r.preset.empty()) {
         const auto names = ListPresets(kind);
-        if (std::find(names.begin(), names.end(), r.preset) == names.end()) {
+        if (!ListsName(names, r.preset)) {
             Fail(
                 std::string(k.name) + " has no preset '" + r.preset + "'" +
                 (names.empty() ? "" : "; `tsntxtr presets " + std::string(k.key) + "` lists them"));
@@ -290,7 +302,7 @@ bool CheckOutput(const std::string& path) {
 }
 
 bool StorePreset(MasterTextureRecord* rec, int kind, const std::string& name) {
-    const std::string problem = PresetNameProblem(name);
+    const std::string problem = NewPresetProblem(kind, name);
     if (!problem.empty()) {
         Fail(problem);
         return false;
@@ -317,9 +329,11 @@ int DescribeKind(const std::string& name, bool html, const std::string& output) 
     if (kind < 0) return 2;
     if (html) {
         const std::string page = KindHelpPage(kind);
-        std::FILE* f = output.empty() ? stdout : std::fopen(output.c_str(), "w");
-        bool ok = f && std::fwrite(page.data(), 1, page.size(), f) == page.size();
-        if (f && f != stdout && std::fclose(f) != 0) ok = false;
+        const auto put = [&](std::FILE* f) {
+            return std::fwrite(page.data(), 1, page.size(), f) == page.size();
+        };
+        const bool ok = output.empty() ? put(stdout) && std::fflush(stdout) == 0
+                                       : WriteFileBeside(output.c_str(), "w", put);
         if (!ok) Fail("cannot write '" + output + "'");
         return ok ? 0 : 1;
     }
@@ -484,12 +498,40 @@ int Request(const RenderRequest& r) {
     NoiseImageRequest request;
     CgiRequest(p.s.rec, member, &request);
     ReportClamps(p.s.rec, p.kind, p.asked);
-    std::FILE* f = std::fopen(r.output.c_str(), "wb");
-    const bool ok = f && std::fwrite(&request, sizeof request, 1, f) == 1;
-    if (f && std::fclose(f) != 0) f = nullptr;
-    if (!ok || !f) {
+    const bool ok = WriteFileBeside(r.output.c_str(), "wb", [&](std::FILE* f) {
+        return std::fwrite(&request, sizeof request, 1, f) == 1;
+    });
+    if (!ok) {
         Fail("cannot write '" + r.output + "'");
-        std::remove(r.output.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+int AddFountain(const RenderRequest& r) {
+    PreparedSession p(r, false);
+    if (p.kind < 0) return p.code;
+    const KindDescriptor& k = KindOf(p.kind);
+    // The colour map the mutations change, or else the page's first one.
+    auto* map = reinterpret_cast<const FountainDefinition*>(
+        static_cast<std::uintptr_t>(KindAt(p.kind).query(p.s.rec, kQueryFountain)));
+    const PageField* field = k.page ? FountainField(*k.page) : nullptr;
+    if (!map && field)
+        map = reinterpret_cast<const FountainDefinition*>(BlockAt(p.s.rec, k.blockOffset) +
+                                                          field->offset);
+    if (!map) {
+        Fail(std::string(k.name) + " has no colour map");
+        return 2;
+    }
+    FountainDefinition f;
+    std::memcpy(&f, map, sizeof f);
+    char path[kMaxPath + 1], folder[kMaxPath + 1];
+    if (!FountainLibraryPath(path) || !TextureFolder(folder)) {
+        Fail("no application-data folder is known (set HOME)");
+        return 1;
+    }
+    if (!MakeFolders(folder) || !AppendToFountainLibrary(path, f)) {
+        Fail(std::string("There has been an error adding this library entry. (") + path + ")");
         return 1;
     }
     return 0;
@@ -503,15 +545,15 @@ int Presets(const RenderRequest& r, const std::string& save, const std::string& 
         return 2;
     }
     if (!save.empty()) {
-        if (!PresetNameProblem(save).empty()) {
-            Fail(PresetNameProblem(save));
+        const std::string problem = NewPresetProblem(p.kind, save);
+        if (!problem.empty()) {
+            Fail(problem);
             return 2;
         }
         return StorePreset(p.s.rec, p.kind, save) ? 0 : 1;
     }
     if (!remove.empty()) {
-        const auto names = ListPresets(p.kind);
-        if (std::find(names.begin(), names.end(), remove) == names.end()) {
+        if (!ListsName(ListPresets(p.kind), remove)) {
             Fail(std::string(KindOf(p.kind).name) + " has no preset '" + remove + "'");
             return 2;
         }
@@ -545,11 +587,86 @@ std::vector<std::uint8_t> ReadFileBytes(const std::string& path) {
 }
 
 // A library's file name as the plug-in stores it: ".mtx" added unless the
-// name already ends in "mtx".
+// name already ends in it.
 std::string LibraryFileName(const std::string& name) {
     const std::size_t n = name.size();
-    if (n >= 3 && EqualNoCase(name.c_str() + n - 3, "mtx")) return name;
+    if (n >= 4 && EqualNoCase(name.c_str() + n - 4, ".mtx")) return name;
     return name + ".mtx";
+}
+
+// The path of library `name` in the texture folder (an existing file whose
+// name matches without case, or the name as given); false after saying why
+// not: a library is a file name inside that folder, never a path.
+bool LibraryPath(const std::string& name, char path[kMaxPath + 1], bool* exists) {
+    const std::string problem = FolderNameProblem(name.c_str());
+    if (!problem.empty()) {
+        Fail("'" + name + "' is no library name (" + problem +
+             "): a matrix library is a file in the texture folder");
+        return false;
+    }
+    char folder[kMaxPath + 1];
+    std::string file = name;
+    if (!TextureFolder(folder) || !MatrixLibraryPath(name.c_str(), path)) {
+        Fail("no folder for the matrix libraries is known (set HOME)");
+        return false;
+    }
+    *exists = FindFileNoCase(folder, name.c_str(), &file);
+    if (*exists) MatrixLibraryPath(file.c_str(), path);
+    return true;
+}
+
+// Writes the configuration, saying so when it cannot.
+int SaveConfiguration() {
+    if (SaveConfigFile(Config())) return 0;
+    char path[kMaxPath + 1];
+    Fail(ConfigFilePath(path) ? std::string("cannot write the configuration file '") + path + "'"
+                              : std::string("no application-data folder is known (set HOME)"));
+    return 1;
+}
+
+// The tile list a page would show for library `path`: the default tile
+// unless the library holds tiles. Freed at scope exit.
+struct ShownTiles {
+    HeadlessPage page;
+    PageRef list = RefOf(&page);
+    ShownTiles() { DefaultTiles(list, kTiles); }
+    ~ShownTiles() { TileList().clear(list, kTiles); }
+    bool Read(const char* path) {
+        if (ReadLibraryFile(path, list, kTiles)) return true;
+        Fail("There has been an error reading the matrix file.");
+        return false;
+    }
+};
+
+// "use": as the page's library command does. An existing library is read
+// (a damaged one is refused and the current one stays current); a new name
+// becomes a new library holding the current library's tiles, written at once.
+int UseLibrary(const std::string& argument) {
+    if (argument.empty()) {
+        Fail("use takes the name of a library");
+        return 2;
+    }
+    const std::string name = LibraryFileName(argument);
+    char path[kMaxPath + 1], current[kMaxPath + 1], folder[kMaxPath + 1];
+    bool exists = false, currentExists = false;
+    if (!LibraryPath(name, path, &exists)) return 2;
+    ShownTiles tiles;
+    if (exists) {
+        if (!tiles.Read(path)) return 1;
+    } else {
+        if (!LibraryPath(Config().matrixCurrentLibrary, current, &currentExists)) return 1;
+        if (currentExists && !tiles.Read(current)) return 1;
+        if (!TextureFolder(folder) || !MakeFolders(folder) ||
+            !WriteLibraryFile(path, tiles.list, kTiles)) {
+            Fail("There has been an error updating the matrix file.");
+            return 1;
+        }
+        std::fprintf(stderr, "tsntxtr: made the new library %s with the %d tile(s) of %s\n", path,
+                     TileList().count(tiles.list, kTiles), Config().matrixCurrentLibrary);
+    }
+    const std::string chosen = exists ? std::string(std::strrchr(path, PathSeparator()) + 1) : name;
+    std::snprintf(Config().matrixCurrentLibrary, kMaxPath + 1, "%s", chosen.c_str());
+    return SaveConfiguration();
 }
 
 // A new tile block from a .bmp (kept at its own depth) or .png file; 0
@@ -591,44 +708,30 @@ MemHandle TileFromFile(const std::string& path) {
 
 void ReadConfiguration() {
     char path[kMaxPath + 1];
-    if (ConfigFilePath(path)) ReadConfigFile(&Config(), path);
+    std::string refused;
+    if (ConfigFilePath(path)) ReadConfigFile(&Config(), path, &refused);
+    for (std::size_t at = 0, end; (end = refused.find('\n', at)) != std::string::npos; at = end + 1)
+        Fail(std::string(path) + ": " + refused.substr(at, end - at));
 }
 
 int Matrix(const std::string& action, const std::string& argument, const std::string& library) {
-    const std::string name =
-        LibraryFileName(library.empty() ? Config().matrixCurrentLibrary : library);
-    char path[kMaxPath + 1], folder[kMaxPath + 1];
-    if (!MatrixLibraryPath(name.c_str(), path) || !TextureFolder(folder)) {
-        Fail("no folder for the matrix libraries is known");
-        return 1;
-    }
-    if (action == "use") {
-        std::snprintf(Config().matrixCurrentLibrary, kMaxPath + 1, "%s",
-                      LibraryFileName(argument).c_str());
-        char config[kMaxPath + 1];
-        return ConfigFilePath(config) && WriteConfigFile(Config(), config) ? 0 : 1;
-    }
+    if (action == "use") return UseLibrary(argument);
     if (action == "integral") {
         if (argument != "on" && argument != "off") {
             Fail("integral takes on or off");
             return 2;
         }
         Config().matrixIntegralDimensions = argument == "on";
-        char config[kMaxPath + 1];
-        return ConfigFilePath(config) && WriteConfigFile(Config(), config) ? 0 : 1;
+        return SaveConfiguration();
     }
-    HeadlessPage page;
-    const PageRef list = RefOf(&page);
-    struct Owner {
-        PageRef list;
-        ~Owner() { TileList().clear(list, kTiles); }
-    } owner{list};
-    // As the page shows it: the default tile unless the library has tiles.
-    DefaultTiles(list, kTiles);
-    if (!ReadLibraryFile(path, list, kTiles)) {
-        Fail("There has been an error reading the matrix file.");
-        return 1;
-    }
+    char path[kMaxPath + 1], folder[kMaxPath + 1];
+    bool exists = false;
+    const std::string name =
+        library.empty() ? std::string(Config().matrixCurrentLibrary) : LibraryFileName(library);
+    if (!LibraryPath(name, path, &exists) || !TextureFolder(folder)) return 2;
+    ShownTiles tiles;
+    const PageRef list = tiles.list;
+    if (exists && !tiles.Read(path)) return 1;
     const int count = TileList().count(list, kTiles);
     if (action == "list") {
         std::printf("%s\n", path);

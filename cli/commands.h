@@ -43,6 +43,10 @@ int Presets(const RenderRequest& r, const std::string& save, const std::string& 
 // The fountain library: "list", "show" (entry n, from 1, as a width x
 // height strip into `output`) and "delete" (entry n).
 int Fountains(const std::string& action, int n, const std::string& output, int width, int height);
+// Appends the kind's colour map (after the request's --from, --preset and
+// --set) to the fountain library, as the colour-map editor's "Add to
+// library" does.
+int AddFountain(const RenderRequest& r);
 // Copies library entry n's colours into `target`; false after reporting.
 bool LibraryFountain(int n, FountainDefinition* target);
 // The colour database in force: "list", "add" (name, 0xBBGGRR) and

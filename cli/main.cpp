@@ -91,6 +91,9 @@ int main(int argc, char** argv) {
     fountainsShow->add_option("--depth", stripHeight, "strip height (32)");
     auto* fountainsDelete = fountains->add_subcommand("delete", "Delete colour map N");
     fountainsDelete->add_option("N", fountainEntry, "entry number, from 1")->required();
+    auto* fountainsAdd = fountains->add_subcommand(
+        "add", "Append a kind's colour map (after --from, --preset, --set) to the library");
+    addCommon(fountainsAdd);
 
     auto* colours = app.add_subcommand(
         "colours", "The colour database of named colours (shared with the plug-in)");
@@ -129,6 +132,7 @@ int main(int argc, char** argv) {
         "  tsntxtr describe noise --html -o noise.html\n"
         "  tsntxtr fountains list\n"
         "  tsntxtr fountains show 2 -o map.png\n"
+        "  tsntxtr fountains add noise --preset Soft\n"
         "  tsntxtr render noise --fountain-library 2 -o noise.png\n"
         "  tsntxtr colours add \"Sky blue\" 0xEBCE87\n"
         "  tsntxtr matrix add brick.png\n"
@@ -156,6 +160,7 @@ int main(int argc, char** argv) {
     if (app.got_subcommand(request)) return tsn::cli::Request(req);
     if (app.got_subcommand(presets)) return tsn::cli::Presets(req, savePreset, deletePreset);
     if (app.got_subcommand(fountains)) {
+        if (fountains->got_subcommand(fountainsAdd)) return tsn::cli::AddFountain(req);
         const char* action = fountains->got_subcommand(fountainsList)   ? "list"
                              : fountains->got_subcommand(fountainsShow) ? "show"
                                                                         : "delete";

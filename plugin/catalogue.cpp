@@ -108,10 +108,11 @@ int FindKind(const char* keyOrName) {
     return -1;
 }
 
-int FindKindBySignature(const char* signature, const char* keyHint) {
+int FindKindBySignature(const char* signature, const char* keyHint, std::uint64_t length) {
     int found = -1;
     for (int i = 0; i < kKindCount; ++i) {
         if (std::memcmp(signature, kKinds[i]->signature, 8) != 0) continue;
+        if (length != 0 && PresetSize(*kKinds[i]) != length) continue;
         if (keyHint && EqualNoCase(keyHint, kKinds[i]->key)) return i;
         if (found < 0) found = i;
     }
@@ -143,6 +144,26 @@ const PageField* FountainField(const PageTable& t) {
     for (int i = 0; i < t.count; ++i)
         if (t.fields[i].type == FieldType::Fountain) return &t.fields[i];
     return nullptr;
+}
+
+void ForgetUntrustedFountainNames(MasterTextureRecord* rec, int kind) {
+    const KindDescriptor& k = KindOf(kind);
+    if (!k.page) return;
+    for (int i = 0; i < k.page->count; ++i) {
+        const PageField& field = k.page->fields[i];
+        if (field.type != FieldType::Fountain) continue;
+        // Copied out and back: blocks are packed, the fountain may be unaligned.
+        FountainDefinition f;
+        std::uint8_t* at = BlockAt(rec, k.blockOffset) + field.offset;
+        std::memcpy(&f, at, sizeof f);
+        ForgetUntrustedFileName(&f);
+        std::memcpy(at, &f, sizeof f);
+    }
+}
+
+void ForgetAllUntrustedFountainNames(MasterTextureRecord* rec) {
+    for (int i = 0; i < kKindCount; ++i) ForgetUntrustedFountainNames(rec, i);
+    for (FountainDefinition& m : rec->mutations) ForgetUntrustedFileName(&m);
 }
 
 int ResetKindBlock(const KindDescriptor& k, MasterTextureRecord* rec) {

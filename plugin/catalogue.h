@@ -90,9 +90,16 @@ inline bool KindRenders(const KindDescriptor& k) {
 
 // Index of the kind with this key or display name (case-insensitive), or -1.
 int FindKind(const char* keyOrName);
-// Index of the kind whose block carries `signature` and, when given, whose
-// key is `keyHint` (two kinds share a signature); -1 if none.
-int FindKindBySignature(const char* signature, const char* keyHint);
+// The length of the kind's preset files: its older layout's size, or its
+// block's when it has only one layout.
+inline std::uint32_t PresetSize(const KindDescriptor& k) {
+    return k.oldBlockSize ? k.oldBlockSize : k.blockSize;
+}
+
+// Index of the kind whose block carries `signature`, whose preset files are
+// `length` bytes long when that is given (not 0), and, among those, whose
+// key is `keyHint` when one is (two kinds share a signature); -1 if none.
+int FindKindBySignature(const char* signature, const char* keyHint, std::uint64_t length = 0);
 // Index of the kind whose page has this preset list, or -1.
 int KindOfPresetList(std::uint32_t id);
 
@@ -118,6 +125,12 @@ void SetGreyImageAt(MasterTextureRecord* rec, std::uint32_t slot, MemHandle grey
 // Copies a block through the record's transfer fields when both sizes are
 // `size`: the conversion of a kind without an older layout.
 std::int64_t CopyTransfer(MasterTextureRecord* rec, std::uint32_t size);
+
+// Fountain file names that arrived with a record from a file are kept only
+// when they name a fountain record file (ForgetUntrustedFileName): every
+// fountain of kind `kind`'s block, or of every block and the mutations.
+void ForgetUntrustedFountainNames(MasterTextureRecord* rec, int kind);
+void ForgetAllUntrustedFountainNames(MasterTextureRecord* rec);
 
 // The first field of the page with this role (or fountain type), or null.
 const PageField* FieldWithRole(const PageTable& t, Role role);

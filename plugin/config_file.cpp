@@ -114,7 +114,31 @@ bool ConfigFilePath(char out[kMaxPath + 1]) {
     return true;
 }
 
-bool ReadConfigFile(ConfigValues* c, const char* path) {
+std::string FolderNameProblem(const char* name) {
+    if (!name[0]) return "it is empty";
+    if (std::strpbrk(name, "/\\")) return "it holds a folder separator";
+    if (std::strchr(name, ':')) return "it names a drive";
+    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return "it names a folder";
+    return {};
+}
+
+namespace {
+// A text entry's value from the file, or its default when it is no name
+// inside its folder.
+void SetFileName(ConfigValues* c, const ConfigEntry& e, const char* value, std::string* refused) {
+    char* field = TextOf(c, e);
+    std::snprintf(field, kMaxPath + 1, "%.260s", value);
+    const std::string problem = FolderNameProblem(field);
+    if (problem.empty()) return;
+    ConfigValues defaults = MakeDefaults();
+    std::snprintf(field, kMaxPath + 1, "%s", TextOf(&defaults, e));
+    if (refused)
+        *refused += std::string(e.key) + " = " + value + " is refused (" + problem +
+                    "; it must be a file name inside its folder); using " + field + "\n";
+}
+}  // namespace
+
+bool ReadConfigFile(ConfigValues* c, const char* path, std::string* refused) {
     std::FILE* f = std::fopen(path, "r");
     if (!f) return false;
     char line[kMaxPath + 1];
@@ -142,7 +166,7 @@ bool ReadConfigFile(ConfigValues* c, const char* path) {
         while (*v == '=') ++v;
         while (IsBlank(*v)) ++v;
         if (entry->isText) {
-            std::snprintf(TextOf(c, *entry), kMaxPath + 1, "%.260s", v);
+            SetFileName(c, *entry, v, refused);
         } else {
             std::uint64_t n = 0;
             for (; *v >= '0' && *v <= '9'; ++v) {
@@ -175,6 +199,13 @@ bool WriteConfigFile(const ConfigValues& c, const char* path) {
         }
         return true;
     });
+}
+
+bool SaveConfigFile(const ConfigValues& c) {
+    char path[kMaxPath + 1], folder[kMaxPath + 1];
+    if (!ConfigFilePath(path) || !AppDataFolder(folder)) return false;
+    PathAppend(folder, "Vantorel", true);
+    return MakeFolders(folder) && WriteConfigFile(c, path);
 }
 
 }  // namespace tsn

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "common/platform.h"
 
@@ -45,9 +46,18 @@ const ConfigEntry* ConfigTable();
 bool ConfigFilePath(char out[kMaxPath + 1]);
 
 // Reads `path` into `c`; a missing file changes nothing. Returns whether the
-// file could be opened.
-bool ReadConfigFile(ConfigValues* c, const char* path);
+// file could be opened. The file names it keeps (colour database, matrix
+// library) are names inside their folders: one that is a path instead (a
+// folder separator, a drive or "..") is refused and the default kept, and
+// `refused`, when given, collects a line saying so for each.
+bool ReadConfigFile(ConfigValues* c, const char* path, std::string* refused = nullptr);
+
+// Empty when `name` names a file inside its folder; otherwise why not.
+std::string FolderNameProblem(const char* name);
 // Writes the whole file; failures are silent (false).
 bool WriteConfigFile(const ConfigValues& c, const char* path);
+// Writes the whole file at its place (ConfigFilePath), creating its folder
+// first when a new user has none yet. False when either fails.
+bool SaveConfigFile(const ConfigValues& c);
 
 }  // namespace tsn

@@ -57,6 +57,7 @@ bool LoadPresetFile(MasterTextureRecord* rec, int kind, const char* path) {
              Transfer(rec, kind, kQueryConvertIn, buffer, std::uint32_t(oldSize),
                       BlockAt(rec, k.blockOffset), std::uint32_t(size));
     }
+    if (ok) ForgetUntrustedFountainNames(rec, kind);
     return ok;
 }
 
@@ -77,9 +78,30 @@ bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path) {
 bool PresetPath(int kind, const std::string& name, char out[kMaxPath + 1]) {
     char folder[kMaxPath + 1];
     if (!TextureFolder(folder)) return false;
-    const int n =
-        std::snprintf(out, kMaxPath + 1, "%s%s.%s", folder, name.c_str(), KindOf(kind).key);
+    std::string file = name + "." + KindOf(kind).key, found;
+    if (FindFileNoCase(folder, file.c_str(), &found)) file = found;
+    const int n = std::snprintf(out, kMaxPath + 1, "%s%s", folder, file.c_str());
     return n > 0 && n <= kMaxPath;
+}
+
+std::string NewPresetProblem(int kind, const std::string& name) {
+    std::string problem = PresetNameProblem(name);
+    if (!problem.empty()) return problem;
+    for (const std::string& listed : ListPresets(kind))
+        if (EqualNoCase(listed.c_str(), name.c_str())) return kPresetExistsMessage;
+    char folder[kMaxPath + 1];
+    if (!TextureFolder(folder)) return "No folder for presets is known.";
+    const std::size_t length =
+        std::strlen(folder) + name.size() + 1 + std::strlen(KindOf(kind).key);
+    if (length <= std::size_t(kMaxPath)) return {};
+    const std::size_t excess = length - std::size_t(kMaxPath);
+    const std::string needs = "The name is too long: its preset file in " + std::string(folder) +
+                              " would need a path of " + std::to_string(length) +
+                              " characters, and a path holds at most " + std::to_string(kMaxPath) +
+                              ".";
+    if (excess >= name.size()) return needs + " The preset folder itself is too deep.";
+    return needs + " Choose a name of at most " + std::to_string(name.size() - excess) +
+           " characters.";
 }
 
 std::string PresetNameProblem(const std::string& name) {

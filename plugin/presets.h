@@ -25,11 +25,19 @@ bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path);
 // extension is the kind's key (without regard to case) and whose name does
 // not begin with ".", sorted without regard to case.
 std::vector<std::string> ListPresets(int kind);
-// The file of preset `name` of kind `kind`; false when the folder is
-// unknown or the path would be too long.
+// The file of preset `name` of kind `kind`: the file already there whose
+// name matches without regard to case, or else the name as given; false
+// when the folder is unknown or the path would be too long.
 bool PresetPath(int kind, const std::string& name, char out[kMaxPath + 1]);
 // Empty when `name` can name a preset file; otherwise why not.
 std::string PresetNameProblem(const std::string& name);
+// Empty when `name` can name a new preset of kind `kind`: a possible file
+// name, not yet in the kind's library (compared without case), and short
+// enough for its path; otherwise why not.
+std::string NewPresetProblem(int kind, const std::string& name);
+
+constexpr const char* kPresetExistsMessage =
+    "The name you have selected already exists in this library.";
 
 bool SavePreset(MasterTextureRecord* rec, int kind, const std::string& name);
 bool LoadPreset(MasterTextureRecord* rec, int kind, const std::string& name);

@@ -105,13 +105,6 @@ __declspec(dllexport) INT_PTR WINAPI
     Lib().failFirstRender = fail ? std::atol(fail) : -1;
     const INT_PTR result = RunMasterDialog(parent, &rec);
     const std::uint32_t low = std::uint32_t(result);
-    auto writeConfig = [&] {
-        char folder[kMaxPath + 1];
-        if (!configPath[0] || !AppDataFolder(folder)) return;
-        PathAppend(folder, "Vantorel", true);
-        MakeFolders(folder);
-        WriteConfigFile(Config(), configPath);
-    };
     if (low == 0) {
         MemFree(rec.image);
         rec.image = 0;
@@ -125,7 +118,7 @@ __declspec(dllexport) INT_PTR WINAPI
         *imageOut = rec.image;  // the host owns it now
         rec.image = 0;
     }
-    writeConfig();
+    SaveConfigFile(Config());
     if (parent) UpdateWindow(parent);
     return INT_PTR(low);
 }

@@ -181,19 +181,9 @@ void OnCommand(HWND w, FountainDefinition* f, UINT id) {
     }
 }
 
-// Writes the record to the file it names, when it names one.
-void WriteToNamedFile(const FountainDefinition& f) {
-    char name[kMaxPath + 1];
-    std::memcpy(name, f.fileName, kMaxPath);
-    name[kMaxPath] = 0;
-    if (!name[0]) return;
-    std::FILE* out = std::fopen(name, "wb");
-    if (!out) return;
-    FountainDefinition copy = f;
-    copy.cachedImage = 0;
-    const bool whole = std::fwrite(&copy, sizeof copy, 1, out) == 1;
-    if (std::fclose(out) != 0 || !whole) DeleteFileA(name);
-}
+// Whether closing editors write their records back to the files they name:
+// only when the dialog that holds them was confirmed, never on Cancel.
+bool g_writeBackOnClose = false;
 
 LRESULT CALLBACK EditorProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
     FountainDefinition* f = Own(w);
@@ -371,7 +361,7 @@ LRESULT CALLBACK EditorProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_NCDESTROY:
             MemFree(f->cachedImage);
             f->cachedImage = 0;
-            WriteToNamedFile(*f);
+            if (g_writeBackOnClose) WriteFountainBack(*f);
             HeapFree(GetProcessHeap(), 0, f);
             SetWindowLongPtrA(w, GWLP_USERDATA, 0);
             break;

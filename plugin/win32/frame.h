@@ -77,6 +77,10 @@ void UnregisterColourPicker(HINSTANCE module);
 // The colour-map editor control (class "TsnFountainView") and its library
 // dialog, which copies the picked map's colours into `target` on OK.
 bool RegisterFountainEditor(HINSTANCE module);
+// Whether editors that close from now on write their fountain back to the
+// fountain record file it names: set when the dialog is confirmed with OK,
+// cleared when a dialog starts.
+void SetFountainWriteBack(bool onClose);
 void UnregisterFountainEditor(HINSTANCE module);
 bool RunFountainLibraryDialog(HWND owner, FountainDefinition* target);
 

@@ -359,7 +359,9 @@ void StartUp(HWND dlg, MasterTextureRecord* rec) {
         SendMessageA(list, CB_SETITEMDATA, WPARAM(item), LPARAM(i + 1));
     }
     char path[kMaxPath + 1];
-    if (!ShiftHeld() && SettingsFilePath(path)) LoadSettingsFile(rec, path);
+    SetFountainWriteBack(false);
+    if (!ShiftHeld() && SettingsFilePath(path) && LoadSettingsFile(rec, path))
+        ForgetAllUntrustedFountainNames(rec);
     SendMessageA(list, CB_SETCURSEL, WPARAM(rec->kindIndex), 0);
     CheckDlgButton(dlg, kRemember, Lib().rememberSettings ? BST_CHECKED : BST_UNCHECKED);
     OpenPages(rec);
@@ -459,6 +461,7 @@ INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
             if (rec->needsRender) RenderOnRequest(dlg);
             if (Lib().rememberSettings)
                 GetDlgItemTextA(dlg, kTextureList, Lib().rememberedTexture, kMaxPath + 1);
+            SetFountainWriteBack(true);
             EndDialog(dlg, 1);
             return TRUE;
         case IDCANCEL:

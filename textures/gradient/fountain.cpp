@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 namespace tsn {
@@ -143,6 +144,42 @@ void ConvertFountain581To585(const FountainDefinition581& from, FountainDefiniti
 }
 void ConvertFountain585To581(const FountainDefinition& from, FountainDefinition581* to) {
     ConvertFountain(from, to);
+}
+
+bool IsFountainRecordFile(const char* path) {
+    if (!path[0]) return false;
+    std::FILE* in = std::fopen(path, "rb");
+    if (!in) return false;
+    FountainDefinition f;
+    char extra;
+    const bool whole =
+        std::fread(&f, 1, sizeof f, in) == sizeof f && std::fread(&extra, 1, 1, in) == 0;
+    std::fclose(in);
+    return whole && HasSignature(&f, "VANTFNTN") && f.version == kVersion && f.size == sizeof f;
+}
+
+namespace {
+// The name field as a terminated string, however the field was filled.
+void NameOf(const FountainDefinition& f, char name[kMaxPath + 1]) {
+    std::memcpy(name, f.fileName, kMaxPath);
+    name[kMaxPath] = 0;
+}
+}  // namespace
+
+void ForgetUntrustedFileName(FountainDefinition* f) {
+    char name[kMaxPath + 1];
+    NameOf(*f, name);
+    if (!IsFountainRecordFile(name)) std::memset(f->fileName, 0, sizeof f->fileName);
+}
+
+bool WriteFountainBack(const FountainDefinition& f) {
+    char name[kMaxPath + 1];
+    NameOf(f, name);
+    if (!IsFountainRecordFile(name)) return false;
+    FountainDefinition copy = f;
+    copy.cachedImage = 0;
+    return WriteFileBeside(
+        name, "wb", [&](std::FILE* out) { return std::fwrite(&copy, sizeof copy, 1, out) == 1; });
 }
 
 bool CopyColourTable(std::uint8_t* table, MemHandle image) {

@@ -86,6 +86,18 @@ std::uint32_t ScaleColour(std::uint32_t colour, double factor);
 void ConvertFountain581To585(const FountainDefinition581& from, FountainDefinition* to);
 void ConvertFountain585To581(const FountainDefinition& from, FountainDefinition581* to);
 
+// A fountain's file name says where the fountain editor writes the record
+// back when it closes. A name that arrives inside a file (a settings file,
+// a preset, a library) is someone else's word, so it is kept only when it
+// names an existing file that is itself one fountain record, and the write
+// back goes only there.
+bool IsFountainRecordFile(const char* path);
+// Clears the file name unless it names such a file.
+void ForgetUntrustedFileName(FountainDefinition* f);
+// Writes the record (without its run-time image) over the fountain record
+// file it names. False, writing nothing, for no name or any other file.
+bool WriteFountainBack(const FountainDefinition& f);
+
 // Copies pixels 0 .. 255 of row 0 of a 256 x 1 image into `table` as
 // (red, green, blue) triples. False when the image is not such an image.
 bool CopyColourTable(std::uint8_t* table, MemHandle image);

@@ -190,14 +190,72 @@ bool ParseTile(const std::uint8_t* bytes, std::size_t size, TileView* view) {
     return true;
 }
 
+namespace {
+
+constexpr std::size_t kBmpFileHeader = 14;
+constexpr std::uint32_t kBitfields = 3;
+
+// The byte (0 .. 3) of a 32-bit pixel that a colour mask selects, or -1
+// when the mask is not one whole byte.
+int MaskByte(std::uint32_t mask) {
+    for (int b = 0; b < 4; ++b)
+        if (mask == 0xFFu << (8 * b)) return b;
+    return -1;
+}
+
+// A 32-bit picture whose channels are placed by masks (what many editors
+// write), as a plain 32-bit packed DIB: blue, green, red and a zero byte
+// per pixel. 0 for masks other than whole bytes, or a damaged file.
+MemHandle PackedDibFromBitfields(const std::uint8_t* file, std::size_t size) {
+    const std::uint8_t* info = file + kBmpFileHeader;
+    BitmapInfoHeader h;
+    std::memcpy(&h, info, sizeof h);
+    // The masks follow a 40-byte header, or sit inside the longer ones.
+    const std::size_t masksAt = kBmpFileHeader + sizeof h;
+    const std::uint32_t offBits = Get32(file + 10);
+    if (h.bitCount != 32 || masksAt + 12 > size || masksAt + 12 > offBits || h.width < 1 ||
+        h.height == 0 || h.height < -2147483647)
+        return 0;
+    const int red = MaskByte(Get32(file + masksAt)), green = MaskByte(Get32(file + masksAt + 4)),
+              blue = MaskByte(Get32(file + masksAt + 8));
+    if (red < 0 || green < 0 || blue < 0 || red == green || green == blue || red == blue) return 0;
+    const std::uint64_t height = std::uint64_t(h.height < 0 ? -std::int64_t(h.height) : h.height);
+    const std::uint64_t pixels = std::uint64_t(h.width) * height;
+    if (pixels > (size - offBits) / 4) return 0;
+    const MemHandle dib = MemAlloc(sizeof h + std::size_t(pixels) * 4);
+    auto* out = static_cast<std::uint8_t*>(MemLock(dib));
+    if (!out) {
+        MemFree(dib);
+        return 0;
+    }
+    h.size = sizeof h;
+    h.compression = 0;
+    h.clrUsed = h.clrImportant = 0;
+    h.sizeImage = std::uint32_t(pixels * 4);
+    std::memcpy(out, &h, sizeof h);
+    const std::uint8_t* in = file + offBits;
+    std::uint8_t* to = out + sizeof h;
+    for (std::uint64_t i = 0; i < pixels; ++i, in += 4, to += 4) {
+        to[0] = in[blue];
+        to[1] = in[green];
+        to[2] = in[red];
+        to[3] = 0;
+    }
+    MemUnlock(dib);
+    return dib;
+}
+
+}  // namespace
+
 MemHandle PackedDibFromBmp(const std::uint8_t* file, std::size_t size) {
-    constexpr std::size_t kFileHeader = 14;
+    constexpr std::size_t kFileHeader = kBmpFileHeader;
     if (size < kFileHeader + sizeof(BitmapInfoHeader) || file[0] != 'B' || file[1] != 'M') return 0;
     const std::uint8_t* info = file + kFileHeader;
     const std::size_t infoSize = size - kFileHeader;
     const std::uint32_t headerSize = Get32(info);
     const std::uint32_t offBits = Get32(file + 10);
     if (headerSize < sizeof(BitmapInfoHeader) || headerSize > infoSize || offBits > size) return 0;
+    if (Get32(info + 16) == kBitfields) return PackedDibFromBitfields(file, size);
     // The colour table runs from the header to the pixels (bounded by the
     // header's count, which ParseTile checks).
     const std::uint16_t bits = std::uint16_t(info[14] | info[15] << 8);
