@@ -532,6 +532,10 @@ bool RunFountainLibraryDialog(HWND owner, FountainDefinition* target) {
                            LPARAM(&dlg)) == 1;
 }
 
+void SetFountainWriteBack(bool onClose) {
+    g_writeBackOnClose = onClose;
+}
+
 bool RegisterFountainEditor(HINSTANCE module) {
     return RegisterControlClass(module, kEditorClass, EditorProc, IDC_ARROW, CS_DBLCLKS);
 }

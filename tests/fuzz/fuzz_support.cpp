@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "common/page.h"
 #include "common/parallel.h"
 #include "common/platform.h"
 #include "plugin/catalogue.h"
 #include "plugin/page_table.h"
+#include "plugin/presets.h"
 #include "plugin/session.h"
 
 namespace tsn::fuzz {
@@ -34,6 +36,53 @@ void ExpectNoLeak(long liveBefore, const char* what) {
         std::fprintf(stderr, "%s: %ld memory blocks left allocated\n", what, now - liveBefore);
         std::abort();
     }
+}
+
+namespace {
+std::string g_textureFolder;
+
+void OnlyInsideTheTextureFolder(const char* path) {
+    const std::size_t n = g_textureFolder.size();
+    if (std::strncmp(path, g_textureFolder.c_str(), n) == 0 && !std::strchr(path + n, '/')) return;
+    std::fprintf(stderr, "a file from disk made us write outside the texture folder: %s\n", path);
+    std::abort();
+}
+
+void RemoveAppData() {
+    std::filesystem::remove_all(
+        std::filesystem::path(g_textureFolder).parent_path().parent_path().parent_path());
+}
+
+void WatchWrites() {
+    if (!g_textureFolder.empty()) return;
+    const char* dir = std::getenv("TMPDIR");
+    const std::string appData = std::string(dir && *dir ? dir : "/tmp") + "/tsn-fuzz-appdata-" +
+                                std::to_string(getpid()) + "/";
+    SetAppDataOverride(appData.c_str());
+    char folder[kMaxPath + 1];
+    if (!TextureFolder(folder) || !MakeFolders(folder)) std::abort();
+    g_textureFolder = folder;
+    std::atexit(RemoveAppData);
+    SetWriteObserver(OnlyInsideTheTextureFolder);
+}
+}  // namespace
+
+void WriteAsASessionWould(MasterTextureRecord& rec, int kind) {
+    WatchWrites();
+    ForgetAllUntrustedFountainNames(&rec);
+    for (int i = 0; i < kKindCount; ++i) {
+        const KindDescriptor& k = KindOf(i);
+        for (int j = 0; k.page && j < k.page->count; ++j) {
+            if (k.page->fields[j].type != FieldType::Fountain) continue;
+            FountainDefinition f;
+            std::memcpy(&f, BlockAt(&rec, k.blockOffset) + k.page->fields[j].offset, sizeof f);
+            WriteFountainBack(f);
+        }
+    }
+    for (const FountainDefinition& m : rec.mutations) WriteFountainBack(m);
+    char path[kMaxPath + 1];
+    if (SettingsFilePath(path)) SaveSettingsFile(rec, path);
+    if (kind >= 0 && KindOf(kind).presetList) SavePreset(&rec, kind, "fuzz");
 }
 
 namespace {

@@ -8,6 +8,10 @@
 #include <cstdlib>
 #include <string>
 
+namespace tsn {
+struct MasterTextureRecord;
+}
+
 namespace tsn::fuzz {
 
 // A file holding the input, private to this process, removed when the
@@ -30,13 +34,16 @@ class InputFile {
 // left allocated.
 void ExpectNoLeak(long liveBefore, const char* what);
 
+// After a file was taken into `rec`, writes what a session then would:
+// every colour map back to the file it names (as the colour-map editors do
+// when the dialog is confirmed), the settings file and, for kind `kind`
+// (-1: none), a preset. Aborts when any of it aims at a file outside the
+// texture folder of a private application-data folder.
+void WriteAsASessionWould(MasterTextureRecord& rec, int kind);
+
 }  // namespace tsn::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
-namespace tsn {
-struct MasterTextureRecord;
-}
 
 namespace tsn::fuzz {
 

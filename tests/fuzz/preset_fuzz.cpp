@@ -1,6 +1,7 @@
 // A preset file of any kind (the first input byte picks the kind, the rest
 // is the file) loaded into a session: either it is taken or the kind's block
-// is untouched.
+// is untouched, and whatever the session then writes stays inside the
+// texture folder.
 #include <cstdlib>
 #include <cstring>
 
@@ -21,6 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const long live = MemLiveBlocks();
     if (!LoadPresetFile(&rec, kind, file.path()) && std::memcmp(&before, &rec, sizeof rec) != 0)
         std::abort();  // a refused preset must leave the record as it was
+    fuzz::WriteAsASessionWould(rec, kind);
     fuzz::ExpectNoLeak(live, "preset");
     return 0;
 }

@@ -1,5 +1,6 @@
 // A settings file as another session or another program left it, loaded
-// over a session's record: either it is taken or the record is untouched.
+// over a session's record: either it is taken or the record is untouched,
+// and whatever the session then writes stays inside the texture folder.
 #include <cstdlib>
 #include <cstring>
 
@@ -17,6 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const long live = MemLiveBlocks();
     if (!LoadSettingsFile(&rec, file.path()) && std::memcmp(&before, &rec, sizeof rec) != 0)
         std::abort();  // a refused file must leave the record as it was
+    fuzz::WriteAsASessionWould(rec, -1);
     fuzz::ExpectNoLeak(live, "settings");
     return 0;
 }

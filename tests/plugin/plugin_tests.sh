@@ -159,6 +159,35 @@ host --cancel-after 1500
 check "cancel: result 0" said "^result 0"
 check "cancel: no configuration file" test ! -f "$ini"
 
+# --- A settings file from someone else whose colour maps name files: the
+# dialog writes a colour map back only to a fountain record file, and only
+# on OK; any other file named there stays as it was.
+victim="$work/victim.txt" record="$work/record.fnt"
+printf 'mine' >"$victim"
+perl -e 'print "VANTFNTN", pack("V3", 0x10006101, 585, 0), "\0" x 565' >"$record"
+cp "$record" "$work/record-before.fnt"
+# Every fountain record in the settings file names $1, as Windows sees it.
+name_fountains() {
+  rm -f "$settings"
+  "$tsntxtr" render noise --width 64 --depth 64 -o "$work/n.bmp" --save-settings "$settings" >/dev/null 2>&1
+  perl -0777 -i -pe 'BEGIN { $n = shift } my @at; push @at, pos() - 8 while /VANTFNTN/g;
+    for my $p (@at) { substr($_, $p + 20, 261) = pack("Z261", $n) }' "Z:${1//\//\\}" "$settings"
+}
+for press in --cancel-after --ok-after; do
+  name_fountains "$victim"
+  host "$press" 1500 --out got.bmp
+  check "foreign fountain names ($press): the named file stays as it was" test "$(cat "$victim")" = mine
+  name_fountains "$record"
+  host "$press" 1500 --out got.bmp
+done
+check "foreign fountain names: a fountain record file named there is written back on OK" \
+  bash -c "! cmp -s '$record' '$work/record-before.fnt'"
+name_fountains "$record"
+cp "$record" "$work/record-before.fnt"
+host --cancel-after 1500
+check "foreign fountain names: not on Cancel" cmp -s "$record" "$work/record-before.fnt"
+rm -f "$settings"
+
 # --- Mandelbrot's navigation view: a click centres there and zooms in; the
 # session's remembered settings give tsntxtr the same picture.
 rm -f "$settings"
