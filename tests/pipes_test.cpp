@@ -2,6 +2,7 @@
 #include <zlib.h>
 
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "common/image.h"
@@ -107,20 +108,31 @@ std::vector<std::uint8_t> RealArt() {
     return std::vector<std::uint8_t>(data, data + size);
 }
 
-TEST(Pipes, OddSizedImageDecodesExactlyThroughManyWindows) {
-    // A 512 x 511 bitmap, packed as the resources are.
-    const int w = 512, h = 511;
-    std::vector<std::uint8_t> dib(40 + std::size_t(w) * h * 4);
-    BitmapInfoHeader hdr{40, w, h, 1, 32, 0, std::uint32_t(dib.size() - 40), 0, 0, 0, 0};
-    std::memcpy(dib.data(), &hdr, 40);
-    for (std::size_t i = 40; i < dib.size(); ++i) dib[i] = std::uint8_t((i * 7) ^ (i >> 11));
+// A packed bitmap as the resources hold it: header, zlib stream.
+std::vector<std::uint8_t> Cpx(const std::vector<std::uint8_t>& dib) {
     uLongf packed = compressBound(uLong(dib.size()));
     std::vector<std::uint8_t> cpx(52 + packed, 0);
-    ASSERT_EQ(compress2(cpx.data() + 52, &packed, dib.data(), uLong(dib.size()), 9), Z_OK);
+    EXPECT_EQ(compress2(cpx.data() + 52, &packed, dib.data(), uLong(dib.size()), 9), Z_OK);
     cpx.resize(52 + packed);
     std::memcpy(cpx.data(), "CPX_HEAD", 8);
     const std::uint32_t fields[3] = {std::uint32_t(dib.size()), std::uint32_t(packed), 1};
     std::memcpy(cpx.data() + 8, fields, 12);
+    return cpx;
+}
+
+// An empty 32-bit bitmap of w x h.
+std::vector<std::uint8_t> Dib32(int w, int h) {
+    std::vector<std::uint8_t> dib(40 + std::size_t(w) * h * 4);
+    BitmapInfoHeader hdr{40, w, h, 1, 32, 0, std::uint32_t(dib.size() - 40), 0, 0, 0, 0};
+    std::memcpy(dib.data(), &hdr, 40);
+    return dib;
+}
+
+TEST(Pipes, OddSizedImageDecodesExactlyThroughManyWindows) {
+    // A 512 x 511 bitmap, packed as the resources are.
+    std::vector<std::uint8_t> dib = Dib32(512, 511);
+    for (std::size_t i = 40; i < dib.size(); ++i) dib[i] = std::uint8_t((i * 7) ^ (i >> 11));
+    const std::vector<std::uint8_t> cpx = Cpx(dib);
     EXPECT_EQ(cpx[52], 0x78);
     EXPECT_EQ(cpx[53], 0xDA);
     Plant plant(cpx);
@@ -180,6 +192,61 @@ TEST(Pipes, EveryFailedAllocationFreesEverything) {
         }
         ASSERT_EQ(MemLiveBlocks(), live) << n;
         ASSERT_LT(n, 200);
+    }
+}
+
+// Drops the planted or cached tiles when a test ends, so the next render
+// decodes the module's own art again.
+struct FreshTiles {
+    FreshTiles() { PipesRelease(nullptr); }
+    ~FreshTiles() { PipesRelease(nullptr); }
+};
+
+TEST(Pipes, PieceOneRowShortScalesToEveryCellSize) {
+    // Every piece 512 wide and 511 high, opaque: the top row red, the rest
+    // green. Cells are 512 / reduction square, so at reduction 1 the piece
+    // grows by a row and otherwise shrinks.
+    std::vector<std::uint8_t> dib = Dib32(512, 511);
+    for (int y = 0; y < 511; ++y)
+        for (int x = 0; x < 512; ++x) {
+            std::uint8_t* p = dib.data() + 40 + (std::size_t(510 - y) * 512 + x) * 4;
+            const bool top = y == 0;
+            p[0] = 0;
+            p[1] = top ? 0 : 200;
+            p[2] = top ? 255 : 0;
+            p[3] = 255;
+        }
+    Plant plant(Cpx(dib));
+    FreshTiles fresh;
+    for (int reduction = 1; reduction <= 4; ++reduction) {
+        test::Session s;
+        const MemHandle h = test::Render(s, kPipes,
+                                         "reduction=" + std::to_string(reduction) +
+                                             " effect=0 shadow=0 valves=0 background=0x000000");
+        test::Picture pic(h);
+        ASSERT_TRUE(pic.ok) << "reduction " << reduction;
+        const int cell = 512 / reduction;
+        ASSERT_EQ(pic.v.width, 2 * cell);
+        ASSERT_EQ(pic.v.depth, 2 * cell);
+        int tiles = 0;
+        for (int cy = 0; cy < 2; ++cy)
+            for (int cx = 0; cx < 2; ++cx) {
+                const int x0 = cx * cell, y0 = cy * cell;
+                if (pic(x0, y0 + cell / 2) == 0) continue;  // an empty cell
+                ++tiles;
+                // The first row takes the red row (alone when the piece
+                // grows), the middle and last rows only green ones.
+                for (int x = 0; x < cell; ++x) {
+                    const std::uint32_t top = pic(x0 + x, y0);
+                    if (reduction == 1)
+                        ASSERT_EQ(top, 0x0000FFu) << x;
+                    else
+                        ASSERT_TRUE((top & 0xFF) > 0 && (top & 0xFF) < 255) << reduction;
+                    ASSERT_EQ(pic(x0 + x, y0 + cell - 1), 0x00C800u) << reduction << " " << x;
+                    ASSERT_EQ(pic(x0 + x, y0 + cell / 2), 0x00C800u) << reduction << " " << x;
+                }
+            }
+        EXPECT_GT(tiles, 0) << reduction;
     }
 }
 

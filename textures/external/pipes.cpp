@@ -154,9 +154,12 @@ void Spans(int source, int target, Span* out) {
 MemHandle ScaleDib32(MemHandle src, int cell) {
     Dib32 s;
     if (!LockDib32(src, &s)) return 0;
-    // Shrinking only (at most 4 to 1 with the reductions offered), so every
-    // target pixel meets at most five source pixels along each axis.
-    if (cell > s.width || cell > s.depth || s.width > 4 * cell || s.depth > 4 * cell) {
+    // Each axis scales on its own and either way: a piece need not be
+    // square, so one axis may grow while the other shrinks or stays. A
+    // growing axis meets at most two source pixels per target pixel; a
+    // shrinking one is held to 4 to 1 (the smallest cells the reductions
+    // make), so it meets at most five.
+    if (s.width > 4 * cell || s.depth > 4 * cell) {
         UnlockDib32(&s);
         return 0;
     }
