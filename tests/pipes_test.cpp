@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -146,6 +147,8 @@ TEST(Pipes, DamagedArtFailsTheRenderAndFreesEverything) {
     ASSERT_GT(good.size(), 1000u);
     EXPECT_EQ(std::memcmp(good.data(), "CPX_HEAD", 8), 0);
     std::vector<std::uint8_t> badSignature = good, corrupt = good, truncated = good;
+    std::vector<std::uint8_t> empty(good.begin(), good.begin() + 52);
+    empty[12] = empty[13] = empty[14] = empty[15] = 0;  // no stream: a zeroed, headless bitmap
     badSignature[3] = 'x';
     for (std::size_t i = 200; i < 260; ++i) corrupt[i] ^= 0x5A;
     truncated.resize(good.size() - 10);
@@ -156,6 +159,7 @@ TEST(Pipes, DamagedArtFailsTheRenderAndFreesEverything) {
     } cases[] = {{"signature", badSignature, false},
                  {"corrupt", corrupt, false},
                  {"truncated", truncated, false},
+                 {"empty", empty, false},
                  {"missing", {}, true}};
     test::Session s;
     s.rec()->kindIndex = kPipes;
@@ -248,6 +252,32 @@ TEST(Pipes, PieceOneRowShortScalesToEveryCellSize) {
             }
         EXPECT_GT(tiles, 0) << reduction;
     }
+}
+
+TEST(Pipes, EmptyStreamDecodesToAZeroedImage) {
+    // An empty stream inflates to no bytes at all, successfully.
+    std::uint8_t dst[16];
+    std::memset(dst, 0xAB, sizeof dst);
+    const std::uint8_t nothing = 0;
+    std::uint32_t length = 0;
+    EXPECT_TRUE(InflateStream(dst, sizeof dst, &nothing, &length));
+    EXPECT_EQ(length, 0u);
+    for (std::uint8_t b : dst) EXPECT_EQ(b, 0xAB);
+    // So the image it stands for is the zero-filled block the header sizes.
+    std::vector<std::uint8_t> cpx(52, 0);
+    std::memcpy(cpx.data(), "CPX_HEAD", 8);
+    const std::uint32_t fields[3] = {0x100028, 0, 1};
+    std::memcpy(cpx.data() + 8, fields, 12);
+    Plant plant(cpx);
+    const MemHandle img = DecodeCompressedImage(4000);
+    const std::vector<std::uint8_t> bytes = test::BlockBytes(img);
+    ASSERT_GE(bytes.size(), 0x100028u);
+    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), 0), std::ptrdiff_t(bytes.size()));
+    MemFree(img);
+    // A header that announces no image at all is no image.
+    const std::uint32_t none[3] = {0, 0, 1};
+    std::memcpy(g_planted.data() + 8, none, 12);
+    EXPECT_EQ(DecodeCompressedImage(4000), 0u);
 }
 
 }  // namespace

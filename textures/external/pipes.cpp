@@ -561,9 +561,12 @@ MemHandle DecodeCompressedBytes(const std::uint8_t* data, std::size_t size) {
     const std::uint32_t unpacked = Read32(data + 8);
     std::uint32_t packed = Read32(data + 12);
     if (packed > size - kCpxHeader) return 0;  // cut short
-    // Deflate cannot expand a byte into more than 1032, so a header that
-    // claims more is damaged; nor is any artwork near 64 MiB.
-    if (unpacked > std::uint64_t(packed) * 1032 || unpacked > (64u << 20)) return 0;
+    // No artwork is empty or near 64 MiB. Deflate cannot expand a byte into
+    // more than 1032, so a header that claims more than that is damaged;
+    // but an empty stream inflates, successfully, to nothing, and leaves the
+    // image as allocated: zeroed.
+    if (unpacked == 0 || unpacked > (64u << 20)) return 0;
+    if (packed != 0 && unpacked > std::uint64_t(packed) * 1032) return 0;
     const MemHandle h = MemAlloc(unpacked);
     auto* dst = static_cast<std::uint8_t*>(MemLock(h));
     if (!dst || !InflateStream(dst, unpacked, data + kCpxHeader, &packed)) {
