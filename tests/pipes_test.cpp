@@ -280,5 +280,39 @@ TEST(Pipes, EmptyStreamDecodesToAZeroedImage) {
     EXPECT_EQ(DecodeCompressedImage(4000), 0u);
 }
 
+TEST(Pipes, DamagedStyleIsRefusedWhereTheArtIsLoaded) {
+    FreshTiles fresh;
+    test::Session s;
+    MasterTextureRecord* rec = s.rec();
+    const MemHandle first = test::Render(s, kPipes, "reduction=4 shadow=0");
+    const std::vector<std::uint8_t> expected = test::BlockBytes(first);
+    MemFree(first);
+    ASSERT_FALSE(expected.empty());
+    // 11 x 0xBA2E8BA3 is 1 modulo 2^32: the resource numbers would wrap
+    // round to those of real art.
+    for (std::uint32_t style : {2u, 7u, 0xBA2E8BA3u, 0xFFFFFFFFu}) {
+        PipesBlock(rec)->style = style;
+        PageFromBlock(*KindOf(kPipes).page, BlockAt(rec, kPipesOffset), rec->dialog);
+        // The cached tiles are those of the style they were loaded for; the
+        // render uses them whatever the block says now.
+        const MemHandle again = RenderSelectedKind(rec);
+        EXPECT_TRUE(test::BlockBytes(again) == expected) << style;
+        MemFree(again);
+        EXPECT_EQ(PipesBlock(rec)->style, style);
+        // With nothing cached the style must name art, and does not.
+        PipesRelease(rec);
+        const long live = MemLiveBlocks();
+        EXPECT_EQ(RenderSelectedKind(rec), 0u) << style;
+        EXPECT_EQ(MemLiveBlocks(), live) << style;
+        for (int i = 0; i < kPipesTileCount; ++i) EXPECT_EQ(PipesCachedTile(i), 0u) << style;
+        // A good style loads again and draws what it drew before.
+        PipesBlock(rec)->style = 0;
+        PageFromBlock(*KindOf(kPipes).page, BlockAt(rec, kPipesOffset), rec->dialog);
+        const MemHandle good = RenderSelectedKind(rec);
+        EXPECT_TRUE(test::BlockBytes(good) == expected) << style;
+        MemFree(good);
+    }
+}
+
 }  // namespace
 }  // namespace tsn

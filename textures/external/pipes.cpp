@@ -635,7 +635,6 @@ void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rn
 MemHandle PipesRender(MasterTextureRecord* rec) {
     PipesParameters* b = PipesBlock(rec);
     b->seed = ReadPageInteger(rec->dialog, kPipesSeedId);
-    if (b->style > 1) return 0;
     const int reduction = std::clamp(b->reduction, 1, 4);
     const int cell = 512 / reduction;
     const int wc = std::clamp(b->widthCells, 2, 16), dc = std::clamp(b->depthCells, 2, 16);
@@ -663,10 +662,15 @@ MemHandle PipesRender(MasterTextureRecord* rec) {
                                 std::uint8_t(b->background)};  // blue, green, red
 
     // The tiles: decoded once a session, then scaled and coloured for this
-    // render. Any failure here fails the render and empties the cache.
+    // render. Any failure here fails the render and empties the cache. The
+    // cache is not keyed by style: the style only matters when a tile has to
+    // be loaded, and a style with no art (a damaged block) then fails the
+    // render as missing art would; its resource number is never formed, as
+    // it could wrap round to another style's.
     bool failed = false;
     for (int i = 0; i < kPipesTileCount && !failed; ++i) {
-        if (!g_tiles[i]) g_tiles[i] = DecodeCompressedImage(kPipesArtId + 11 * b->style + i);
+        if (!g_tiles[i] && b->style <= 1)
+            g_tiles[i] = DecodeCompressedImage(kPipesArtId + 11 * b->style + i);
         st.scaled[i] = g_tiles[i] ? ScaleDib32(g_tiles[i], cell) : 0;
         failed = !st.scaled[i];
         if (failed) break;
