@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "common/detmath.h"
 #include "common/image.h"
 #include "plugin/catalogue.h"
+#include "plugin/config_file.h"
 #include "tests/test_support.h"
 #include "textures/external/pipes.h"
 
@@ -36,13 +38,19 @@ TEST(Pipes, SepiaByHand) {
     std::uint8_t identity[256];
     PipesToneCurve(127, 127, identity);
     // Threshold 77, blend 11 (the defaults). Worked out on paper: black gives
-    // red 178, green 255 - 89 = 166, blue floored to 11, grey 0.
+    // red 178, green 255 - 89 5/6 = 165 1/6 -> 165, blue floored to 11,
+    // grey 0.
     const struct {
         std::uint8_t in, r, g, b;
     } cases[] = {{0, 19, 18, 1},
+                 // grey 0 + 1 + 0 = 1, so the mix is (11 sepia + 89) / 100:
+                 // 20.47, 19.04 and 2.1, where whole hundredths would give
+                 // 19 + 0, 18 + 0 and 1 + 0.
+                 {2, 20, 19, 2},
                  // grey 3 + 5 + 1 = 9 (each term truncated), Y 0.77 -> 0
                  {10, 27, 26, 9},
-                 // Y = 55.04 -> 55; grey 38 + 75 + 14 = 127
+                 // Y = 55.04 -> 55: green 220 1/6, blue 42 1/6; grey 38 + 75
+                 // + 14 = 127
                  {128, 138, 137, 117}};
     for (const auto& k : cases) {
         std::uint8_t p[3] = {k.in, k.in, k.in};
@@ -311,6 +319,111 @@ TEST(Pipes, DamagedStyleIsRefusedWhereTheArtIsLoaded) {
         const MemHandle good = RenderSelectedKind(rec);
         EXPECT_TRUE(test::BlockBytes(good) == expected) << style;
         MemFree(good);
+    }
+}
+
+// The sepia treatment worked from its description alone: real numbers
+// throughout, each result truncated where the description truncates it.
+struct SepiaSettings {
+    int contrast, brightness, threshold, blend;
+};
+
+int Trunc8(double v) {
+    return int(std::clamp(v, 0.0, 255.0));
+}
+
+void CurveByText(int contrast, int brightness, int out[256]) {
+    const double c = contrast - 127.0;
+    const double step = 256.0 / std::max(1.0, 256.0 - 2.0 * c);
+    double v = (brightness - 127.0) - c;
+    for (int i = 0; i < 256; ++i, v += step) out[i] = v > 255 ? 255 : v < 0 ? 0 : int(v);
+}
+
+std::uint32_t SepiaByText(const SepiaSettings& k, std::uint32_t colour) {
+    int curve[256];
+    CurveByText(k.contrast, k.brightness, curve);
+    const int r = curve[colour & 0xFF], g = curve[(colour >> 8) & 0xFF],
+              b = curve[(colour >> 16) & 0xFF];
+    const int grey = (int(77.0 * r / 255) + int(150.0 * g / 255) + int(28.0 * b / 255)) % 256;
+    auto lin = [](double x) {
+        return x <= 10.314300250662438 ? x / 12.92 : DetPow((x / 255 + 0.055) / 1.055, 2.4) * 255;
+    };
+    const float yf =
+        0.298839f * float(lin(r)) + 0.586811f * float(lin(g)) + 0.11435f * float(lin(b));
+    const double Y = int(std::clamp(yf, 0.0f, 255.0f));
+    const double T = k.threshold;
+    int ch[3] = {Trunc8(Y > T ? 255 : Y + 255 - T),
+                 Trunc8(Y > 7 * T / 6 ? 255 : Y + 255 - 7 * T / 6),
+                 Trunc8(Y < T / 6 ? 0 : Y - T / 6)};
+    for (int i = 1; i < 3; ++i)
+        if (T / 7 > ch[i]) ch[i] = Trunc8(T / 7);
+    std::uint32_t out = 0;
+    for (int i = 0; i < 3; ++i) {
+        // Summed before dividing, so a whole-number result stays whole.
+        const double mixed = (double(ch[i]) * k.blend + double(100 - k.blend) * grey) / 100;
+        out |= std::uint32_t(Trunc8(mixed)) << (8 * i);
+    }
+    return out;
+}
+
+struct SteampunkConfig {
+    ConfigValues saved = Config();
+    explicit SteampunkConfig(const SepiaSettings& k) {
+        Config().pipesSteampunkContrast = std::uint32_t(k.contrast);
+        Config().pipesSteampunkBrightness = std::uint32_t(k.brightness);
+        Config().pipesSteampunkThreshold = std::uint32_t(k.threshold);
+        Config().pipesSteampunkBlend = std::uint32_t(k.blend);
+    }
+    ~SteampunkConfig() { Config() = saved; }
+};
+
+TEST(Pipes, SteampunkTilesAreTheSepiaOfTheirPixels) {
+    // The shipped settings, and a threshold whose sixths and sevenths are
+    // all fractions with a blend that splits the two far from evenly.
+    const SepiaSettings settings[] = {{169, 59, 77, 11}, {150, 120, 100, 37}};
+    FreshTiles fresh;
+    for (const SepiaSettings& k : settings) {
+        SteampunkConfig config(k);
+        int curve[256];
+        CurveByText(k.contrast, k.brightness, curve);
+        auto render = [](const std::string& more) {
+            test::Session s;
+            return test::Render(s, kPipes,
+                                "reduction=4 widthCells=6 depthCells=6 density=1 shadow=0 "
+                                "valves=0 " +
+                                    more);
+        };
+        // Six cells square have valves, whose red is what Steampunk-moderne
+        // leaves out. Where a tile is opaque the picture shows the tile
+        // itself, the same over any background: there the effect's pixels
+        // can be compared with the untreated ones.
+        test::Picture plainBlack(render("effect=0 background=0x000000"));
+        test::Picture plainWhite(render("effect=0 background=0xFFFFFF"));
+        test::Picture sepia(render("effect=7 background=0x000000"));
+        test::Picture moderne(render("effect=8 background=0x000000"));
+        ASSERT_TRUE(plainBlack.ok && plainWhite.ok && sepia.ok && moderne.ok);
+        int opaque = 0, coloured = 0;
+        for (int y = 0; y < plainBlack.v.depth; ++y)
+            for (int x = 0; x < plainBlack.v.width; ++x) {
+                const std::uint32_t c = plainBlack(x, y);
+                if (c != plainWhite(x, y)) continue;
+                ++opaque;
+                const std::uint32_t want = SepiaByText(k, c);
+                ASSERT_EQ(sepia(x, y), want) << std::hex << c << " at " << std::dec << x << "," << y
+                                             << " threshold " << k.threshold;
+                const int r = c & 0xFF, g = (c >> 8) & 0xFF, b = c >> 16;
+                if (r == g && g == b) {
+                    ASSERT_EQ(moderne(x, y), want) << std::hex << c;
+                } else {
+                    ++coloured;
+                    const std::uint32_t toned = std::uint32_t(curve[r]) |
+                                                std::uint32_t(curve[g]) << 8 |
+                                                std::uint32_t(curve[b]) << 16;
+                    ASSERT_EQ(moderne(x, y), toned) << std::hex << c;
+                }
+            }
+        EXPECT_GT(opaque, 10000);
+        EXPECT_GT(coloured, 100);
     }
 }
 

@@ -605,17 +605,23 @@ void PipesSepia(const std::uint8_t curve[256], int threshold, int blend, std::ui
     const float yf =
         0.298839f * float(lin(r)) + 0.586811f * float(lin(g)) + 0.11435f * float(lin(b));
     const int y = int(std::clamp(yf, 0.0f, 255.0f));
+    // The sepia colour and its mix with the grey hold fractions (7T/6, T/6,
+    // T/7, hundredths of the blend) and each channel is truncated once, at
+    // the end, not term by term (unlike the grey above): in whole numbers,
+    // one exact division of the whole numerator. Division truncates toward
+    // zero as the truncation does, and anything negative becomes 0 anyway.
     const int t = threshold;
     auto clamp8 = [](int v) { return std::clamp(v, 0, 255); };
-    int red = clamp8(y > t ? 255 : y + 255 - t);
-    int green = clamp8(y > 7 * t / 6 ? 255 : y + 255 - 7 * t / 6);
-    int blue = clamp8(y < t / 6 ? 0 : y - t / 6);
+    const int red = clamp8(y > t ? 255 : y + 255 - t);
+    int green = clamp8(6 * y > 7 * t ? 255 : (6 * (y + 255) - 7 * t) / 6);
+    int blue = clamp8(6 * y < t ? 0 : (6 * y - t) / 6);
+    // The floor T/7 applies where it is greater than the channel.
     const int floor = clamp8(t / 7);
-    if (t / 7 > green) green = floor;
-    if (t / 7 > blue) blue = floor;
+    if (t > 7 * green) green = floor;
+    if (t > 7 * blue) blue = floor;
     const int ch[3] = {red, green, blue};
     for (int k = 0; k < 3; ++k)
-        rgb[k] = std::uint8_t(clamp8(ch[k] * blend / 100 + (100 - blend) * grey / 100));
+        rgb[k] = std::uint8_t(clamp8((ch[k] * blend + (100 - blend) * grey) / 100));
 }
 
 void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rng,
