@@ -8,6 +8,7 @@
 
 #include "common/detmath.h"
 #include "common/image.h"
+#include "common/page.h"
 #include "plugin/catalogue.h"
 #include "plugin/config_file.h"
 #include "tests/test_support.h"
@@ -425,6 +426,28 @@ TEST(Pipes, SteampunkTilesAreTheSepiaOfTheirPixels) {
         EXPECT_GT(opaque, 10000);
         EXPECT_GT(coloured, 100);
     }
+}
+
+TEST(Pipes, DimensionsFollowThePageBeforeAnyRender) {
+    test::Session s;
+    MasterTextureRecord* rec = s.rec();
+    rec->kindIndex = kPipes;
+    char text[64];
+    const struct {
+        const char* settings;
+        const char* shown;
+    } cases[] = {{"widthCells=5 depthCells=3 reduction=3", "850 X 510 pixels"},
+                 {"widthCells=16 reduction=1", "8,192 X 1,536 pixels"},
+                 {"depthCells=2 reduction=4", "2,048 X 256 pixels"}};
+    for (const auto& c : cases) {
+        test::Enter(s, kPipes, c.settings);
+        EXPECT_EQ(KindAt(kPipes).query(rec, kQueryRefreshControls), 0);
+        Page().getText(rec->dialog, kPipesDimensionsId, text, sizeof text);
+        EXPECT_STREQ(text, c.shown) << c.settings;
+    }
+    // Only the render writes the picture's size into the block.
+    EXPECT_EQ(PipesBlock(rec)->outputWidth, 512);
+    EXPECT_EQ(PipesBlock(rec)->outputDepth, 512);
 }
 
 }  // namespace

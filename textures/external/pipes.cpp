@@ -484,6 +484,25 @@ void FormatThousands(int v, char* out) {
     out[o] = 0;
 }
 
+// The cells' size and count as a render takes them from a block.
+struct Geometry {
+    int cell, wc, dc;
+};
+
+Geometry GeometryOf(const PipesParameters& b) {
+    const int reduction = std::clamp(b.reduction, 1, 4);
+    return {512 / reduction, std::clamp(b.widthCells, 2, 16), std::clamp(b.depthCells, 2, 16)};
+}
+
+// The page's "Dimensions:" text: the picture's size in pixels.
+void ShowDimensions(PageRef page, const Geometry& g) {
+    char w[16], d[16], text[64];
+    FormatThousands(g.wc * g.cell, w);
+    FormatThousands(g.dc * g.cell, d);
+    std::snprintf(text, sizeof text, "%s X %s pixels", w, d);
+    Page().setText(page, kPipesDimensionsId, text);
+}
+
 struct RenderState {
     MemHandle scaled[kPipesTileCount] = {};
     MemHandle grid = 0, masks = 0, image = 0;
@@ -641,17 +660,12 @@ void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rn
 MemHandle PipesRender(MasterTextureRecord* rec) {
     PipesParameters* b = PipesBlock(rec);
     b->seed = ReadPageInteger(rec->dialog, kPipesSeedId);
-    const int reduction = std::clamp(b->reduction, 1, 4);
-    const int cell = 512 / reduction;
-    const int wc = std::clamp(b->widthCells, 2, 16), dc = std::clamp(b->depthCells, 2, 16);
+    const Geometry geometry = GeometryOf(*b);
+    const int cell = geometry.cell, wc = geometry.wc, dc = geometry.dc;
     const int outW = wc * cell, outD = dc * cell;
     b->outputWidth = outW;
     b->outputDepth = outD;
-    char w[16], d[16], text[64];
-    FormatThousands(outW, w);
-    FormatThousands(outD, d);
-    std::snprintf(text, sizeof text, "%s X %s pixels", w, d);
-    Page().setText(rec->dialog, kPipesDimensionsId, text);
+    ShowDimensions(rec->dialog, geometry);
 
     Rng rng;
     rng.Seed(std::uint32_t(b->seed));
@@ -777,6 +791,17 @@ MemHandle PipesRender(MasterTextureRecord* rec) {
     return image;
 }
 
+std::int64_t PipesQuery(MasterTextureRecord* rec, int code) {
+    if (code != kQueryRefreshControls) return StandardQuery(kPipesKind, rec, code);
+    // The dimensions text follows the width, depth and reduction as they are
+    // edited, read as the next render will read them; only a render stores
+    // them into the block.
+    PipesParameters shown = *PipesBlock(rec);
+    PageToBlock(kPipesPage, rec->dialog, reinterpret_cast<std::uint8_t*>(&shown));
+    ShowDimensions(rec->dialog, GeometryOf(shown));
+    return 0;
+}
+
 const KindDescriptor kPipesKind = {
     .name = "Pipes",
     .key = "pipes",
@@ -787,6 +812,7 @@ const KindDescriptor kPipesKind = {
     .render = PipesRender,
     .reset = PipesReset,
     .release = PipesRelease,
+    .query = PipesQuery,
     .presetList = kPipesPresetListId,
 };
 
