@@ -329,6 +329,15 @@ void SeedHostSize(HWND dlg, const MasterTextureRecord* rec) {
     }
 }
 
+// A control on the selected kind's page changed: the kind brings what
+// depends on it up to date (Pipes' dimensions text follows its width, depth
+// and reduction).
+void PageControlChanged(MasterTextureRecord* rec, int id) {
+    int kind = -1;
+    if (rec && FieldOfControl(std::uint32_t(id), &kind) && kind == rec->kindIndex)
+        KindAt(kind).query(rec, kQueryRefreshControls);
+}
+
 void OnScroll(HWND dlg, WPARAM wp, HWND bar) {
     if (!bar) return;
     const int id = GetDlgCtrlID(bar);
@@ -336,6 +345,7 @@ void OnScroll(HWND dlg, WPARAM wp, HWND bar) {
     if (LOWORD(wp) == 255 || StepScrollBar(bar, LOWORD(wp))) {
         UpdateValueDisplay(dlg, std::uint32_t(id));
         if (LOWORD(wp) != 255 && Rec()) Rec()->needsRender = 1;
+        PageControlChanged(Rec(), id);
     }
 }
 
@@ -449,7 +459,10 @@ INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
         return TRUE;
     }
     if (code != BN_CLICKED) {
-        if (code == EN_CHANGE && id >= 200) rec->needsRender = 1;
+        if (code == EN_CHANGE && id >= 200) {
+            rec->needsRender = 1;
+            PageControlChanged(rec, id);
+        }
         return FALSE;
     }
     switch (id) {

@@ -154,9 +154,12 @@ void Spans(int source, int target, Span* out) {
 MemHandle ScaleDib32(MemHandle src, int cell) {
     Dib32 s;
     if (!LockDib32(src, &s)) return 0;
-    // Shrinking only (at most 4 to 1 with the reductions offered), so every
-    // target pixel meets at most five source pixels along each axis.
-    if (cell > s.width || cell > s.depth || s.width > 4 * cell || s.depth > 4 * cell) {
+    // Each axis scales on its own and either way: a piece need not be
+    // square, so one axis may grow while the other shrinks or stays. A
+    // growing axis meets at most two source pixels per target pixel; a
+    // shrinking one is held to 4 to 1 (the smallest cells the reductions
+    // make), so it meets at most five.
+    if (s.width > 4 * cell || s.depth > 4 * cell) {
         UnlockDib32(&s);
         return 0;
     }
@@ -325,9 +328,13 @@ void ApplyEffect(MemHandle* tile, std::uint32_t effect) {
 // a closed loop; where outlines meet they make tees and crosses. The pieces
 // have tees only across horizontal runs (E-S-W, N-E-W), so a vertical run
 // with a branch to one side is carried on through the run as a horizontal
-// pipe until it meets a pipe that can take it. Density 0 covers about 40 %
-// of the cells with one network, 1 about 85 %; 2 adds a second, sparser
-// network (about 35 %) drawn in front of the first, with its own shadow.
+// pipe until it meets a pipe that can take it. Loops are added until a
+// share of the cells is covered, and whole loops and carried branches
+// overshoot it (measured over grids of 2 to 16 cells a side): density 0
+// aims at 40 % and covers about 55 % of the cells with one network, 1 aims
+// at 75 % and covers about 88 % (small grids more, a 2 x 2 grid all of it);
+// 2 adds a second network, aiming at 35 % and covering about half, drawn
+// in front of the first with its own shadow.
 // Straight runs get pressure valves (one in three, at least one per
 // picture). A valve is hidden when a front pipe runs over its cell; with
 // "No hidden pressure valves" no back-layer valve goes where the front layer
@@ -481,6 +488,25 @@ void FormatThousands(int v, char* out) {
     out[o] = 0;
 }
 
+// The cells' size and count as a render takes them from a block.
+struct Geometry {
+    int cell, wc, dc;
+};
+
+Geometry GeometryOf(const PipesParameters& b) {
+    const int reduction = std::clamp(b.reduction, 1, 4);
+    return {512 / reduction, std::clamp(b.widthCells, 2, 16), std::clamp(b.depthCells, 2, 16)};
+}
+
+// The page's "Dimensions:" text: the picture's size in pixels.
+void ShowDimensions(PageRef page, const Geometry& g) {
+    char w[16], d[16], text[64];
+    FormatThousands(g.wc * g.cell, w);
+    FormatThousands(g.dc * g.cell, d);
+    std::snprintf(text, sizeof text, "%s X %s pixels", w, d);
+    Page().setText(page, kPipesDimensionsId, text);
+}
+
 struct RenderState {
     MemHandle scaled[kPipesTileCount] = {};
     MemHandle grid = 0, masks = 0, image = 0;
@@ -558,9 +584,12 @@ MemHandle DecodeCompressedBytes(const std::uint8_t* data, std::size_t size) {
     const std::uint32_t unpacked = Read32(data + 8);
     std::uint32_t packed = Read32(data + 12);
     if (packed > size - kCpxHeader) return 0;  // cut short
-    // Deflate cannot expand a byte into more than 1032, so a header that
-    // claims more is damaged; nor is any artwork near 64 MiB.
-    if (unpacked > std::uint64_t(packed) * 1032 || unpacked > (64u << 20)) return 0;
+    // No artwork is empty or near 64 MiB. Deflate cannot expand a byte into
+    // more than 1032, so a header that claims more than that is damaged;
+    // but an empty stream inflates, successfully, to nothing, and leaves the
+    // image as allocated: zeroed.
+    if (unpacked == 0 || unpacked > (64u << 20)) return 0;
+    if (packed != 0 && unpacked > std::uint64_t(packed) * 1032) return 0;
     const MemHandle h = MemAlloc(unpacked);
     auto* dst = static_cast<std::uint8_t*>(MemLock(h));
     if (!dst || !InflateStream(dst, unpacked, data + kCpxHeader, &packed)) {
@@ -599,17 +628,23 @@ void PipesSepia(const std::uint8_t curve[256], int threshold, int blend, std::ui
     const float yf =
         0.298839f * float(lin(r)) + 0.586811f * float(lin(g)) + 0.11435f * float(lin(b));
     const int y = int(std::clamp(yf, 0.0f, 255.0f));
+    // The sepia colour and its mix with the grey hold fractions (7T/6, T/6,
+    // T/7, hundredths of the blend) and each channel is truncated once, at
+    // the end, not term by term (unlike the grey above): in whole numbers,
+    // one exact division of the whole numerator. Division truncates toward
+    // zero as the truncation does, and anything negative becomes 0 anyway.
     const int t = threshold;
     auto clamp8 = [](int v) { return std::clamp(v, 0, 255); };
-    int red = clamp8(y > t ? 255 : y + 255 - t);
-    int green = clamp8(y > 7 * t / 6 ? 255 : y + 255 - 7 * t / 6);
-    int blue = clamp8(y < t / 6 ? 0 : y - t / 6);
+    const int red = clamp8(y > t ? 255 : y + 255 - t);
+    int green = clamp8(6 * y > 7 * t ? 255 : (6 * (y + 255) - 7 * t) / 6);
+    int blue = clamp8(6 * y < t ? 0 : (6 * y - t) / 6);
+    // The floor T/7 applies where it is greater than the channel.
     const int floor = clamp8(t / 7);
-    if (t / 7 > green) green = floor;
-    if (t / 7 > blue) blue = floor;
+    if (t > 7 * green) green = floor;
+    if (t > 7 * blue) blue = floor;
     const int ch[3] = {red, green, blue};
     for (int k = 0; k < 3; ++k)
-        rgb[k] = std::uint8_t(clamp8(ch[k] * blend / 100 + (100 - blend) * grey / 100));
+        rgb[k] = std::uint8_t(clamp8((ch[k] * blend + (100 - blend) * grey) / 100));
 }
 
 void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rng,
@@ -629,18 +664,12 @@ void PipesLayout(int width, int depth, int density, bool noHiddenValves, Rng* rn
 MemHandle PipesRender(MasterTextureRecord* rec) {
     PipesParameters* b = PipesBlock(rec);
     b->seed = ReadPageInteger(rec->dialog, kPipesSeedId);
-    if (b->style > 1) return 0;
-    const int reduction = std::clamp(b->reduction, 1, 4);
-    const int cell = 512 / reduction;
-    const int wc = std::clamp(b->widthCells, 2, 16), dc = std::clamp(b->depthCells, 2, 16);
+    const Geometry geometry = GeometryOf(*b);
+    const int cell = geometry.cell, wc = geometry.wc, dc = geometry.dc;
     const int outW = wc * cell, outD = dc * cell;
     b->outputWidth = outW;
     b->outputDepth = outD;
-    char w[16], d[16], text[64];
-    FormatThousands(outW, w);
-    FormatThousands(outD, d);
-    std::snprintf(text, sizeof text, "%s X %s pixels", w, d);
-    Page().setText(rec->dialog, kPipesDimensionsId, text);
+    ShowDimensions(rec->dialog, geometry);
 
     Rng rng;
     rng.Seed(std::uint32_t(b->seed));
@@ -657,10 +686,15 @@ MemHandle PipesRender(MasterTextureRecord* rec) {
                                 std::uint8_t(b->background)};  // blue, green, red
 
     // The tiles: decoded once a session, then scaled and coloured for this
-    // render. Any failure here fails the render and empties the cache.
+    // render. Any failure here fails the render and empties the cache. The
+    // cache is not keyed by style: the style only matters when a tile has to
+    // be loaded, and a style with no art (a damaged block) then fails the
+    // render as missing art would; its resource number is never formed, as
+    // it could wrap round to another style's.
     bool failed = false;
     for (int i = 0; i < kPipesTileCount && !failed; ++i) {
-        if (!g_tiles[i]) g_tiles[i] = DecodeCompressedImage(kPipesArtId + 11 * b->style + i);
+        if (!g_tiles[i] && b->style <= 1)
+            g_tiles[i] = DecodeCompressedImage(kPipesArtId + 11 * b->style + i);
         st.scaled[i] = g_tiles[i] ? ScaleDib32(g_tiles[i], cell) : 0;
         failed = !st.scaled[i];
         if (failed) break;
@@ -761,6 +795,17 @@ MemHandle PipesRender(MasterTextureRecord* rec) {
     return image;
 }
 
+std::int64_t PipesQuery(MasterTextureRecord* rec, int code) {
+    if (code != kQueryRefreshControls) return StandardQuery(kPipesKind, rec, code);
+    // The dimensions text follows the width, depth and reduction as they are
+    // edited, read as the next render will read them; only a render stores
+    // them into the block.
+    PipesParameters shown = *PipesBlock(rec);
+    PageToBlock(kPipesPage, rec->dialog, reinterpret_cast<std::uint8_t*>(&shown));
+    ShowDimensions(rec->dialog, GeometryOf(shown));
+    return 0;
+}
+
 const KindDescriptor kPipesKind = {
     .name = "Pipes",
     .key = "pipes",
@@ -771,6 +816,7 @@ const KindDescriptor kPipesKind = {
     .render = PipesRender,
     .reset = PipesReset,
     .release = PipesRelease,
+    .query = PipesQuery,
     .presetList = kPipesPresetListId,
 };
 

@@ -91,6 +91,9 @@ enum : std::uint32_t {
 
 int PipesReset(MasterTextureRecord* rec);
 int PipesRelease(MasterTextureRecord* rec);
+// The standard answers, and for code 5 the "Dimensions:" text brought up to
+// date with the page's width, depth and reduction.
+std::int64_t PipesQuery(MasterTextureRecord* rec, int code);
 
 inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
     return BlockAs<PipesParameters>(rec, kPipesOffset);
