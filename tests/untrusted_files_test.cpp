@@ -107,13 +107,20 @@ TEST(UntrustedFiles, ALinkAtTheTargetIsReplacedNotFollowed) {
 }
 #endif
 
-TEST(UntrustedFiles, FountainNamesFromFilesAreKeptOnlyForFountainRecordFiles) {
+// A file of the user's that is not a colour map, and one that is.
+class FountainFiles : public ::testing::Test {
+  protected:
     test::TempFolder temp;
     const std::string victim = temp.File("victim.txt"), record = temp.File("map.fnt");
-    ASSERT_TRUE(test::WriteAll(victim, kVictim.data(), kVictim.size()));
     FountainDefinition stored;
-    ResetFountain(&stored);
-    ASSERT_TRUE(test::WriteAll(record, &stored, sizeof stored));
+    void SetUp() override {
+        ASSERT_TRUE(test::WriteAll(victim, kVictim.data(), kVictim.size()));
+        ResetFountain(&stored);
+        ASSERT_TRUE(test::WriteAll(record, &stored, sizeof stored));
+    }
+};
+
+TEST_F(FountainFiles, NamesFromFilesAreKeptOnlyForFountainRecordFiles) {
     // A fountain record's length but not its signature, and one byte more.
     FountainDefinition unsigned_ = stored;
     std::memcpy(unsigned_.signature, "VANTXXXX", 8);
@@ -148,13 +155,7 @@ TEST(UntrustedFiles, FountainNamesFromFilesAreKeptOnlyForFountainRecordFiles) {
     EXPECT_EQ(back.cachedImage, 0u);
 }
 
-TEST(UntrustedFiles, ASettingsFileOrPresetLosesItsForeignFountainNames) {
-    test::TempFolder temp;
-    const std::string victim = temp.File("victim.txt"), record = temp.File("map.fnt");
-    ASSERT_TRUE(test::WriteAll(victim, kVictim.data(), kVictim.size()));
-    FountainDefinition stored;
-    ResetFountain(&stored);
-    ASSERT_TRUE(test::WriteAll(record, &stored, sizeof stored));
+TEST_F(FountainFiles, ASettingsFileOrPresetLosesItsForeignNames) {
     test::Session s;
     // Every fountain of every kind and every mutation names the victim,
     // but Terrain's second map names a fountain record file.
