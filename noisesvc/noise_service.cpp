@@ -8,20 +8,19 @@
 // Noise core. Two-dimensional gradient noise on an integer lattice: the
 // corners of a cell are hashed through a 1024-entry permutation drawn from
 // the seed to one of 1024 unit gradients at seeded angles, and the four
-// corner ramps are blended with a fade curve. A cellular basis (one seeded
-// feature point per cell, nearest two of the 3 x 3 cells around a sample)
-// gives granite its crystals. Every octave of every fractal has its own
-// seeded hash offset and sub-cell shift, so no two octaves share lattice
-// points.
+// corner ramps are blended with a fade curve. A cellular basis (one seeded,
+// weighted feature point per cell, the winner among the 3 x 3 cells around
+// a sample as in a power diagram) gives granite its crystals. Every octave of every fractal has its
+// own seeded hash offset and sub-cell shift, so no two octaves share lattice points.
 //
 // Fractal sums. Octave k of a sum has base x lacunarity^k cells across the
 // picture and amplitude gain^k (lacunarity 2 and gain 1/2 unless a look
 // says otherwise); the sum is divided by the total amplitude of all the
 // octaves asked for, so it keeps its range whatever the count. An octave
-// whose cells would be smaller than two pixels is not computed, nor any
-// finer one: it could only alias. The first octave is always computed.
-// Detail is therefore bounded by Size, not by the octave count: 63 octaves
-// cost at most about log2(Size / base) octaves.
+// whose cells would be smaller than two pixels (granite's crystals: six) is
+// not computed, nor any finer one: it could only alias. The first octave is
+// always computed. Detail is therefore bounded by Size, not by the octave
+// count: 63 octaves cost at most about log2(Size / base) octaves.
 //
 // Tileable. Every octave's cell count is rounded to a whole number (at
 // least 1) and its lattice wraps with that period, so the right edge meets
@@ -33,7 +32,7 @@
 // hard edges of crystals, rings and crests.
 //
 // Looks (f is the request's frequency; "cells" count across the picture).
-// Each look reduces the noise to a value t in 0 .. 1 that runs through a
+// Each look but granite reduces the noise to a value t in 0 .. 1 that runs through a
 // ramp of the request's colours, colour 1 at t = 0 and the last at t = 1,
 // at stops placed for the look.
 // - Terrain: height = sum over 3 cells with the octaves asked for; the
@@ -50,9 +49,16 @@
 //   is what sea sends for its power.
 // - Slime: a billowed sum over 2f cells under a strong warp, glossy at its
 //   peaks.
-// - Granite: cellular crystals over 8f cells, octave k at 8f x 2^k cells;
-//   each crystal takes one of the seven colours by the weighted sum of its
-//   cells' seeded values, with a faint grain.
+// - Granite: cellular crystals over 8f cells, octave k at 8f x 2^k cells,
+//   no octave but the first with cells under six pixels across. Looked
+//   through from the coarsest, each octave turns six in ten of its cells
+//   into crystals and leaves the rest, and seams between some crystals, to
+//   the finer ones; the finest takes all that is left. The large crystals
+//   are feldspar (colours 3 to 7), the finer mass adds quartz (colour 4)
+//   and dark mica (colours 1 and 2). Every grain has its own shade, a
+//   clouding over 32f cells, and, where they are some pixels apart, bands at
+//   its own angle; the pattern is bent by a soft warp over 8f cells. The
+//   colours are used as they are, not laid along a ramp.
 // - Wood: 6f rings down the picture, bent by a sum over 2f cells with the
 //   octaves asked for (one from the plug-in), with a fine stretched grain;
 //   colour 1 is early wood, colour 3 the ring line.
@@ -131,6 +137,7 @@ struct Service {
     float gx[kTable], gy[kTable];
     float jx[kTable], jy[kTable];  // feature points inside their cells
     float value[kTable];           // a seeded value per cell, 0 .. 1
+    float weight[kTable];          // granite: how far each cell's crystal reaches
     Fractal fractal[kFractals];
     std::uint8_t ramp[kRamp][3];
 };
@@ -201,37 +208,46 @@ void GradientNoise(const Service& s, const Lattice& l, const float* X, const flo
     }
 }
 
-// Distances to the nearest and second-nearest feature points (in cells)
-// and the nearest one's seeded value.
+// Cellular noise weighted into a power diagram: every cell has one seeded
+// feature point carrying the weight of its hash, and a sample belongs to
+// the point, among those of the 3 x 3 cells around it, whose squared
+// distance less its weight is least. Heavier points claim larger cells, all
+// of them bounded by straight edges. Gives the winner's and the runner-up's
+// hashes (which name their cells), the distance from the sample to the edge
+// between the two, and the winner's offset from the sample, all in cells.
 void CellularNoise(const Service& s, const Lattice& l, const float* X, const float* Y, int n,
-                   float* f1, float* f2, float* value) {
+                   int* cell, int* next, float* edge, float* ox, float* oy) {
     const std::uint16_t* p = s.perm;
     for (int i = 0; i < n; ++i) {
         const float x = X[i] * l.scaleX + l.shiftX, y = Y[i] * l.scaleY + l.shiftY;
         const int ix = FloorInt(x), iy = FloorInt(y);
-        float d1 = 1e30f, d2 = 1e30f;
-        int nearest = 0;
+        float d1 = 1e30f, d2 = 1e30f, x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+        int nearest = 0, second = 0;
         for (int dy = -1; dy <= 1; ++dy) {
             const int cy = Wrap(iy + dy, l.periodY) + l.hashY;
             const float ry = float(iy + dy) - y;
             for (int dx = -1; dx <= 1; ++dx) {
                 const int h = p[(p[(Wrap(ix + dx, l.periodX) + l.hashX) & kMask] + cy) & kMask];
                 const float ex = float(ix + dx) + s.jx[h] - x, ey = ry + s.jy[h];
-                const float d = ex * ex + ey * ey;
+                const float d = ex * ex + ey * ey - s.weight[h];
                 if (d < d1) {
-                    d2 = d1;
-                    d1 = d;
-                    nearest = h;
+                    d2 = d1, x2 = x1, y2 = y1, second = nearest;
+                    d1 = d, x1 = ex, y1 = ey, nearest = h;
                 } else if (d < d2) {
-                    d2 = d;
+                    d2 = d, x2 = ex, y2 = ey, second = h;
                 }
             }
         }
-        // The square root is correctly rounded in IEEE arithmetic, so it
-        // gives the same bits everywhere.
-        f1[i] = std::sqrt(d1);
-        f2[i] = std::sqrt(d2);
-        value[i] = s.value[nearest];
+        // The edge is the line where the two powers are equal; the sample
+        // lies (d2 - d1) / (2 |c2 - c1|) from it. The square root is
+        // correctly rounded in IEEE arithmetic, so it gives the same bits
+        // everywhere.
+        const float gap = std::sqrt((x2 - x1) * (x2 - x1) + (y2 - y1) * (y2 - y1));
+        cell[i] = nearest;
+        next[i] = second;
+        ox[i] = x1;
+        oy[i] = y1;
+        edge[i] = (d2 - d1) / (2.0f * gap + 1e-6f);
     }
 }
 
@@ -280,10 +296,12 @@ std::uint32_t ChannelSeed(std::uint32_t seed, int channel) {
 }
 
 // Octave lattices of a sum. `aspectX`, `aspectY` multiply the cell counts
-// of each axis. The draws of each channel come from their own generator,
-// so which octaves a Size cuts never changes the others.
+// of each axis. An octave after the first whose cells would be narrower than
+// `minPixels` is cut, with every finer one. The draws of each channel come
+// from their own generator, so which octaves a Size cuts never changes the
+// others.
 void Plan(Service& s, int channel, double cells, double lacunarity, double gain, int octaves,
-          Shape shape, int aspectX = 1, int aspectY = 1) {
+          Shape shape, int aspectX = 1, int aspectY = 1, double minPixels = 2.0) {
     Fractal& f = s.fractal[channel];
     Rng rng;
     rng.Seed(ChannelSeed(s.seed, channel));
@@ -297,7 +315,7 @@ void Plan(Service& s, int channel, double cells, double lacunarity, double gain,
         const double whole =
             s.tileable && c < 4.5e15 ? std::max(1.0, double(std::int64_t(c + 0.5))) : c;
         const double finest = whole * double(std::max(aspectX, aspectY));
-        cut = cut || (k > 0 && finest * 2.0 > double(s.size));
+        cut = cut || (k > 0 && finest * minPixels > double(s.size));
         if (cut) continue;
         Lattice& l = f.lattice[f.count];
         l.scaleX = float(whole * aspectX);
@@ -444,29 +462,121 @@ void ShadeSlime(const Service& s, const float* X, const float* Y, int n, std::ui
     Colour(s, t, n, rgb);
 }
 
-void PlanGranite(Service& s) {
-    Plan(s, 0, 12 * s.frequency, 2, 0.5, s.octaves, Shape::Plain);
-    Plan(s, 1, 96 * s.frequency, 2, 0.5, 1, Shape::Plain);
+// Granite is large crystals set in a finer-grained mass of smaller ones.
+// Colours 1 and 2 are the dark flecks (mica, hornblende), colour 3 the pale
+// feldspar, colour 4 the quartz, colours 5 to 7 the pink feldspar that makes
+// up most of the stone; the two tables give each colour's chance among the
+// large crystals and among the grains of the mass.
+constexpr float kCrystalColours[7] = {0.0f, 0.0f, 0.15f, 0.15f, 0.24f, 0.23f, 0.23f};
+constexpr float kMassColours[7] = {0.08f, 0.07f, 0.14f, 0.28f, 0.15f, 0.14f, 0.14f};
+enum Mineral { kDark, kPale, kQuartz, kFeldspar };
+constexpr Mineral kMineralOf[7] = {kDark, kDark, kPale, kQuartz, kFeldspar, kFeldspar, kFeldspar};
+constexpr int kFeldsparFirst = 4, kFeldsparColours = 3;
+// How much the clouding inside a grain moves its brightness, by mineral.
+constexpr float kCloud[4] = {0.0f, 0.12f, 0.2f, 0.14f};
+// How much the bands across a grain (the twinning of feldspar, the
+// cleavage of mica) raise its brightness, by mineral; mica's are added as
+// light, since its colour may be black.
+constexpr float kBands[4] = {20.0f, 0.045f, 0.0f, 0.05f};
+// The share of each layer's cells that grow into crystals; the rest of
+// the stone is left to the finer layers.
+constexpr float kCrystalShare = 0.6f;
+// Where a pair's seeded value says so, two neighbouring crystals stay this
+// far (in cells) from their shared edge and leave a seam of finer grains.
+constexpr float kSeam = 0.1f;
+constexpr float kSeamShare = 0.3f;
+// No layer of crystals but the first is drawn with grains under this many
+// pixels across: smaller ones would only read as speckle.
+constexpr double kGrainPixels = 6.0;
+
+// Another seeded value of a cell, one for each salt.
+inline float GrainValue(const Service& s, int cell, int salt) {
+    return s.value[s.perm[(cell + salt) & kMask]];
 }
-// Every octave is a layer of smaller crystals; a crystal of a finer layer
-// shows over the coarser ones where its seeded value is below 0.4.
+// The colour that `v` in 0 .. 1 falls on when each takes its chance in turn.
+inline int PickColour(const float* chances, float v) {
+    int c = 0;
+    while (c < 6 && v >= chances[c]) v -= chances[c++];
+    return c;
+}
+
+void PlanGranite(Service& s) {
+    Plan(s, 0, 8 * s.frequency, 2, 0.5, s.octaves, Shape::Plain, 1, 1, kGrainPixels);
+    Plan(s, 1, 8 * s.frequency, 2, 0.5, 1, Shape::Plain);
+    Plan(s, 2, 8 * s.frequency, 2, 0.5, 1, Shape::Plain);
+    Plan(s, 3, 32 * s.frequency, 2, 0.5, 5, Shape::Plain);
+    // Weights of up to 0.12 square cells vary the crystals' sizes, small
+    // enough that the 3 x 3 search nearly always finds the winner.
+    for (int h = 0; h < kTable; ++h) s.weight[h] = 0.12f * GrainValue(s, h, 1);
+}
+// The layers of crystals are looked through from the coarsest down: a
+// sample belongs to the first layer whose cell there is a crystal (and not
+// in a seam), else to the finest layer's grain, so each layer only works
+// on the samples the coarser ones left. The whole pattern is bent a
+// little, so edges are not quite straight.
 void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
-    float f1[kChunk], f2[kChunk], v[kChunk], pick[kChunk], grain[kChunk];
+    float wx[kChunk] = {}, wy[kChunk] = {}, cloud[kChunk];
+    float cx[kChunk], cy[kChunk], edge[kChunk], ox[kChunk], oy[kChunk];
+    float scale[kChunk], bx[kChunk], by[kChunk];
+    int todo[kChunk], cell[kChunk], next[kChunk], colour[kChunk], grain[kChunk];
     const Fractal& f = s.fractal[0];
-    for (int k = 0; k < f.count; ++k) {
-        CellularNoise(s, f.lattice[k], X, Y, n, f1, f2, v);
-        for (int i = 0; i < n; ++i) {
-            const float over = k == 0 ? 0.0f : v[i] * 2.5f;
-            if (over < 1.0f) pick[i] = k == 0 ? v[i] : over;
+    Warp(s, s.fractal[1], s.fractal[2], 0.1f / f.lattice[0].scaleX, X, Y, n, wx, wy);
+    int m = n;
+    for (int i = 0; i < n; ++i) todo[i] = i;
+    for (int k = 0; k < f.count && m > 0; ++k) {
+        for (int j = 0; j < m; ++j) cx[j] = wx[todo[j]], cy[j] = wy[todo[j]];
+        CellularNoise(s, f.lattice[k], cx, cy, m, cell, next, edge, ox, oy);
+        const bool last = k == f.count - 1;
+        const float* chances = k == 0 ? kCrystalColours : kMassColours;
+        int left = 0;
+        for (int j = 0; j < m; ++j) {
+            const float v = s.value[cell[j]];
+            const bool crystal = v < kCrystalShare;
+            const bool seam = edge[j] < kSeam && s.value[next[j]] < kCrystalShare &&
+                              GrainValue(s, cell[j] ^ next[j], 4) < kSeamShare;
+            const int i = todo[j];
+            if (crystal && (last || !seam)) {
+                colour[i] = PickColour(chances, v / kCrystalShare);
+            } else if (last) {
+                colour[i] = PickColour(kMassColours, (v - kCrystalShare) / (1.0f - kCrystalShare));
+            } else {
+                todo[left++] = i;
+                continue;
+            }
+            grain[i] = cell[j];
+            scale[i] = f.lattice[k].scaleX;
+            bx[i] = ox[j];
+            by[i] = oy[j];
         }
+        m = left;
     }
-    GradientNoise(s, s.fractal[1].lattice[0], X, Y, n, grain);
+    Sum(s, s.fractal[3], wx, wy, n, cloud);
     for (int i = 0; i < n; ++i) {
-        const int c = std::min(s.colourCount - 1, int(pick[i] * float(s.colourCount)));
-        const float shade = 1.0f + 0.1f * grain[i];
+        const int c = colour[i], g = grain[i];
+        const Mineral mineral = kMineralOf[c];
+        // A feldspar grain's shade lies between its colour and the next.
+        const int c2 =
+            mineral == kFeldspar ? kFeldsparFirst + (c - kFeldsparFirst + 1) % kFeldsparColours : c;
+        const float mix = 0.5f * GrainValue(s, g, 3);
+        float t = (0.94f + 0.1f * GrainValue(s, g, 2)) * (1.0f + kCloud[mineral] * cloud[i]);
+        // Bands across the grain at its own angle and spacing, measured from
+        // its feature point (so they agree across a tile's wrap), shown only
+        // where they are some pixels apart.
+        const int a = s.perm[(g + 5) & kMask];
+        const float bands = 5.0f + 4.0f * GrainValue(s, g, 6);
+        const float q = (bx[i] * s.gx[a] + by[i] * s.gy[a]) * bands + 0.4f * cloud[i];
+        const float r = std::fabs(2.0f * (q - float(FloorInt(q))) - 1.0f);
+        const float seen = SmoothStep(3.0f, 8.0f, float(s.size) / (bands * scale[i]));
+        const float band = kBands[mineral] * seen * SmoothStep(0.55f, 0.85f, r);
+        float lift = 0.0f;
+        if (mineral == kDark)
+            lift = 40.0f * Clamp01(2.0f * cloud[i]) + band;  // the sheen of mica
+        else
+            t += band;
         for (int ch = 0; ch < 3; ++ch) {
-            const float b = float((s.colours[c] >> (8 * ch)) & 0xFF) * shade;
-            rgb[3 * i + ch] = std::uint8_t(std::min(255.0f, b) + 0.5f);
+            const float p = float((s.colours[c] >> (8 * ch)) & 0xFF);
+            const float o = float((s.colours[c2] >> (8 * ch)) & 0xFF);
+            rgb[3 * i + ch] = std::uint8_t(std::min(255.0f, (p + mix * (o - p)) * t + lift) + 0.5f);
         }
     }
 }

@@ -16,7 +16,9 @@ constexpr Description kDescriptions[] = {
     {"absnoise",
      "Coherent noise of several families (value, Perlin, simplex, cellular, white "
      "and cubic) summed in fractal modes, coloured through its colour map."},
-    {"cgigranite", "Speckled granite from the external noise service."},
+    {"cgigranite",
+     "Granite: large feldspar crystals in a finer mass of quartz and dark mica, from "
+     "the external noise service."},
     {"cgijade", "Veined, translucent-looking jade from the external noise service."},
     {"cgisea", "A rippled sea surface from the external noise service."},
     {"cgisky", "A sky of soft clouds from the external noise service."},
