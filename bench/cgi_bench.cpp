@@ -7,11 +7,12 @@
 
 #include <string>
 
-#include "common/parallel.h"
+#include "app/kind_list.h"
+#include "app/session.h"
+#include "core/parallel.h"
+#include "kinds/cgi.h"
 #include "noisesvc/noise_service.h"
-#include "plugin/session.h"
 #include "tests/test_support.h"
-#include "textures/external/cgi.h"
 
 namespace {
 

@@ -9,10 +9,10 @@
 #include <cstring>
 #include <vector>
 
-#include "common/parallel.h"
-#include "common/random.h"
+#include "core/parallel.h"
+#include "core/random.h"
+#include "synth/fft.h"
 #include "tests/reference/terrain_literal.h"
-#include "textures/structured/fft.h"
 
 namespace {
 

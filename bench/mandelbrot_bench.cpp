@@ -7,10 +7,10 @@
 
 #include <vector>
 
-#include "common/parallel.h"
-#include "plugin/session.h"
+#include "app/session.h"
+#include "core/parallel.h"
+#include "kinds/mandelbrot/mandelbrot.h"
 #include "tests/reference/mandelbrot_literal.h"
-#include "textures/gradient/mandelbrot.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 // pages, which says nothing about the generators.
 #include <benchmark/benchmark.h>
 
-#include "common/parallel.h"
-#include "plugin/session.h"
+#include "app/session.h"
+#include "core/parallel.h"
+#include "kinds/noise/noise.h"
 #include "tests/reference/noise_literal.h"
-#include "textures/gradient/noise.h"
 
 namespace {
 

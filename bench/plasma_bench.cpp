@@ -8,10 +8,10 @@
 
 #include <string>
 
-#include "plugin/catalogue.h"
-#include "plugin/session.h"
+#include "app/kind_list.h"
+#include "app/session.h"
+#include "kinds/plasma/plasma.h"
 #include "tests/reference/plasma_literal.h"
-#include "textures/gradient/plasma.h"
 
 namespace {
 

@@ -9,20 +9,20 @@
 #include <cstring>
 #include <thread>
 
+#include "app/config_file.h"
+#include "app/help_page.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "app/session.h"
 #include "cli/image_io.h"
-#include "common/image.h"
-#include "common/parallel.h"
-#include "common/text.h"
-#include "common/tile_list.h"
-#include "plugin/catalogue.h"
-#include "plugin/config_file.h"
-#include "plugin/help_page.h"
-#include "plugin/presets.h"
-#include "plugin/session.h"
-#include "textures/external/cgi.h"
-#include "textures/gradient/fountain_library.h"
-#include "textures/structured/matrix.h"
-#include "textures/structured/matrix_library.h"
+#include "colour/fountain_library.h"
+#include "core/image.h"
+#include "core/parallel.h"
+#include "core/text.h"
+#include "core/tile_list.h"
+#include "kinds/cgi.h"
+#include "kinds/matrix/matrix.h"
+#include "kinds/matrix/matrix_library.h"
 
 namespace tsn::cli {
 

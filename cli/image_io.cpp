@@ -17,10 +17,10 @@
 #include <thread>
 #include <vector>
 
+#include "app/session.h"
 #include "cli/png_filter.h"
-#include "common/image.h"
-#include "common/parallel.h"
-#include "plugin/session.h"
+#include "core/image.h"
+#include "core/parallel.h"
 
 namespace tsn {
 

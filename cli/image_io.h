@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/platform.h"
+#include "core/platform.h"
 
 namespace tsn {
 

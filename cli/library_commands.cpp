@@ -5,11 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/config_file.h"
 #include "cli/commands.h"
 #include "cli/image_io.h"
-#include "common/colour_database.h"
-#include "plugin/config_file.h"
-#include "textures/gradient/fountain_library.h"
+#include "colour/colour_database.h"
+#include "colour/fountain_library.h"
 
 namespace tsn::cli {
 

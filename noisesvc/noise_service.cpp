@@ -77,10 +77,10 @@
 #include <cstdint>
 #include <cstring>
 
-#include "common/detmath.h"
-#include "common/image.h"
-#include "common/parallel.h"
-#include "common/random.h"
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/parallel.h"
+#include "core/random.h"
 
 namespace tsn {
 

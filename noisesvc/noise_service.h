@@ -3,7 +3,7 @@
 // noise_service.cpp.
 #pragma once
 
-#include "common/platform.h"
+#include "core/platform.h"
 #include "noisesvc/noise_request.h"
 
 namespace tsn {

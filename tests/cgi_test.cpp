@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "common/image.h"
+#include "app/kind_list.h"
+#include "core/image.h"
+#include "kinds/cgi.h"
 #include "noisesvc/noise_service.h"
 #include "tests/test_support.h"
-#include "textures/external/cgi.h"
 
 namespace tsn {
 namespace {

@@ -8,12 +8,12 @@
 #include <cstring>
 #include <filesystem>
 
-#include "plugin/catalogue.h"
-#include "plugin/master_record.h"
+#include "app/kind_list.h"
+#include "colour/fountain.h"
+#include "colour/fountain_library.h"
+#include "kind/master_record.h"
+#include "kinds/matrix/matrix_library.h"
 #include "tests/cli_support.h"
-#include "textures/gradient/fountain.h"
-#include "textures/gradient/fountain_library.h"
-#include "textures/structured/matrix_library.h"
 
 namespace tsn {
 namespace {

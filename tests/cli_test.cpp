@@ -8,13 +8,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/presets.h"
 #include "cli/image_io.h"
 #include "cli/png_filter.h"
-#include "common/image.h"
-#include "plugin/presets.h"
+#include "core/image.h"
+#include "kinds/noise/noise.h"
 #include "tests/cli_support.h"
 #include "tests/test_support.h"
-#include "textures/gradient/noise.h"
 
 namespace tsn {
 namespace {
@@ -302,9 +302,9 @@ TEST_F(Cli, RequestWritesTheNoiseRequestOfACgiKind) {
 }  // namespace
 }  // namespace tsn
 
-#include "common/colour_database.h"
-#include "plugin/catalogue.h"
-#include "textures/gradient/fountain_library.h"
+#include "app/kind_list.h"
+#include "colour/colour_database.h"
+#include "colour/fountain_library.h"
 
 namespace tsn {
 namespace {

@@ -3,11 +3,11 @@
 #include <cmath>
 #include <limits>
 
-#include "common/image.h"
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
+#include "core/image.h"
+#include "kinds/clouds.h"
 #include "tests/reference/clouds_literal.h"
 #include "tests/test_support.h"
-#include "textures/gradient/clouds.h"
 
 namespace tsn {
 namespace {

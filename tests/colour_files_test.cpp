@@ -5,9 +5,9 @@
 
 #include <cstring>
 
-#include "common/colour_database.h"
+#include "colour/colour_database.h"
+#include "colour/fountain_library.h"
 #include "tests/test_support.h"
-#include "textures/gradient/fountain_library.h"
 
 namespace tsn {
 namespace {

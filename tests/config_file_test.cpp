@@ -3,7 +3,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "plugin/config_file.h"
+#include "app/config_file.h"
 #include "tests/test_support.h"
 
 namespace tsn {

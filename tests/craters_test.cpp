@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstring>
 
-#include "common/image.h"
-#include "plugin/catalogue.h"
-#include "plugin/presets.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "core/image.h"
+#include "kinds/craters.h"
 #include "tests/test_support.h"
-#include "textures/gradient/craters.h"
 
 namespace tsn {
 namespace {

@@ -5,11 +5,11 @@
 #include <cstdlib>
 #include <limits>
 
-#include "common/image.h"
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
+#include "core/image.h"
+#include "kinds/ripples.h"
 #include "tests/reference/ripples_literal.h"
 #include "tests/test_support.h"
-#include "textures/structured/ripples.h"
 
 namespace tsn {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "common/detmath.h"
+#include "core/detmath.h"
 
 namespace tsn {
 namespace {

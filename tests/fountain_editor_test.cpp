@@ -2,7 +2,7 @@
 // added marker lands, and how deleting keeps the markers in order.
 #include <gtest/gtest.h>
 
-#include "textures/gradient/fountain_editor.h"
+#include "colour/fountain_editor.h"
 
 namespace tsn {
 namespace {

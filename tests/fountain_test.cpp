@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "common/image.h"
-#include "common/random.h"
+#include "colour/fountain.h"
+#include "core/image.h"
+#include "core/random.h"
 #include "tests/test_support.h"
-#include "textures/gradient/fountain.h"
 
 namespace tsn {
 namespace {

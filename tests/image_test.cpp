@@ -4,8 +4,8 @@
 #include <cstring>
 #include <vector>
 
-#include "common/image.h"
-#include "common/parallel.h"
+#include "core/image.h"
+#include "core/parallel.h"
 #include "tests/test_support.h"
 
 namespace tsn {

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "common/page.h"
-#include "common/parallel.h"
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
+#include "core/page.h"
+#include "core/parallel.h"
 #include "tests/test_support.h"
 
 namespace tsn {

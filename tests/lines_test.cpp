@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "common/lines.h"
-#include "common/random.h"
-#include "common/surface.h"
+#include "core/lines.h"
+#include "core/random.h"
+#include "core/surface.h"
 
 namespace tsn {
 namespace {

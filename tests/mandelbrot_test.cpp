@@ -5,13 +5,13 @@
 #include <cstring>
 #include <limits>
 
-#include "common/image.h"
-#include "common/parallel.h"
-#include "plugin/catalogue.h"
-#include "plugin/presets.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "core/image.h"
+#include "core/parallel.h"
+#include "kinds/mandelbrot/mandelbrot.h"
 #include "tests/reference/mandelbrot_literal.h"
 #include "tests/test_support.h"
-#include "textures/gradient/mandelbrot.h"
 
 namespace tsn {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <memory>
 
-#include "plugin/catalogue.h"
-#include "plugin/master_record.h"
+#include "app/kind_list.h"
+#include "kind/master_record.h"
 #include "tests/test_support.h"
 
 namespace tsn {

@@ -5,13 +5,14 @@
 #include <cstring>
 #include <filesystem>
 
-#include "common/image.h"
-#include "common/tile_list.h"
-#include "plugin/config_file.h"
-#include "plugin/session.h"
+#include "app/config_file.h"
+#include "app/kind_list.h"
+#include "app/session.h"
+#include "core/image.h"
+#include "core/tile_list.h"
+#include "kinds/matrix/matrix.h"
+#include "kinds/matrix/matrix_library.h"
 #include "tests/test_support.h"
-#include "textures/structured/matrix.h"
-#include "textures/structured/matrix_library.h"
 
 namespace tsn {
 namespace {

@@ -3,12 +3,12 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "common/image.h"
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
+#include "core/image.h"
+#include "kinds/absnoise.h"
+#include "synth/noise2d.h"
 #include "tests/reference/noise2d_literal.h"
 #include "tests/test_support.h"
-#include "textures/external/absnoise.h"
-#include "textures/external/noise2d.h"
 
 namespace tsn {
 namespace {

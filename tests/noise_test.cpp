@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "common/image.h"
-#include "common/parallel.h"
-#include "plugin/catalogue.h"
-#include "plugin/presets.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "core/image.h"
+#include "core/parallel.h"
+#include "kinds/noise/noise.h"
 #include "tests/reference/noise_literal.h"
 #include "tests/test_support.h"
-#include "textures/gradient/noise.h"
 
 namespace tsn {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <vector>
 
-#include "common/page.h"
-#include "plugin/page_fields.h"
-#include "plugin/page_table.h"
+#include "core/page.h"
+#include "kind/page_fields.h"
+#include "kind/page_table.h"
 
 namespace tsn {
 namespace {

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "common/page.h"
-#include "plugin/page_table.h"
+#include "core/page.h"
+#include "kind/page_table.h"
+#include "kinds/noise/noise.h"
 #include "tests/test_support.h"
-#include "textures/gradient/noise.h"
 
 namespace tsn {
 namespace {

@@ -4,10 +4,10 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "common/image.h"
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
+#include "core/image.h"
+#include "kinds/particle.h"
 #include "tests/test_support.h"
-#include "textures/gradient/particle.h"
 
 namespace tsn {
 namespace {

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "common/detmath.h"
-#include "common/image.h"
-#include "common/page.h"
-#include "plugin/catalogue.h"
-#include "plugin/config_file.h"
+#include "app/config_file.h"
+#include "app/kind_list.h"
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "kinds/pipes.h"
 #include "tests/test_support.h"
-#include "textures/external/pipes.h"
 
 namespace tsn {
 namespace {

@@ -4,13 +4,13 @@
 #include <utility>
 #include <vector>
 
-#include "common/image.h"
-#include "common/simd.h"
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
+#include "core/image.h"
+#include "core/simd.h"
+#include "kinds/plasma/plasma.h"
+#include "kinds/plasma/plasma_draws.h"
 #include "tests/reference/plasma_literal.h"
 #include "tests/test_support.h"
-#include "textures/gradient/plasma.h"
-#include "textures/gradient/plasma_draws.h"
 
 namespace tsn {
 namespace {

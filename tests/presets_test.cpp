@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "plugin/catalogue.h"
-#include "plugin/presets.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
 #include "tests/test_support.h"
 
 namespace tsn {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "common/random.h"
+#include "core/random.h"
 
 namespace tsn {
 namespace {

@@ -2,11 +2,12 @@
 
 #include <cmath>
 
-#include "common/detmath.h"
-#include "common/image.h"
-#include "common/random.h"
+#include "app/kind_list.h"
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/random.h"
+#include "kinds/scratch.h"
 #include "tests/test_support.h"
-#include "textures/structured/scratch.h"
 
 namespace tsn {
 namespace {

@@ -4,13 +4,13 @@
 #include <cstring>
 #include <vector>
 
-#include "common/detmath.h"
-#include "common/parallel.h"
-#include "common/platform.h"
-#include "common/random.h"
+#include "core/detmath.h"
+#include "core/parallel.h"
+#include "core/platform.h"
+#include "core/random.h"
+#include "synth/fft.h"
+#include "synth/spectral.h"
 #include "tests/reference/terrain_literal.h"
-#include "textures/structured/fft.h"
-#include "textures/structured/spectral.h"
 
 namespace tsn {
 namespace {

@@ -4,15 +4,15 @@
 #include <cstring>
 #include <vector>
 
-#include "common/image.h"
-#include "common/page.h"
-#include "plugin/catalogue.h"
-#include "plugin/session.h"
+#include "app/kind_list.h"
+#include "app/session.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "kinds/surface.h"
+#include "kinds/terrain.h"
+#include "synth/spectral.h"
 #include "tests/reference/terrain_literal.h"
 #include "tests/test_support.h"
-#include "textures/structured/spectral.h"
-#include "textures/structured/surface.h"
-#include "textures/structured/terrain.h"
 
 namespace tsn {
 namespace {

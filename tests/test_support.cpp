@@ -1,4 +1,5 @@
 #include "tests/test_support.h"
+#include "app/kind_list.h"
 
 #include <gtest/gtest.h>
 

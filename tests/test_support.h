@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "common/image.h"
-#include "common/platform.h"
-#include "common/simd.h"
-#include "plugin/session.h"
+#include "app/session.h"
+#include "core/image.h"
+#include "core/platform.h"
+#include "core/simd.h"
 
 namespace tsn::test {
 

@@ -8,12 +8,12 @@
 #include <functional>
 #include <string>
 
-#include "plugin/catalogue.h"
-#include "plugin/config_file.h"
-#include "plugin/master_record.h"
-#include "plugin/presets.h"
+#include "app/config_file.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "colour/fountain.h"
+#include "kind/master_record.h"
 #include "tests/test_support.h"
-#include "textures/gradient/fountain.h"
 
 namespace tsn {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/image_io.h"
-#include "common/image.h"
+#include "core/image.h"
 
 int main(int argc, char** argv) {
     using namespace tsn;

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <string>
 
-#include "plugin/catalogue.h"
-#include "plugin/help_page.h"
+#include "app/help_page.h"
+#include "kind/descriptor.h"
 
 namespace {
 bool Write(const std::string& path, const std::string& text) {

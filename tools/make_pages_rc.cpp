@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <string>
 
-#include "plugin/catalogue.h"
-#include "plugin/page_layout.h"
+#include "app/kind_list.h"
+#include "kind/page_layout.h"
 
 namespace {
 

@@ -7,8 +7,9 @@
 #include <cstring>
 #include <string>
 
-#include "common/image.h"
-#include "plugin/session.h"
+#include "app/kind_list.h"
+#include "app/session.h"
+#include "core/image.h"
 
 namespace {
 

@@ -32,6 +32,9 @@ run_ctest() {
   failed=$((failed + f))
 }
 
+echo "== layers"
+bash tools/check-layers.sh
+
 echo "== native build"
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j 2

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "common/colour_database.h"
+#include "colour/colour_database.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

@@ -1,5 +1,5 @@
 // The configuration file is plain text that users edit by hand.
-#include "plugin/config_file.h"
+#include "app/config_file.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "colour/fountain_library.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "textures/gradient/fountain_library.h"
 
 using namespace tsn;
 

@@ -7,13 +7,13 @@
 #include <cstring>
 #include <filesystem>
 
-#include "common/page.h"
-#include "common/parallel.h"
-#include "common/platform.h"
-#include "plugin/catalogue.h"
-#include "plugin/page_table.h"
-#include "plugin/presets.h"
-#include "plugin/session.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "app/session.h"
+#include "core/page.h"
+#include "core/parallel.h"
+#include "core/platform.h"
+#include "kind/page_table.h"
 
 namespace tsn::fuzz {
 

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "cli/image_io.h"
+#include "kinds/matrix/matrix_library.h"
+#include "kinds/pipes.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "textures/external/pipes.h"
-#include "textures/structured/matrix_library.h"
 
 using namespace tsn;
 

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <string>
 
-#include "common/page.h"
-#include "common/tile_list.h"
+#include "core/page.h"
+#include "core/tile_list.h"
+#include "kinds/matrix/matrix.h"
+#include "kinds/matrix/matrix_library.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "textures/structured/matrix.h"
-#include "textures/structured/matrix_library.h"
 
 using namespace tsn;
 

@@ -13,19 +13,19 @@
 
 #include <cstring>
 
+#include "app/config_file.h"
+#include "app/kind_list.h"
+#include "app/presets.h"
+#include "app/session.h"
 #include "cli/image_io.h"
-#include "common/colour_database.h"
-#include "common/image.h"
-#include "common/platform.h"
-#include "common/tile_list.h"
-#include "plugin/catalogue.h"
-#include "plugin/config_file.h"
-#include "plugin/master_record.h"
-#include "plugin/presets.h"
-#include "plugin/session.h"
-#include "textures/external/pipes.h"
-#include "textures/gradient/fountain_library.h"
-#include "textures/structured/matrix_library.h"
+#include "colour/colour_database.h"
+#include "colour/fountain_library.h"
+#include "core/image.h"
+#include "core/platform.h"
+#include "core/tile_list.h"
+#include "kind/master_record.h"
+#include "kinds/matrix/matrix_library.h"
+#include "kinds/pipes.h"
 
 using namespace tsn;
 

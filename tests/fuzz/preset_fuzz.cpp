@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "plugin/catalogue.h"
-#include "plugin/presets.h"
+#include "app/presets.h"
+#include "kind/descriptor.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "plugin/catalogue.h"
+#include "app/kind_list.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

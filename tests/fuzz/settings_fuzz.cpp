@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "plugin/master_record.h"
+#include "kind/master_record.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "common/random.h"
+#include "core/random.h"
 
 namespace tsn::reference {
 

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <cstring>
 
-#include "common/image.h"
-#include "common/page.h"
-#include "textures/gradient/mandelbrot.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "kinds/mandelbrot/mandelbrot.h"
 
 namespace tsn::reference {
 

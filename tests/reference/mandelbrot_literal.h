@@ -3,7 +3,7 @@
 // fountain rendered and copied, the square coloured whole and then cut.
 #pragma once
 
-#include "plugin/master_record.h"
+#include "kind/master_record.h"
 
 namespace tsn::reference {
 

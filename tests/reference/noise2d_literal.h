@@ -4,7 +4,7 @@
 // no compile-time dispatch. What NoiseAt must equal for these bases.
 #pragma once
 
-#include "textures/external/noise2d.h"
+#include "synth/noise2d.h"
 
 namespace tsn::reference {
 

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/image.h"
-#include "common/page.h"
-#include "textures/gradient/noise.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "kinds/noise/noise.h"
 
 namespace tsn::reference {
 

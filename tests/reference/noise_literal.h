@@ -3,7 +3,7 @@
 // lattice. It is slow on purpose: it is what the fast generator must equal.
 #pragma once
 
-#include "plugin/master_record.h"
+#include "kind/master_record.h"
 
 namespace tsn::reference {
 

@@ -1,8 +1,8 @@
 #include "tests/reference/plasma_literal.h"
 
-#include "common/image.h"
-#include "common/page.h"
-#include "textures/gradient/plasma.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "kinds/plasma/plasma.h"
 
 namespace tsn::reference {
 

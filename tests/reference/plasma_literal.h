@@ -4,7 +4,7 @@
 // direct-row version must equal.
 #pragma once
 
-#include "plugin/master_record.h"
+#include "kind/master_record.h"
 
 namespace tsn::reference {
 

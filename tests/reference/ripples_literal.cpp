@@ -4,9 +4,9 @@
 #include <cmath>
 #include <vector>
 
-#include "common/detmath.h"
-#include "common/image.h"
-#include "common/random.h"
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/random.h"
 
 namespace tsn::reference {
 

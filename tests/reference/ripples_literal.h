@@ -4,8 +4,8 @@
 // level or two of it.
 #pragma once
 
-#include "common/platform.h"
-#include "textures/structured/ripples.h"
+#include "core/platform.h"
+#include "kinds/ripples.h"
 
 namespace tsn::reference {
 

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <utility>
 
-#include "common/detmath.h"
-#include "common/image.h"
-#include "common/packed.h"
-#include "common/random.h"
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/packed.h"
+#include "core/random.h"
 
 namespace tsn::reference {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/platform.h"
+#include "core/platform.h"
 
 namespace tsn::reference {
 

@@ -1,0 +1,585 @@
+#include "kinds/clouds.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "core/parallel.h"
+#include "core/random.h"
+#include "kind/page_fields.h"
+#include "synth/fft.h"
+
+namespace tsn {
+
+namespace {
+
+using namespace fields;
+
+#define CLOU(f) static_cast<std::uint32_t>(offsetof(CloudsParameters, f))
+const PageField kCloudsFields[] = {
+    Width(CLOU(width), kCloudsWidthId, 800, 800, 16),
+    Depth(CLOU(depth), kCloudsDepthId, 600, 800, 16),
+    Seed(CLOU(seed), kCloudsSeedId, 4711),
+    Scroll("radius", "Radius:", FieldType::I32, CLOU(radius), kCloudsRadiusId, 5, 400, 80, 1,
+           "planet radius in percent of half the smaller side; above 100 the planet overfills "
+           "the picture"),
+    Scroll("centreX", "Centre X:", FieldType::I32, CLOU(centreX), kCloudsCentreXId, -100, 100, 0, 1,
+           "planet centre right of the picture's centre, percent of half the width"),
+    Scroll("centreY", "Centre Y:", FieldType::I32, CLOU(centreY), kCloudsCentreYId, -100, 100, 0, 1,
+           "planet centre below the picture's centre, percent of half the depth"),
+    Scroll("lightAngle", "Sun angle:", FieldType::I32, CLOU(lightAngle), kCloudsLightAngleId, 0,
+           359, 140, 1, "direction of the sun in the picture, degrees (0 right, 90 top)"),
+    Scroll("phase", "Phase:", FieldType::I32, CLOU(phase), kCloudsPhaseId, 0, 180, 60, 1,
+           "degrees between viewer and sun as seen from the planet: 0 full, 90 half lit, "
+           "near 180 a thin crescent"),
+    Scroll("spin", "Spin:", FieldType::I32, CLOU(spin), kCloudsSpinId, 0, 359, 0, 1,
+           "degrees the planet is turned about its axis"),
+    Scroll("tilt", "Tilt:", FieldType::I32, CLOU(tilt), kCloudsTiltId, -90, 90, 20, 1,
+           "degrees the north pole leans toward the viewer"),
+    Scroll("cover", "Cloud cover:", FieldType::I32, CLOU(cover), kCloudsCoverId, 0, 100, 40, 1,
+           "percent of the planet under cloud"),
+    Scroll("scale", "Weather size:", FieldType::F64, CLOU(scale), kCloudsScaleId, 0.2, 4.0, 1.0, 10,
+           "size of the cloud systems: larger values give more, smaller systems"),
+    Scroll("swirl", "Swirl:", FieldType::I32, CLOU(swirl), kCloudsSwirlId, 0, 100, 70, 1,
+           "percent by which the clouds are twisted into eddies"),
+    Scroll("bands", "Bands:", FieldType::I32, CLOU(bands), kCloudsBandsId, 0, 100, 0, 1,
+           "percent by which the clouds are drawn out along latitudes, as on a gas giant"),
+    Scroll("roughness", "Roughness:", FieldType::F64, CLOU(roughness), kCloudsRoughnessId, 0.8, 2.5,
+           2.0, 100,
+           "how fast the field's detail fades: the amplitudes fall as frequency^-roughness; "
+           "larger is smoother"),
+    Scroll("gridBits", "Detail:", FieldType::I32, CLOU(gridBits), kCloudsGridId, 6, 11, 9, 1,
+           "the cloud field is synthesised on a grid of at most 2^detail cells square; "
+           "smaller planets use a smaller grid of the same field"),
+    Scroll("land", "Land:", FieldType::I32, CLOU(land), kCloudsLandId, 0, 100, 35, 1,
+           "percent of the surface that is land; 0 gives an ocean world"),
+    Scroll("ice", "Ice caps:", FieldType::I32, CLOU(ice), kCloudsIceId, 0, 100, 14, 1,
+           "polar ice, percent of the way from the poles to the equator"),
+    Edit("stars", "Stars:", CLOU(stars), kCloudsStarsId, 0, 5000, 500, 500, Role::Plain,
+         "stars per million pixels of space"),
+    Check("atmosphere", "Atmosphere", FieldType::U32, CLOU(atmosphere), kCloudsAtmosphereId, 1,
+          "haze over the limb and a glowing rim of air around the planet"),
+    Scroll("glow", "Air height:", FieldType::I32, CLOU(glow), kCloudsGlowId, 1, 30, 5, 1,
+           "height of the atmosphere's glow, percent of the radius"),
+    Colour("atmosphereColour", "Air colour:", CLOU(atmosphereColour), kCloudsAtmosphereColourId,
+           0xFFB060, "colour of the atmosphere's glow"),
+    Colour("cloudColour", "Cloud colour:", CLOU(cloudColour), kCloudsCloudColourId, 0xFFFFFF,
+           "colour of the clouds in full sun"),
+    Colour("oceanColour", "Ocean colour:", CLOU(oceanColour), kCloudsOceanColourId, 0x6A3210,
+           "colour of deep water (or of the ground under a gas giant's clouds)"),
+    Colour("landColour", "Land colour:", CLOU(landColour), kCloudsLandColourId, 0x3C7A5A,
+           "colour of the lowlands; highlands are darker"),
+    Colour("spaceColour", "Space colour:", CLOU(spaceColour), kCloudsSpaceColourId, 0x000000,
+           "colour behind the planet and stars"),
+};
+#undef CLOU
+
+// The preset list and its add, delete and load buttons.
+constexpr std::uint32_t kCloudsPresets[] = {kCloudsPresetListId, 311, 312, 313, 0};
+
+const PageTable kCloudsPage = TableOf(kCloudsFields, kCloudsPresets);
+
+constexpr double kPi = 3.14159265358979323846;
+
+// A real field value clamped into [lo, hi]; a damaged (non-finite) one
+// takes `fallback`.
+double Sane(double v, double lo, double hi, double fallback) {
+    if (!std::isfinite(v)) return fallback;
+    return std::clamp(v, lo, hi);
+}
+
+// The generator state that draws coefficient (kx, ky): a mix of the seed
+// and the frequency, so every coefficient has a stream of its own.
+std::uint32_t CoefficientSeed(std::uint32_t seed, int kx, int ky) {
+    std::uint32_t h = seed * 0x9E3779B1u;
+    h ^= std::uint32_t(kx + 0x8000) * 0x85EBCA77u;
+    h = (h ^ (h >> 15)) * 0x2C1B3C6Du;
+    h ^= std::uint32_t(ky + 0x8000) * 0xC2B2AE3Du;
+    h = (h ^ (h >> 13)) * 0x297A2D39u;
+    return h ^ (h >> 16);
+}
+
+struct Complex {
+    double re, im;
+};
+
+// Coefficient (kx, ky) of the canonical half plane: a Gaussian amplitude
+// (four uniform draws) times |k|^-roughness, then a uniform phase.
+Complex Coefficient(std::uint32_t seed, int kx, int ky, double roughness) {
+    Rng rng;
+    rng.Seed(CoefficientSeed(seed, kx, ky));
+    int sum = 0;
+    for (int k = 0; k < 4; ++k) sum += rng.Next();
+    const double gauss = (sum - 2.0 * 32767.0) / (32767.0 * 0.57735026918962576);
+    const double amplitude = gauss * DetPow(double(kx * kx + ky * ky), -0.5 * roughness);
+    const double phase = rng.Next() * (2.0 * kPi / 32768.0);
+    return {amplitude * DetCos(phase), amplitude * DetSin(phase)};
+}
+
+// Bilinear sample of the n x n periodic field at (u, v) in cells.
+inline float Sample(const float* f, int n, double u, double v) {
+    const double fu = std::floor(u), fv = std::floor(v);
+    const float tu = float(u - fu), tv = float(v - fv);
+    const int mask = n - 1;
+    const int i0 = int(fu) & mask, j0 = int(fv) & mask;
+    const int i1 = (i0 + 1) & mask, j1 = (j0 + 1) & mask;
+    const float* r0 = f + std::size_t(j0) * n;
+    const float* r1 = f + std::size_t(j1) * n;
+    const float a = r0[i0] + tu * (r0[i1] - r0[i0]);
+    const float b = r1[i0] + tu * (r1[i1] - r1[i0]);
+    return a + tv * (b - a);
+}
+
+struct Vec {
+    double x, y, z;
+};
+inline double Dot(const Vec& a, const Vec& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+// Latitude of a point on the unit sphere from its height (arcsine, within
+// a few hundred thousandths of a radian, from basic operations only).
+double Latitude(double y) {
+    const double a = std::min(1.0, std::fabs(y));
+    const double t = 1.5707288 + a * (-0.2121144 + a * (0.0742610 - 0.0187293 * a));
+    const double r = 1.57079632679489662 - std::sqrt(1.0 - a) * t;
+    return y < 0 ? -r : r;
+}
+
+inline double Smooth(double e0, double e1, double x) {
+    const double t = std::clamp((x - e0) / (e1 - e0), 0.0, 1.0);
+    return t * t * (3 - 2 * t);
+}
+
+// The field on the sphere: three planar projections blended by how squarely
+// the surface faces each axis, so there are no seams and no pinched poles.
+struct SphereField {
+    const float* f = nullptr;
+    int n = 0;
+    int octaves = 1;  // the grid, then scaled copies for detail it lacks
+    double swirl = 0;
+
+    // One planar projection at (a, b) (in field periods), twisted by the
+    // field itself, with its detail octaves.
+    float Plane(double a, double b, double ox, double oy, bool twist) const {
+        double u = (a + ox) * n, v = (b + oy) * n;
+        if (twist) {
+            // The twist moves the point once; the finer copies follow it,
+            // so their detail is carried along the same eddies.
+            const double k = swirl * n * 0.32;
+            const double du = Sample(f, n, u + 0.37 * n, v + 0.71 * n);
+            const double dv = Sample(f, n, u + 0.83 * n, v + 0.19 * n);
+            u += k * du;
+            v += k * dv;
+        }
+        float total = Sample(f, n, u, v), weight = 1;
+        for (int o = 1; o < octaves; ++o) {
+            // The next copy 4.3 times finer, scaled as the spectrum falls.
+            u = u * 4.3 + 0.29 * n;
+            v = v * 4.3 + 0.53 * n;
+            weight *= 0.16f;
+            total += weight * Sample(f, n, u, v);
+        }
+        return total;
+    }
+
+    float At(const Vec& p, double scale, double offset, bool twist) const {
+        double wx = p.x * p.x, wy = p.y * p.y, wz = p.z * p.z;
+        wx *= wx;
+        wy *= wy;
+        wz *= wz;
+        const double sum = wx + wy + wz;
+        wx /= sum;
+        wy /= sum;
+        wz /= sum;
+        // A plane that weighs under a hundredth is not sampled: it would
+        // change nothing visible, and most points need only one or two.
+        double v = 0;
+        if (wx >= 0.01) v += wx * Plane(p.y * scale, p.z * scale, offset, 0.11, twist);
+        if (wy >= 0.01) v += wy * Plane(p.z * scale, p.x * scale, 0.47 + offset, 0.61, twist);
+        if (wz >= 0.01) v += wz * Plane(p.x * scale, p.y * scale, 0.23, 0.89 + offset, twist);
+        // Blending lowers the contrast; this gives it back.
+        return float(v / std::sqrt(wx * wx + wy * wy + wz * wz));
+    }
+};
+
+struct Planet {
+    SphereField field;
+    double scale, bands, coverLevel, landLevel, iceLine;
+    bool hasLand, hasIce;
+    // Rows of the rotation from the viewer's frame to the planet's.
+    Vec m0, m1, m2;
+
+    Vec ToBody(const Vec& n) const { return {Dot(m0, n), Dot(m1, n), Dot(m2, n)}; }
+    double Cloud(const Vec& p) const {
+        // Broad systems plus streaks where a finer field crosses zero.
+        double c = field.At(p, scale, 0.0, true) +
+                   0.5 * (0.55 - std::fabs(field.At(p, scale * 1.7, 0.57, true)));
+        if (bands > 0) {
+            // Belts and zones of several widths, their edges rippled by
+            // the field.
+            const double lat = Latitude(p.y);
+            const double stripes =
+                DetSin(lat * 11.0 + 0.3 * c) + 0.6 * DetSin(lat * 29.0 + 0.15 * c);
+            c = (1 - bands) * c + bands * (2.0 * stripes + 0.3 * c);
+        }
+        return c;
+    }
+    // Continents, with finer detail so the coasts stay ragged however
+    // smooth the weather is.
+    double Height(const Vec& p) const {
+        return field.At(p, scale * 0.45, 0.31, false) + 0.3 * field.At(p, scale * 1.9, 0.13, false);
+    }
+};
+
+// Evenly spread points on the sphere, for the levels that give the asked
+// cloud and land cover.
+constexpr int kProbes = 2048;
+Vec Probe(int i) {
+    const double z = 1.0 - (2.0 * i + 1.0) / kProbes;
+    const double r = std::sqrt(1.0 - z * z);
+    double t = i * 0.38196601125010515;  // golden-angle turns
+    t -= std::floor(t);
+    const double a = t * 2 * kPi;
+    return {r * DetCos(a), r * DetSin(a), z};
+}
+double Level(double* values, int percentAbove) {
+    std::sort(values, values + kProbes);
+    const int k = std::clamp(kProbes - 1 - percentAbove * kProbes / 100, 0, kProbes - 1);
+    return values[k];
+}
+
+struct Rgb {
+    double r, g, b;
+};
+Rgb RgbOf(std::uint32_t c) {
+    return {double(c & 0xFF), double((c >> 8) & 0xFF), double((c >> 16) & 0xFF)};
+}
+Rgb Mix(const Rgb& a, const Rgb& b, double t) {
+    return {a.r + t * (b.r - a.r), a.g + t * (b.g - a.g), a.b + t * (b.b - a.b)};
+}
+Rgb Scale(const Rgb& a, double k) {
+    return {a.r * k, a.g * k, a.b * k};
+}
+Rgb Add(const Rgb& a, const Rgb& b) {
+    return {a.r + b.r, a.g + b.g, a.b + b.b};
+}
+std::uint8_t Byte(double v) {
+    return std::uint8_t(std::clamp(TruncToInt(v + 0.5), 0, 255));
+}
+
+struct Scene {
+    Planet planet;
+    double cx, cy, radius, air;  // air: glow height over the radius
+    bool atmosphere;
+    Vec sun, halfway;
+    Rgb airColour, cloudColour, oceanColour, landColour, spaceColour, iceColour, desertColour;
+
+    // The lit surface at unit normal n (viewer's frame).
+    Rgb Surface(const Vec& n) const {
+        const Planet& pl = planet;
+        const Vec p = pl.ToBody(n);
+        const double light = Dot(n, sun);
+        // Night: nothing of the surface shows, only the haze.
+        if (light <= -0.15) return Haze(Rgb{0, 0, 0}, n, light);
+        Rgb ground = oceanColour;
+        double wet = 1;
+        if (pl.hasLand) {
+            const double h = pl.Height(p);
+            if (h > pl.landLevel) {
+                const double up = std::clamp((h - pl.landLevel) / 1.6, 0.0, 1.0);
+                // Dry country where a slow field of climate runs high.
+                const double dry =
+                    0.75 * Smooth(0.3, 1.3, pl.field.At(p, pl.scale * 0.3, 0.77, false));
+                ground = Scale(Mix(landColour, desertColour, dry), 1.0 - 0.45 * up);
+                wet = 0;
+            } else {
+                // Shallow water near the coasts is lighter.
+                ground =
+                    Scale(oceanColour, 0.7 + 0.5 * Smooth(pl.landLevel - 0.8, pl.landLevel, h));
+            }
+        }
+        if (pl.hasIce && std::fabs(p.y) > pl.iceLine - 0.35) {
+            const double ice = Smooth(pl.iceLine - 0.03, pl.iceLine + 0.03,
+                                      std::fabs(p.y) + 0.05 * pl.field.At(p, 2.0, 0.7, false));
+            ground = Mix(ground, iceColour, ice);
+            wet *= 1 - ice;
+        }
+        const double cloud = Smooth(pl.coverLevel, pl.coverLevel + 1.3, pl.Cloud(p));
+        // A soft terminator: light wraps a little past the edge of the disc
+        // of day, as it does through an atmosphere.
+        const double day = Smooth(-0.12, 1.0, light) * 1.08;
+        Rgb c = Mix(Scale(ground, day), Scale(cloudColour, Smooth(-0.15, 0.9, light)), cloud);
+        wet *= 1 - pl.bands;  // a gas giant has no sea to glint
+        if (wet > 0 && light > 0) {
+            double s = std::max(0.0, Dot(n, halfway));
+            for (int k = 0; k < 6; ++k) s *= s;  // s^64
+            c = Add(c, Scale(Rgb{255, 245, 225}, 0.55 * s * wet * (1 - cloud)));
+        }
+        return Haze(c, n, light);
+    }
+
+    // Haze thickens toward the limb, where the line of sight grazes.
+    Rgb Haze(Rgb c, const Vec& n, double light) const {
+        if (!atmosphere) return c;
+        const double graze = 1 - n.z;
+        const double haze = graze * graze * graze;
+        const double lit = Smooth(-0.35, 0.6, light);
+        c = Mix(c, Scale(airColour, lit), 0.75 * haze);
+        return Add(c, Scale(airColour, 0.25 * haze * lit));
+    }
+
+    // The rim of air outside the disc, at distance d (pixels) from the
+    // centre along direction (dx, dy) (viewer's frame, y up).
+    Rgb Halo(double d, double dx, double dy) const {
+        const double h = (d / radius - 1.0) / air;
+        if (h > 6) return {0, 0, 0};
+        const Vec rim{dx / d, dy / d, 0.0};
+        const double lit = Smooth(-0.4, 0.6, Dot(rim, sun));
+        // Sunlight scattered forward makes a backlit planet ring with light.
+        const double back = std::max(0.0, -sun.z);
+        const double strength = (lit + 1.2 * back * back * back) * DetExp(-1.6 * h);
+        return Scale(airColour, 0.85 * strength);
+    }
+};
+
+void DrawStars(const ImageView& o, Rng& rng, long long count, double size) {
+    for (long long s = 0; s < count; ++s) {
+        const int x = TruncToInt(rng.Next() / 32768.0 * o.width);
+        const int y = TruncToInt(rng.Next() / 32768.0 * o.depth);
+        const double m = rng.Next() / 32767.0;
+        const double bright = 0.3 + 0.7 * m * m * m * m * m * m;
+        static const Rgb kTints[4] = {
+            {255, 255, 255}, {200, 220, 255}, {255, 236, 200}, {255, 210, 170}};
+        const Rgb tint = kTints[rng.Next() & 3];
+        const double r = (0.8 + 1.6 * bright) * size;
+        const int reach = TruncToInt(r) + 1;
+        for (int j = -reach; j <= reach; ++j)
+            for (int i = -reach; i <= reach; ++i) {
+                const int px = x + i, py = y + j;
+                if (px < 0 || py < 0 || px >= o.width || py >= o.depth) continue;
+                const double d = std::sqrt(double(i * i + j * j)) / r;
+                if (d >= 1) continue;
+                const double k = bright * (1 - d) * (1 - d);
+                std::uint8_t* p = o.Row(py) + 3 * px;
+                p[0] = Byte(p[0] + k * tint.b);
+                p[1] = Byte(p[1] + k * tint.g);
+                p[2] = Byte(p[2] + k * tint.r);
+            }
+    }
+}
+
+}  // namespace
+
+MemHandle CloudField(std::uint32_t seed, double roughness, int bits) {
+    if (bits < 1 || bits > kMaxFftLog2) return 0;
+    const int n = 1 << bits, half = n / 2;
+    const std::size_t cells = std::size_t(n) * n;
+    const MemHandle complexArray = MemAlloc(cells * 2 * sizeof(float));
+    const MemHandle out = MemAlloc(cells * sizeof(float));
+    auto* c = static_cast<float*>(MemLock(complexArray));
+    auto* f = static_cast<float*>(MemLock(out));
+    if (!c || !f) {
+        if (c) MemUnlock(complexArray);
+        if (f) MemUnlock(out);
+        MemFree(complexArray);
+        MemFree(out);
+        return 0;
+    }
+    // Row ky holds the coefficients of frequency ky (negative ones from
+    // n/2 on). Each one of the half plane ky > 0, or ky = 0 and kx > 0, is
+    // drawn once and its conjugate set at (-kx, -ky), so the transform is
+    // real. The Nyquist row and column stay zero.
+    auto put = [&](int kx, int ky, float re, float im) {
+        float* e = c + 2 * (std::size_t(ky & (n - 1)) * n + std::size_t(kx & (n - 1)));
+        e[0] = re;
+        e[1] = im;
+    };
+    PlanWork(half);
+    ParallelRows(half, [&](int y0, int y1) {
+        for (int ky = y0; ky < y1; ++ky)
+            for (int kx = -half + 1; kx < half; ++kx) {
+                if (ky == 0 && kx <= 0) continue;
+                const Complex k = Coefficient(seed, kx, ky, roughness);
+                put(kx, ky, float(k.re), float(k.im));
+                put(-kx, -ky, float(k.re), float(-k.im));
+            }
+    });
+    const bool done = Fft2D(c, n);
+    if (done) {
+        // Unit variance, so levels mean the same at every grid size; the
+        // rows' sums are added in order, whatever the threads did.
+        double sum = 0;
+        for (int y = 0; y < n; ++y) {
+            double row = 0;
+            const float* e = c + 2 * std::size_t(y) * n;
+            for (int x = 0; x < n; ++x) row += double(e[2 * x]) * e[2 * x];
+            sum += row;
+        }
+        const double k = sum > 0 ? 1.0 / std::sqrt(sum / double(cells)) : 0.0;
+        PlanWork(n);
+        ParallelRows(n, [&](int y0, int y1) {
+            for (std::size_t i = std::size_t(y0) * n; i < std::size_t(y1) * n; ++i)
+                f[i] = float(c[2 * i] * k);
+        });
+    }
+    MemUnlock(complexArray);
+    MemFree(complexArray);
+    MemUnlock(out);
+    if (!done) {
+        MemFree(out);
+        return 0;
+    }
+    return out;
+}
+
+MemHandle CloudsRender(MasterTextureRecord* rec) {
+    auto* b = reinterpret_cast<CloudsParameters*>(BlockAt(rec, kCloudsOffset));
+    const int w = ReadPageInteger(rec->dialog, kCloudsWidthId);
+    const int h = ReadPageInteger(rec->dialog, kCloudsDepthId);
+    b->width = w;
+    b->depth = h;
+    b->seed = ReadPageInteger(rec->dialog, kCloudsSeedId);
+    if (w < 1 || h < 1) return 0;
+    const std::uint32_t seed = std::uint32_t(b->seed);
+
+    Scene sc;
+    const double shorter = std::min(w, h);
+    sc.radius = std::max(0.5, shorter / 2 * std::clamp(int(b->radius), 1, 1000) / 100.0);
+    sc.cx = w / 2.0 + w / 2.0 * std::clamp(int(b->centreX), -400, 400) / 100.0;
+    sc.cy = h / 2.0 + h / 2.0 * std::clamp(int(b->centreY), -400, 400) / 100.0;
+    sc.atmosphere = b->atmosphere != 0;
+    sc.air = std::clamp(int(b->glow), 1, 100) / 100.0;
+    sc.airColour = RgbOf(b->atmosphereColour);
+    sc.cloudColour = RgbOf(b->cloudColour);
+    sc.oceanColour = RgbOf(b->oceanColour);
+    sc.landColour = RgbOf(b->landColour);
+    sc.spaceColour = RgbOf(b->spaceColour);
+    sc.iceColour = {238, 242, 248};
+    sc.desertColour = {186, 156, 112};
+    const double angle = std::clamp(int(b->lightAngle), -3600, 3600) * (kPi / 180);
+    const double phase = std::clamp(int(b->phase), 0, 180) * (kPi / 180);
+    sc.sun = {DetSin(phase) * DetCos(angle), DetSin(phase) * DetSin(angle), DetCos(phase)};
+    {
+        const Vec hv{sc.sun.x, sc.sun.y, sc.sun.z + 1};
+        const double len = std::sqrt(Dot(hv, hv));
+        sc.halfway = len > 1e-9 ? Vec{hv.x / len, hv.y / len, hv.z / len} : Vec{0, 0, 1};
+    }
+    // Viewer to planet: lean the pole toward the viewer, then turn.
+    const double tilt = std::clamp(int(b->tilt), -90, 90) * (kPi / 180);
+    const double spin = std::clamp(int(b->spin), -3600, 3600) * (kPi / 180);
+    const double ct = DetCos(tilt), st = DetSin(tilt), cs = DetCos(spin), ss = DetSin(spin);
+    // Rx(tilt) then Ry(spin), as rows.
+    sc.planet.m0 = {cs, ss * st, -ss * ct};
+    sc.planet.m1 = {0, ct, st};
+    sc.planet.m2 = {ss, -cs * st, cs * ct};
+
+    Planet& pl = sc.planet;
+    pl.scale = Sane(b->scale, 0.05, 16.0, 1.0);
+    pl.bands = std::clamp(int(b->bands), 0, 100) / 100.0;
+    pl.field.swirl = std::clamp(int(b->swirl), 0, 100) / 100.0;
+    // The grid: fine enough for the planet's size in pixels (about a cell
+    // per pixel across the disc), at most 2^gridBits.
+    const int maxBits = std::clamp(int(b->gridBits), 4, 11);
+    const double cellsWanted = 2.0 * sc.radius / pl.scale;
+    int bits = 5;
+    while (bits < maxBits && double(1 << bits) < cellsWanted) ++bits;
+    // Copies of the field for the detail a large planet needs beyond the
+    // grid: each is 4.3 times finer.
+    pl.field.octaves = 1;
+    for (double need = cellsWanted / (1 << bits); need > 2.0 && pl.field.octaves < 4; need /= 4.3)
+        ++pl.field.octaves;
+    const double roughness = Sane(b->roughness, 0.5, 3.0, 2.0);
+    const MemHandle fieldBlock = CloudField(seed, roughness, bits);
+    pl.field.f = static_cast<const float*>(MemLock(fieldBlock));
+    pl.field.n = 1 << bits;
+    MemHandle out = pl.field.f ? NewImage(w, h) : 0;
+    ImageView o;
+    if (!out || !LockImage(out, &o)) {
+        MemFree(out);
+        if (pl.field.f) MemUnlock(fieldBlock);
+        MemFree(fieldBlock);
+        return 0;
+    }
+
+    // The levels over which the asked shares of cloud and land lie.
+    {
+        double clouds[kProbes], heights[kProbes];
+        for (int i = 0; i < kProbes; ++i) {
+            const Vec p = Probe(i);
+            clouds[i] = pl.Cloud(p);
+            heights[i] = pl.Height(p);
+        }
+        const int cover = std::clamp(int(b->cover), 0, 100);
+        pl.coverLevel = cover == 0 ? 1e30 : Level(clouds, cover) - 0.3;
+        const int land = std::clamp(int(b->land), 0, 100);
+        pl.hasLand = land > 0;
+        pl.landLevel = land >= 100 ? -1e30 : Level(heights, land);
+        const int ice = std::clamp(int(b->ice), 0, 100);
+        pl.hasIce = ice > 0;
+        pl.iceLine = 1.0 - ice / 100.0;
+    }
+
+    // Stars first, on black; the planet and the glow go over them.
+    Rng rng;
+    rng.Seed(seed);
+    const long long stars = (long long)std::clamp(int(b->stars), 0, 5000) * w / 1000 * h / 1000;
+    DrawStars(o, rng, stars, std::max(1.0, std::sqrt(shorter / 700.0)));
+
+    const double reach = sc.radius * (1 + (sc.atmosphere ? 6 * sc.air : 0)) + 2;
+    PlanWork(h);
+    ParallelRows(h, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            std::uint8_t* row = o.Row(y);
+            const double dy = sc.cy - (y + 0.5);
+            for (int x = 0; x < w; ++x) {
+                std::uint8_t* px = row + 3 * x;
+                const double dx = (x + 0.5) - sc.cx;
+                const double d2 = dx * dx + dy * dy;
+                Rgb back = Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
+                if (d2 > reach * reach) {
+                    px[0] = Byte(back.b);
+                    px[1] = Byte(back.g);
+                    px[2] = Byte(back.r);
+                    continue;
+                }
+                const double d = std::sqrt(d2);
+                // Coverage of the pixel by the disc, for a smooth edge.
+                const double cover = std::clamp(sc.radius - d + 0.5, 0.0, 1.0);
+                if (sc.atmosphere && cover < 1 && d > 0)
+                    back = Add(back, sc.Halo(std::max(d, sc.radius), dx, dy));
+                Rgb c = back;
+                if (cover > 0) {
+                    const double r = std::min(d, sc.radius) / sc.radius;
+                    const double nz = std::sqrt(std::max(0.0, 1 - r * r));
+                    const double k = d > 0 ? r / d : 0;
+                    c = Mix(back, sc.Surface({dx * k, dy * k, nz}), cover);
+                }
+                px[0] = Byte(c.b);
+                px[1] = Byte(c.g);
+                px[2] = Byte(c.r);
+            }
+        }
+    });
+    UnlockImage(&o);
+    MemUnlock(fieldBlock);
+    MemFree(fieldBlock);
+    return out;
+}
+
+const KindDescriptor kCloudsKind = {
+    .name = "Clouds",
+    .key = "clouds",
+    .signature = "VANTCLOU",
+    .blockOffset = kCloudsOffset,
+    .blockSize = sizeof(CloudsParameters),
+    .page = &kCloudsPage,
+    .render = CloudsRender,
+    .presetList = kCloudsPresetListId,
+    .takesHostSize = true,
+};
+
+}  // namespace tsn

@@ -1,0 +1,247 @@
+#include "kinds/craters.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+#include "core/detmath.h"
+#include "core/page.h"
+#include "kind/descriptor.h"
+#include "kind/page_fields.h"
+
+namespace tsn {
+
+namespace {
+
+using namespace fields;
+
+constexpr std::uint32_t kPresetControls[] = {kCratersPresetListId, 296, 297, 298, 0};
+constexpr double kPi = 3.14159265358979323846;
+
+// "Density:" moves in steps of a thousand (20,000 impacts); "Depth:" in
+// hundredths of the exponent.
+#define CRATERS_FIELD(f) static_cast<std::uint32_t>(offsetof(CratersParameters, f))
+const PageField kCratersFields[] = {
+    Width(CRATERS_FIELD(width), kCratersWidthId, 800, 800, 32),
+    Depth(CRATERS_FIELD(depth), kCratersDepthId, 600, 600, 32),
+    Seed(CRATERS_FIELD(seed), kCratersSeedId, 10356, 32757, 15618, FieldType::U32),
+    Scroll("density", "Density:", FieldType::U32, CRATERS_FIELD(density), kCratersDensityId, 1000,
+           kCratersMaxDensity, 16000, -1000, "impacts / 20, in steps of 1000 on the page"),
+    Scroll("depthExponent", "Depth:", FieldType::F64, CRATERS_FIELD(depthExponent),
+           kCratersDepthExponentId, 0.5, 3.0, 1.5, 100,
+           "crater depth grows as the radius to this power"),
+    Colour("surfaceColour", "Surface color", CRATERS_FIELD(surfaceColour), kCratersSurfaceColourId,
+           0xE0E0E0, "colour of the lit surface"),
+    Hidden("rimLevel", FieldType::F64, CRATERS_FIELD(rimLevel), -10, 10, 0.707107,
+           "height of the rim shape above the bowl"),
+    Hidden("shadeExponent", FieldType::F64, CRATERS_FIELD(shadeExponent), 0.05, 20, 1.0,
+           "sharpness of the slope lighting"),
+};
+#undef CRATERS_FIELD
+
+const PageTable kCratersPage = TableOf(kCratersFields, kPresetControls);
+
+// Truncation as the processor's conversion does it: toward zero, with the
+// "integer indefinite" INT_MIN for NaN and anything out of range, so a
+// damaged parameter still gives a defined height.
+int Truncate(double v) {
+    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT_MIN;
+    return static_cast<int>(v);
+}
+
+double Uniform(Rng& rng) {
+    return double(rng.Next() & 0x7FFF) / 32767.0;
+}
+
+// Integer mean of the square of cells from (x - r, y - r) to (x + r,
+// y + r), clipped to the picture.
+std::uint32_t SquareMean(const std::uint16_t* H, int w, int d, int x, int y, int r) {
+    const int i0 = std::max(0, x - r), i1 = std::min(w - 1, x + r);
+    const int j0 = std::max(0, y - r), j1 = std::min(d - 1, y + r);
+    std::uint64_t sum = 0, n = 0;
+    for (int j = j0; j <= j1; ++j)
+        for (int i = i0; i <= i1; ++i) {
+            sum += H[std::size_t(j) * std::size_t(d) + std::size_t(i)];
+            ++n;
+        }
+    return std::uint32_t(sum / n);
+}
+
+void Crater(const CratersParameters& b, int w, int d, int x, int y, double s, std::uint16_t* H) {
+    const int r = Truncate(std::max(2.0, s / 3));
+    const double avg = SquareMean(H, w, d, x, y, r);
+    const int R = Truncate(std::max(2.0, s));
+    const double depthScale = DetPow(double(R), b.depthExponent);
+    const double rim = b.rimLevel;
+    for (int j = std::max(0, y - R); j <= std::min(d - 1, y + R); ++j) {
+        const double dy = double(y - j) / R;
+        for (int i = std::max(0, x - R); i <= std::min(w - 1, x + R); ++i) {
+            const double dx = double(x - i) / R;
+            const double q = dx * dx + dy * dy;
+            const double d2 = q * 2.25;
+            double e = rim - std::sqrt(std::fabs(1 - d2));
+            e = d2 <= 1 ? std::max(e, -10.0) : std::max(e, 0.0);
+            e = e * depthScale;
+            // The centre always moves by at least one unit.
+            if (i == x && j == y && Truncate(e) == 0) e = e < 0 ? -1.0 : 1.0;
+            const double wt =
+                (1 / (1 - std::min(0.9, q)) / 10.000000000000002 - 0.09999999999999998) / 0.9;
+            std::uint16_t& cell = H[std::size_t(j) * std::size_t(d) + std::size_t(i)];
+            const double v = (cell + e) * wt + (avg + e) * (1 - wt);
+            const std::uint32_t low = std::uint32_t(Truncate(v)) & 0xFFFF;
+            cell = std::uint16_t(low > 64000 ? 64000 : low < 1000 ? 1000 : low);
+        }
+    }
+}
+
+}  // namespace
+
+std::size_t CratersFieldCells(int width, int depth) {
+    const std::size_t w = std::size_t(std::max(width, 0)), d = std::size_t(std::max(depth, 0));
+    return std::max(w * d, d > 0 ? (d - 1) * d + w : 0);
+}
+
+void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uint16_t* H) {
+    // The page offers densities up to its maximum; a larger value comes only
+    // from a damaged file and would run for hours, so it counts as the
+    // maximum. Smaller values, even below the page's minimum, are kept.
+    const std::uint32_t density = b.density;  // packed: copied out, not referenced
+    const std::uint64_t impacts = std::uint64_t(std::min(density, kCratersMaxDensity)) * 20;
+    for (std::uint64_t n = 0; n < impacts; ++n) {
+        const int x = Truncate((w - 1) * Uniform(rng));
+        const int y = Truncate((d - 1) * Uniform(rng));
+        const double s = std::sqrt(1 / ((1 - Uniform(rng) * 0.9999) * kPi));
+        if (s < 3) {
+            // A pit: the mean of its neighbourhood, roughened; not clamped.
+            std::uint32_t v = SquareMean(H, w, d, x, y, 1);
+            if (s >= 1) v += std::uint32_t(((rng.Next() >> 8) & 3) - 1);
+            H[std::size_t(y) * std::size_t(d) + std::size_t(x)] = std::uint16_t(v);
+        } else {
+            Crater(b, w, d, x, y, s, H);
+        }
+    }
+}
+
+void CratersLightingTable(double shadeExponent, int table[105]) {
+    const double p = shadeExponent * 0.5;
+    for (int k = -52; k <= 52; ++k) {
+        const double shade = 127 * DetPow(DetSin(double(k <= 0 ? -k : k) * kPi / 104), p);
+        table[k + 52] = Truncate(k <= 0 ? 128 - shade : 128 + shade);
+    }
+}
+
+void CratersShade(const std::uint16_t* H, const int table[105], std::uint32_t colour,
+                  const ImageView& v) {
+    const int w = v.width, d = v.depth;
+    const std::int64_t surface[3] = {colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF};
+    for (int y = 0; y < d; ++y) {
+        std::uint8_t* row = v.Row(y);
+        const std::uint16_t* h = H + std::size_t(y) * std::size_t(d);
+        for (int x = 0; x + 1 < w; ++x) {
+            const int k = std::clamp(int(h[x + 1]) - int(h[x]), -52, 52);
+            const std::int64_t b = table[k + 52];
+            // Blend onto the pixel as it is (black); bytes are blue, green, red.
+            for (int c = 0; c < 3; ++c) {
+                std::uint8_t& p = row[3 * x + 2 - c];
+                p = std::uint8_t((surface[c] * b) / 255 + (std::int64_t(p) * (255 - b)) / 255);
+            }
+        }
+    }
+}
+
+namespace {
+
+template <class From, class To>
+std::int64_t ConvertCraters(MasterTextureRecord* rec) {
+    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
+    const auto* f = reinterpret_cast<const From*>(static_cast<std::uintptr_t>(rec->transferSource));
+    auto* t = reinterpret_cast<To*>(static_cast<std::uintptr_t>(rec->transferTarget));
+    if (!f || !t) return 0;
+    To out;
+    std::memset(&out, 0, sizeof out);
+    std::memcpy(out.signature, f->signature, 8);
+    out.version = f->version;
+    out.size = sizeof(To);
+    out.reserved0 = f->reserved0;
+    out.width = f->width;
+    out.depth = f->depth;
+    out.seed = f->seed;
+    out.density = f->density;
+    out.depthExponent = f->depthExponent;
+    out.rimLevel = f->rimLevel;
+    out.shadeExponent = f->shadeExponent;
+    out.surfaceColour = f->surfaceColour;
+    std::memcpy(t, &out, sizeof out);
+    return 1;
+}
+
+}  // namespace
+
+std::int64_t CratersQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryConvertIn:
+            return ConvertCraters<CratersParameters132, CratersParameters>(rec);
+        case kQueryConvertOut:
+            return ConvertCraters<CratersParameters, CratersParameters132>(rec);
+        default:
+            return StandardQuery(kCratersKind, rec, code);
+    }
+}
+
+MemHandle CratersRender(MasterTextureRecord* rec) {
+    CratersParameters* b = CratersBlock(rec);
+    const int w = ReadPageInteger(rec->dialog, kCratersWidthId);
+    const int d = ReadPageInteger(rec->dialog, kCratersDepthId);
+    b->width = w;
+    b->depth = d;
+    // The seed shown on the page is this generation's seed.
+    b->seed = std::uint32_t(ReadPageInteger(rec->dialog, kCratersSeedId));
+
+    const MemHandle image = NewImage(w, d);
+    ImageView view;
+    if (!image || !LockImage(image, &view)) {
+        MemFree(image);
+        return 0;
+    }
+    const std::size_t cells = CratersFieldCells(w, d);
+    const MemHandle field = MemAlloc(cells * sizeof(std::uint16_t));
+    auto* H = static_cast<std::uint16_t*>(MemLock(field));
+    if (!H) {
+        MemFree(field);
+        UnlockImage(&view);
+        MemFree(image);
+        return 0;
+    }
+    b->image = image;
+    std::fill(H, H + cells, std::uint16_t(32767));
+    Rng rng;
+    rng.Seed(b->seed);
+    CratersImpacts(*b, w, d, rng, H);
+    int table[105];
+    CratersLightingTable(b->shadeExponent, table);
+    CratersShade(H, table, b->surfaceColour, view);
+    b->image = 0;
+    MemUnlock(field);
+    MemFree(field);
+    UnlockImage(&view);
+    return image;
+}
+
+// Craters keeps its block under the particle signature, as presets always
+// have.
+const KindDescriptor kCratersKind = {
+    .name = "Craters",
+    .key = "craters",
+    .signature = "VANTPART",
+    .blockOffset = kCratersOffset,
+    .blockSize = sizeof(CratersParameters),
+    .oldBlockSize = sizeof(CratersParameters132),
+    .page = &kCratersPage,
+    .render = CratersRender,
+    .query = CratersQuery,
+    .presetList = kCratersPresetListId,
+    .takesHostSize = true,
+};
+
+}  // namespace tsn

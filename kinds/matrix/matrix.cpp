@@ -1,0 +1,138 @@
+#include "kinds/matrix/matrix.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "app/config_file.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "core/tile_list.h"
+#include "kind/descriptor.h"
+#include "kind/page_fields.h"
+#include "kinds/matrix/matrix_library.h"
+
+namespace tsn {
+
+namespace {
+
+using namespace fields;
+
+// The up-downs offer 800 while the block starts at 400 x 300.
+const PageField kMatrixFields[] = {
+    Width(offsetof(MatrixParameters, width), kMatrixWidthId, 400, 800),
+    Depth(offsetof(MatrixParameters, depth), kMatrixDepthId, 300, 800),
+    ListBox("selection", "", offsetof(MatrixParameters, selection), kMatrixTileListId, 2147483647.0,
+            "index of the tile in the library's list"),
+};
+
+// Matrix keeps its tiles in its own library, not in presets.
+const std::uint32_t kMatrixExtras[] = {kMatrixIntegralId, 0};
+
+const PageTable kMatrixPage = TableOf(kMatrixFields, kMatrixExtras);
+
+template <class T>
+T* TransferPtr(std::uint64_t address) {
+    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
+}
+
+// Header and the words up to the selection carry over; the size is the
+// target's and everything after is zero.
+template <class From, class To>
+std::int64_t ConvertMatrix(MasterTextureRecord* rec) {
+    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
+    auto* from = TransferPtr<const std::uint8_t>(rec->transferSource);
+    auto* to = TransferPtr<std::uint8_t>(rec->transferTarget);
+    if (!from || !to) return 0;
+    std::uint8_t out[sizeof(To)] = {};
+    std::memcpy(out, from, offsetof(From, selection) + 4);
+    const std::uint32_t size = sizeof(To);
+    std::memcpy(out + offsetof(To, size), &size, 4);
+    std::memcpy(to, out, sizeof out);
+    return 1;
+}
+
+}  // namespace
+
+MemHandle MatrixTiles(MemHandle tile, int width, int depth, bool integral) {
+    TileView t;
+    if (!LockTile(tile, &t)) return 0;
+    if (integral) {
+        width = IntegralSize(width, t.width);
+        depth = IntegralSize(depth, t.height);
+    }
+    // The tile's rows as the image stores pixels: blue, green, red.
+    std::vector<std::uint8_t> rows;
+    const MemHandle image = NewImage(width, depth);
+    ImageView out;
+    const std::size_t rowBytes = std::size_t(t.width) * 3;
+    if (image && LockImage(image, &out)) {
+        rows.resize(rowBytes * std::size_t(t.height));
+        for (int y = 0; y < t.height; ++y)
+            for (int x = 0; x < t.width; ++x) {
+                const std::uint32_t c = TileGetPixel(t, x, y);
+                std::uint8_t* p = &rows[std::size_t(y) * rowBytes + std::size_t(x) * 3];
+                p[0] = std::uint8_t(c >> 16);
+                p[1] = std::uint8_t(c >> 8);
+                p[2] = std::uint8_t(c);
+            }
+        // Tiles start at every multiple of the tile's size up to and
+        // including the image's edge; whatever falls outside is clipped.
+        for (int y0 = 0; y0 <= depth; y0 += t.height)
+            for (int x0 = 0; x0 <= width; x0 += t.width) {
+                const int w = std::min(t.width, width - x0);
+                for (int y = y0; y < y0 + t.height && y < depth && w > 0; ++y)
+                    std::memcpy(out.Row(y) + std::size_t(x0) * 3,
+                                &rows[std::size_t(y - y0) * rowBytes], std::size_t(w) * 3);
+            }
+        UnlockImage(&out);
+    }
+    UnlockTile(&t);
+    return image;
+}
+
+MemHandle MatrixRender(MasterTextureRecord* rec) {
+    MatrixParameters* p = MatrixBlock(rec);
+    p->width = ReadPageInteger(rec->dialog, kMatrixWidthId);
+    p->depth = ReadPageInteger(rec->dialog, kMatrixDepthId);
+    const bool integral = Page().getCheck(rec->dialog, kMatrixIntegralId);
+    Config().matrixIntegralDimensions = integral ? 1 : 0;
+    const int count = TileList().count(rec->dialog, kMatrixTileListId);
+    if (p->selection < 0 || p->selection >= count) return 0;
+    const MemHandle tile = TileList().tile(rec->dialog, kMatrixTileListId, p->selection);
+    return MatrixTiles(tile, p->width, p->depth, integral);
+}
+
+void MatrixOpenPage(MasterTextureRecord* rec) {
+    DefaultTiles(rec->dialog, kMatrixTileListId);
+    char path[kMaxPath + 1];
+    if (MatrixLibraryPath(Config().matrixCurrentLibrary, path))
+        ReadLibraryFile(path, rec->dialog, kMatrixTileListId);
+    Page().setCheck(rec->dialog, kMatrixIntegralId, Config().matrixIntegralDimensions != 0);
+}
+
+std::int64_t MatrixQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryConvertIn:
+            return ConvertMatrix<MatrixParameters100, MatrixParameters>(rec);
+        case kQueryConvertOut:
+            return ConvertMatrix<MatrixParameters, MatrixParameters100>(rec);
+        default:
+            return StandardQuery(kMatrixKind, rec, code);
+    }
+}
+
+const KindDescriptor kMatrixKind = {
+    .name = "Matrix",
+    .key = "matrix",
+    .signature = "VANTMTRX",
+    .blockOffset = kMatrixOffset,
+    .blockSize = sizeof(MatrixParameters),
+    .oldBlockSize = sizeof(MatrixParameters100),
+    .page = &kMatrixPage,
+    .render = MatrixRender,
+    .query = MatrixQuery,
+    .openPage = MatrixOpenPage,
+};
+
+}  // namespace tsn

@@ -1,0 +1,228 @@
+#include "kinds/ripples.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/detmath.h"
+#include "core/image.h"
+#include "core/page.h"
+#include "core/parallel.h"
+#include "core/random.h"
+#include "kind/page_fields.h"
+
+namespace tsn {
+
+namespace {
+
+using namespace fields;
+
+#define RIPL(f) static_cast<std::uint32_t>(offsetof(RipplesParameters, f))
+const PageField kRipplesFields[] = {
+    Width(RIPL(width), kRipplesWidthId, 800, 800),
+    Depth(RIPL(depth), kRipplesDepthId, 600, 800),
+    Seed(RIPL(seed), kRipplesSeedId, 9973),
+    Edit("drops", "Drops:", RIPL(drops), kRipplesDropsId, 1, 200, 14, 14, Role::Plain,
+         "drops that fell, each sending out one train of circular waves"),
+    Scroll("wavelength", "Wavelength:", FieldType::I32, RIPL(wavelength), kRipplesWavelengthId, 4,
+           400, 14, 1, "distance between crests in pixels"),
+    Edit("rings", "Rings:", RIPL(rings), kRipplesRingsId, 1, 30, 5, 5, Role::Plain,
+         "crests in each drop's train of waves"),
+    Scroll("damping", "Damping:", FieldType::I32, RIPL(damping), kRipplesDampingId, 0, 99, 60, 1,
+           "percent of a train's height lost while its front runs across the longer side; the "
+           "fronts have run up to 0.6 of it"),
+    Scroll("relief", "Relief:", FieldType::I32, RIPL(relief), kRipplesReliefId, 0, 400, 100, 1,
+           "steepness of the waves in percent; 0 leaves the water flat"),
+    Scroll("lightAngle", "Light angle:", FieldType::I32, RIPL(lightAngle), kRipplesLightAngleId, 0,
+           359, 135, 1,
+           "direction the light comes from, in degrees counterclockwise from the right; it "
+           "stands 45 degrees above the water"),
+    Colour("lightColour", "Light:", RIPL(lightColour), kRipplesLightColourId, 0xFFE0C0,
+           "colour of slopes facing the light"),
+    Colour("darkColour", "Dark:", RIPL(darkColour), kRipplesDarkColourId, 0x804000,
+           "colour of slopes facing away; still water lies halfway between the two"),
+};
+#undef RIPL
+
+// The preset list and its add, delete and load buttons.
+constexpr std::uint32_t kRipplesPresets[] = {kRipplesPresetListId, 715, 716, 717, 0};
+
+const PageTable kRipplesPage = TableOf(kRipplesFields, kRipplesPresets);
+
+constexpr double kTwoPi = 6.283185307179586;
+constexpr double kHalfSqrt2 = 0.7071067811865476;  // the light's 45 degrees
+// A train spans three envelope widths either side of its front.
+constexpr double kReach = 3.0;
+// The slope table holds 64 entries per wavelength.
+constexpr int kStepsPerWave = 64;
+// The envelope's width per crest of the train.
+constexpr double kSigmaPerRing = 0.35;
+constexpr int kMaxTable = int(2 * kReach * kSigmaPerRing * 30 * kStepsPerWave) + 3;
+
+double Unit(Rng& rng) {
+    return double(rng.Next()) / 32768.0;
+}
+
+// x to the 32nd power.
+double Glint(double x) {
+    for (int i = 0; i < 5; ++i) x *= x;
+    return x;
+}
+
+int ClampedInt(std::int32_t v, int lo, int hi) {
+    return std::clamp(int(v), lo, hi);
+}
+
+}  // namespace
+
+RippleSettings RippleSettingsOf(const RipplesParameters& b) {
+    RippleSettings s;
+    s.w = b.width;
+    s.h = b.depth;
+    s.drops = ClampedInt(b.drops, 1, 200);
+    s.wavelength = ClampedInt(b.wavelength, 4, 400);
+    s.sigma = kSigmaPerRing * ClampedInt(b.rings, 1, 30) * s.wavelength;
+    s.damping = ClampedInt(b.damping, 0, 99) / 100.0;
+    s.relief = ClampedInt(b.relief, 0, 400) / 100.0;
+    const int degrees = ((b.lightAngle % 360) + 360) % 360;
+    const double a = degrees * (kTwoPi / 360.0);
+    // Rows run downwards, so the light's y component is negated.
+    s.lightX = DetCos(a) * kHalfSqrt2;
+    s.lightY = -DetSin(a) * kHalfSqrt2;
+    s.lightZ = kHalfSqrt2;
+    s.light = b.lightColour & 0xFFFFFF;
+    s.dark = b.darkColour & 0xFFFFFF;
+    return s;
+}
+
+void DrawRippleDrops(const RippleSettings& s, std::uint32_t seed, RippleDrop* out) {
+    Rng rng;
+    rng.Seed(seed);
+    const double longer = std::max(s.w, s.h);
+    for (int i = 0; i < s.drops; ++i) {
+        RippleDrop& d = out[i];
+        d.x = Unit(rng) * s.w;
+        d.y = Unit(rng) * s.h;
+        // Squared, so young drops with small rings are as common as old
+        // ones with wide rings are rare.
+        const double age = Unit(rng);
+        d.front = s.wavelength + age * age * 0.6 * longer;
+        d.amplitude =
+            (0.4 + 0.6 * double(rng.Next()) / 32767.0) * DetPow(1.0 - s.damping, d.front / longer);
+    }
+}
+
+double RippleSlope(const RippleSettings& s, double u) {
+    // Height: a Gaussian envelope times cos(k u), scaled so the steepest
+    // slope of a lone train is 0.5.
+    const double k = kTwoPi / s.wavelength;
+    const double q = u / s.sigma;
+    const double e = DetExp(-q * q);
+    return (0.5 / k) * e * (-2.0 * u / (s.sigma * s.sigma) * DetCos(k * u) - k * DetSin(k * u));
+}
+
+std::uint32_t RippleShade(const RippleSettings& s, double sx, double sy, double sky) {
+    const double nx = -s.relief * sx, ny = -s.relief * sy;
+    const double len = std::sqrt(nx * nx + ny * ny + 1.0);
+    const double diffuse = (nx * s.lightX + ny * s.lightY + s.lightZ) / len;
+    // Steep slopes approach half the way to either colour softly rather
+    // than clipping, so high relief keeps its shape.
+    const double lit = 2.0 * (diffuse - s.lightZ);
+    const double shade = std::clamp(sky + lit / (1.0 + 2.0 * std::fabs(lit)), 0.0, 1.0);
+    // The glint: the normal against the half-way vector between the light
+    // and a viewer straight above, less what still water shows.
+    const double hz0 = s.lightZ + 1.0;
+    const double hl = std::sqrt(s.lightX * s.lightX + s.lightY * s.lightY + hz0 * hz0);
+    const double facing = (nx * s.lightX + ny * s.lightY + hz0) / (hl * len);
+    const double flat = Glint(hz0 / hl);
+    const double glint = std::max(0.0, (Glint(std::max(0.0, facing)) - flat) / (1.0 - flat));
+    std::uint32_t out = 0;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const double d = (s.dark >> shift) & 0xFF, l = (s.light >> shift) & 0xFF;
+        double c = d + (l - d) * shade;
+        c += (255.0 - c) * 0.8 * glint;
+        out |= std::uint32_t(std::clamp(TruncToInt(c + 0.5), 0, 255)) << shift;
+    }
+    return out;
+}
+
+double RippleSky(const RippleSettings& s, double py) {
+    return 0.6 - 0.2 * py / s.h;
+}
+
+MemHandle RipplesPicture(const RipplesParameters& b) {
+    const RippleSettings s = RippleSettingsOf(b);
+    if (s.w <= 0 || s.h <= 0) return 0;
+    RippleDrop drops[200];
+    DrawRippleDrops(s, std::uint32_t(b.seed), drops);
+
+    // Every train has the same shape, so its slope is tabulated once and
+    // read with linear interpolation.
+    const double reach = kReach * s.sigma, step = s.wavelength / kStepsPerWave;
+    const int entries = std::min(kMaxTable, int(2.0 * reach / step) + 3);
+    double table[kMaxTable];
+    for (int i = 0; i < entries; ++i) table[i] = RippleSlope(s, -reach + i * step);
+
+    MemHandle out = NewImage(s.w, s.h);
+    ImageView o;
+    if (!out || !LockImage(out, &o)) {
+        MemFree(out);
+        return 0;
+    }
+    PlanWork(s.h);
+    ParallelRows(s.h, [&](int y0, int y1) {
+        int near[200];
+        for (int y = y0; y < y1; ++y) {
+            const double py = y + 0.5;
+            const double sky = RippleSky(s, py);
+            // The trains this row crosses.
+            int count = 0;
+            for (int d = 0; d < s.drops; ++d)
+                if (std::fabs(py - drops[d].y) < drops[d].front + reach) near[count++] = d;
+            std::uint8_t* row = o.Row(y);
+            for (int x = 0; x < s.w; ++x) {
+                const double px = x + 0.5;
+                double sx = 0, sy = 0;
+                for (int k = 0; k < count; ++k) {
+                    const RippleDrop& d = drops[near[k]];
+                    const double dx = px - d.x, dy = py - d.y;
+                    const double r2 = dx * dx + dy * dy;
+                    const double outer = d.front + reach, inner = std::max(0.0, d.front - reach);
+                    if (r2 >= outer * outer || r2 <= inner * inner) continue;
+                    const double r = std::sqrt(r2);
+                    const double t = (r - d.front + reach) / step;
+                    const int i = std::min(int(t), entries - 2);
+                    const double slope = table[i] + (t - i) * (table[i + 1] - table[i]);
+                    sx += d.amplitude * slope * dx / r;
+                    sy += d.amplitude * slope * dy / r;
+                }
+                const std::uint32_t c = RippleShade(s, sx, sy, sky);
+                row[3 * x] = std::uint8_t(c >> 16);
+                row[3 * x + 1] = std::uint8_t(c >> 8);
+                row[3 * x + 2] = std::uint8_t(c);
+            }
+        }
+    });
+    UnlockImage(&o);
+    return out;
+}
+
+MemHandle RipplesRender(MasterTextureRecord* rec) {
+    RipplesParameters* b = RipplesBlock(rec);
+    b->width = ReadPageInteger(rec->dialog, kRipplesWidthId);
+    b->depth = ReadPageInteger(rec->dialog, kRipplesDepthId);
+    b->seed = ReadPageInteger(rec->dialog, kRipplesSeedId);
+    return RipplesPicture(*b);
+}
+
+const KindDescriptor kRipplesKind = {
+    .name = "Ripples",
+    .key = "ripples",
+    .signature = "VANTRIPL",
+    .blockOffset = kRipplesOffset,
+    .blockSize = sizeof(RipplesParameters),
+    .page = &kRipplesPage,
+    .render = RipplesRender,
+    .presetList = kRipplesPresetListId,
+};
+
+}  // namespace tsn

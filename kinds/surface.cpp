@@ -1,0 +1,170 @@
+#include "kinds/surface.h"
+
+#include <cstring>
+
+#include "core/image.h"
+#include "core/page.h"
+#include "kind/descriptor.h"
+#include "kind/page_fields.h"
+#include "synth/spectral.h"
+
+namespace tsn {
+
+namespace {
+
+using namespace fields;
+
+constexpr std::uint32_t kExtraControls[] = {
+    kSurfacePresetListId,     436, 437, 438, kSurfaceDensityLabelId, kSurfaceMeshLabelId,
+    kSurfaceElevationLabelId, 0};
+
+#define SURFACE_FIELD(f) static_cast<std::uint32_t>(offsetof(SurfaceParameters, f))
+const PageField kSurfaceFields[] = {
+    Width(SURFACE_FIELD(width), kSurfaceWidthId, 800, 800),
+    Depth(SURFACE_FIELD(depth), kSurfaceDepthId, 600, 800),
+    Seed(SURFACE_FIELD(seed), kSurfaceSeedId, 8764, 32757, 15618),
+    Scroll("density", "Density", FieldType::F64, SURFACE_FIELD(density), kSurfaceDensityId, 0.1,
+           5.0, 2.4, 10, "fractal dimension: higher values give a finer mottle"),
+    Scroll("meshPower", "Mesh", FieldType::I32, SURFACE_FIELD(meshPower), kSurfaceMeshId, 4, 12, 9,
+           1, "the synthesis grid is 2^meshPower square (16 .. 4096)"),
+    Scroll("elevation", "Elevation", FieldType::F64, SURFACE_FIELD(elevation), kSurfaceElevationId,
+           0.5, 1.5, 1.0, 10, "power applied to the heights above the mean level"),
+    Fountain("gradient", "Colours", SURFACE_FIELD(gradient), kSurfaceGradientId,
+             "colour map of the grey heights"),
+    Hidden("meshSize", FieldType::I32, SURFACE_FIELD(meshSize), 1, 4096, 512,
+           "grid size; recomputed from meshPower at every render"),
+};
+#undef SURFACE_FIELD
+
+const PageTable kSurfacePage = TableOf(kSurfaceFields, kExtraControls);
+
+void ConvertFountainTo(const FountainDefinition581& from, FountainDefinition* to) {
+    ConvertFountain581To585(from, to);
+}
+void ConvertFountainTo(const FountainDefinition& from, FountainDefinition581* to) {
+    ConvertFountain585To581(from, to);
+}
+
+template <class From, class To>
+void ConvertSurface(const From& f, To* target) {
+    To t;
+    std::memset(&t, 0, sizeof t);
+    std::memcpy(t.signature, f.signature, 8);
+    t.version = f.version;
+    t.size = sizeof(To);
+    t.reserved = f.reserved;
+    t.width = f.width;
+    t.depth = f.depth;
+    t.density = f.density;
+    t.elevation = f.elevation;
+    t.meshSize = f.meshSize;
+    t.meshPower = f.meshPower;
+    t.seed = f.seed;
+    ConvertFountainTo(f.gradient, &t.gradient);
+    std::memcpy(t.palette, f.palette, 768);
+    std::memcpy(t.reservedTail, f.reservedTail, 64);
+    std::memcpy(static_cast<void*>(target), &t, sizeof t);
+}
+
+template <class From, class To>
+std::int64_t Transfer(MasterTextureRecord* rec) {
+    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
+    const auto* from =
+        reinterpret_cast<const From*>(static_cast<std::uintptr_t>(rec->transferSource));
+    auto* to = reinterpret_cast<To*>(static_cast<std::uintptr_t>(rec->transferTarget));
+    if (!from || !to) return 0;
+    ConvertSurface(*from, to);
+    return 1;
+}
+
+bool FillGrey(const std::uint8_t* map, int n, MemHandle image) {
+    ImageView view;
+    if (!LockImage(image, &view)) return false;
+    const bool done = ResampleHeights(map, n, view, [](double v, std::uint8_t* px) {
+        const std::uint8_t g = std::uint8_t(SurfaceGrey(v));
+        px[0] = px[1] = px[2] = g;
+    });
+    UnlockImage(&view);
+    return done;
+}
+
+}  // namespace
+
+int SurfaceReset(MasterTextureRecord* rec) {
+    ResetKindBlock(kSurfaceKind, rec);
+    SurfaceParameters* b = SurfaceBlock(rec);
+    b->gradient.start = 0x00DADAB6u;
+    b->gradient.end = 0xFF1B1B12u;
+    b->gradient.count = 1;
+    b->gradient.markers[0] = 0x7A666633u;
+    return 1;
+}
+
+std::int64_t SurfaceQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryConvertIn:
+            return Transfer<SurfaceParameters1469, SurfaceParameters>(rec);
+        case kQueryConvertOut:
+            return Transfer<SurfaceParameters, SurfaceParameters1469>(rec);
+        default:
+            return StandardQuery(kSurfaceKind, rec, code);
+    }
+}
+
+MemHandle SurfaceGreyFromMap(const std::uint8_t* map, int n, int width, int depth) {
+    const MemHandle image = NewImage(width, depth);
+    if (image && FillGrey(map, n, image)) return image;
+    MemFree(image);
+    return 0;
+}
+
+MemHandle SurfaceRender(MasterTextureRecord* rec) {
+    SurfaceParameters* b = SurfaceBlock(rec);
+    const int w = ReadPageInteger(rec->dialog, kSurfaceWidthId);
+    const int h = ReadPageInteger(rec->dialog, kSurfaceDepthId);
+    // The picture uses the seed the block holds; the page's seed is stored
+    // for the next render, as on every page.
+    const std::uint32_t seed = std::uint32_t(b->seed);
+    b->seed = ReadPageInteger(rec->dialog, kSurfaceSeedId);
+    b->width = w;
+    b->depth = h;
+    const int meshPower = b->meshPower;
+    b->meshSize = std::int32_t(1u << (meshPower & 31));
+    ReleaseGreySlot(kSurfaceKind, rec);
+
+    MemHandle grey = NewImage(w, h);
+    if (!grey) return 0;
+    int n = 0;
+    const MemHandle map = SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n);
+    auto* bytes = static_cast<const std::uint8_t*>(MemLock(map));
+    if (!bytes || !FillGrey(bytes, n, grey)) {
+        MemFree(grey);
+        grey = 0;
+    }
+    MemUnlock(map);
+    MemFree(map);
+    if (!grey) return 0;
+    SetGreyImageAt(rec, kSurfaceGreySlot, grey);
+
+    // A gradient that cannot be drawn leaves the previous colour table.
+    FountainToColourTable(b->gradient, rec->colourTable);
+    return ColouriseImage(grey, rec->colourTable);
+}
+
+const KindDescriptor kSurfaceKind = {
+    .name = "Surface",
+    .key = "surface",
+    .signature = "VANTSURF",
+    .blockOffset = kSurfaceOffset,
+    .blockSize = sizeof(SurfaceParameters),
+    .oldBlockSize = sizeof(SurfaceParameters1469),
+    .page = &kSurfacePage,
+    .flags = kKindHasColourMap,
+    .render = SurfaceRender,
+    .reset = SurfaceReset,
+    .query = SurfaceQuery,
+    .greySlot = kSurfaceGreySlot,
+    .presetList = kSurfacePresetListId,
+};
+
+}  // namespace tsn

@@ -1,0 +1,189 @@
+#include "kinds/terrain.h"
+
+#include <cstring>
+
+#include "core/image.h"
+#include "core/page.h"
+#include "kind/descriptor.h"
+#include "kind/page_fields.h"
+#include "synth/spectral.h"
+
+namespace tsn {
+
+namespace {
+
+using namespace fields;
+
+constexpr std::uint32_t kExtraControls[] = {
+    kTerrainPresetListId,     413, 414, 415, kTerrainDensityLabelId, kTerrainMeshLabelId,
+    kTerrainElevationLabelId, 0};
+
+#define TERRAIN_FIELD(f) static_cast<std::uint32_t>(offsetof(TerrainParameters, f))
+const PageField kTerrainFields[] = {
+    Width(TERRAIN_FIELD(width), kTerrainWidthId, 800, 800),
+    Depth(TERRAIN_FIELD(depth), kTerrainDepthId, 600, 800),
+    Seed(TERRAIN_FIELD(seed), kTerrainSeedId, 10356, 32757, 15618),
+    Scroll("density", "Density", FieldType::F64, TERRAIN_FIELD(density), kTerrainDensityId, 0.1,
+           5.0, 2.9, 10, "fractal dimension: higher values give rougher land"),
+    Scroll("meshPower", "Mesh", FieldType::I32, TERRAIN_FIELD(meshPower), kTerrainMeshId, 4, 12, 8,
+           1, "the synthesis grid is 2^meshPower square (16 .. 4096)"),
+    Scroll("elevation", "Elevation", FieldType::F64, TERRAIN_FIELD(elevation), kTerrainElevationId,
+           0.5, 1.5, 1.0, 10, "power applied to the heights above the mean level"),
+    Fountain("land", "Land", TERRAIN_FIELD(land), kTerrainLandId,
+             "colours of the upper half of the heights"),
+    Fountain("water", "Water", TERRAIN_FIELD(water), kTerrainWaterId,
+             "colours of the lower half of the heights"),
+    Hidden("meshSize", FieldType::I32, TERRAIN_FIELD(meshSize), 1, 4096, 256,
+           "grid size; recomputed from meshPower at every render"),
+};
+#undef TERRAIN_FIELD
+
+const PageTable kTerrainPage = TableOf(kTerrainFields, kExtraControls);
+
+void SetFountain(FountainDefinition* f, std::uint32_t start, std::uint32_t end,
+                 std::uint32_t marker) {
+    ResetFountain(f);
+    f->start = start;
+    f->end = end;
+    f->count = 1;
+    f->markers[0] = marker;
+}
+
+void ConvertFountainTo(const FountainDefinition581& from, FountainDefinition* to) {
+    ConvertFountain581To585(from, to);
+}
+void ConvertFountainTo(const FountainDefinition& from, FountainDefinition581* to) {
+    ConvertFountain585To581(from, to);
+}
+
+// Field by field into a fresh copy, which then replaces the target whole.
+template <class From, class To>
+void ConvertTerrain(const From& f, To* target) {
+    To t;
+    std::memset(&t, 0, sizeof t);
+    std::memcpy(t.signature, f.signature, 8);
+    t.version = f.version;
+    t.size = sizeof(To);
+    t.reserved = f.reserved;
+    t.width = f.width;
+    t.depth = f.depth;
+    t.density = f.density;
+    t.elevation = f.elevation;
+    t.meshSize = f.meshSize;
+    t.meshPower = f.meshPower;
+    t.seed = f.seed;
+    ConvertFountainTo(f.land, &t.land);
+    ConvertFountainTo(f.water, &t.water);
+    std::memcpy(t.landPalette, f.landPalette, 768);
+    std::memcpy(t.waterPalette, f.waterPalette, 768);
+    std::memcpy(t.reservedTail, f.reservedTail, 64);
+    std::memcpy(static_cast<void*>(target), &t, sizeof t);
+}
+
+template <class T>
+T* TransferPtr(std::uint64_t address) {
+    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
+}
+
+template <class From, class To>
+std::int64_t Transfer(MasterTextureRecord* rec) {
+    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
+    const From* from = TransferPtr<const From>(rec->transferSource);
+    To* to = TransferPtr<To>(rec->transferTarget);
+    if (!from || !to) return 0;
+    ConvertTerrain(*from, to);
+    return 1;
+}
+
+}  // namespace
+
+int TerrainReset(MasterTextureRecord* rec) {
+    ResetKindBlock(kTerrainKind, rec);
+    TerrainParameters* b = TerrainBlock(rec);
+    SetFountain(&b->land, 0x008FBAA9u, 0xFF0F1E18u, 0x314E7267u);
+    SetFountain(&b->water, 0x003C3C28u, 0xFFFAFAF8u, 0x8A999966u);
+    return 1;
+}
+
+std::int64_t TerrainQuery(MasterTextureRecord* rec, int code) {
+    switch (code) {
+        case kQueryConvertIn:
+            return Transfer<TerrainParameters2818, TerrainParameters>(rec);
+        case kQueryConvertOut:
+            return Transfer<TerrainParameters, TerrainParameters2818>(rec);
+        default:
+            return StandardQuery(kTerrainKind, rec, code);
+    }
+}
+
+namespace {
+
+bool FillTerrain(const std::uint8_t* map, int n, MemHandle image, const std::uint8_t* land,
+                 const std::uint8_t* water) {
+    ImageView view;
+    if (!LockImage(image, &view)) return false;
+    const bool done = ResampleHeights(map, n, view, [&](double v, std::uint8_t* px) {
+        const std::uint8_t* rgb = TerrainColour(v, land, water);
+        px[0] = rgb[2];
+        px[1] = rgb[1];
+        px[2] = rgb[0];
+    });
+    UnlockImage(&view);
+    return done;
+}
+
+}  // namespace
+
+MemHandle TerrainImage(const std::uint8_t* map, int n, int width, int depth,
+                       const std::uint8_t* landPalette, const std::uint8_t* waterPalette) {
+    const MemHandle image = NewImage(width, depth);
+    if (image && FillTerrain(map, n, image, landPalette, waterPalette)) return image;
+    MemFree(image);
+    return 0;
+}
+
+MemHandle TerrainRender(MasterTextureRecord* rec) {
+    TerrainParameters* b = TerrainBlock(rec);
+    const int w = ReadPageInteger(rec->dialog, kTerrainWidthId);
+    const int h = ReadPageInteger(rec->dialog, kTerrainDepthId);
+    // The picture uses the seed the block holds; the page's seed is stored
+    // for the next render, as on every page.
+    const std::uint32_t seed = std::uint32_t(b->seed);
+    b->seed = ReadPageInteger(rec->dialog, kTerrainSeedId);
+    b->width = w;
+    b->depth = h;
+    const int meshPower = b->meshPower;
+    b->meshSize = std::int32_t(1u << (meshPower & 31));
+    // A palette whose fountain cannot be drawn keeps its previous colours.
+    FountainToColourTable(b->land, b->landPalette);
+    FountainToColourTable(b->water, b->waterPalette);
+
+    MemHandle image = NewImage(w, h);
+    if (!image) return 0;
+    int n = 0;
+    const MemHandle map = SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n);
+    auto* bytes = static_cast<const std::uint8_t*>(MemLock(map));
+    if (!bytes || !FillTerrain(bytes, n, image, b->landPalette, b->waterPalette)) {
+        MemFree(image);
+        image = 0;
+    }
+    MemUnlock(map);
+    MemFree(map);
+    return image;
+}
+
+const KindDescriptor kTerrainKind = {
+    .name = "Terrain",
+    .key = "terrain",
+    .signature = "VANTTERR",
+    .blockOffset = kTerrainOffset,
+    .blockSize = sizeof(TerrainParameters),
+    .oldBlockSize = sizeof(TerrainParameters2818),
+    .page = &kTerrainPage,
+    .render = TerrainRender,
+    .reset = TerrainReset,
+    .query = TerrainQuery,
+    .presetList = kTerrainPresetListId,
+};
+
+}  // namespace tsn
