@@ -55,4 +55,24 @@ inline SimdPath ActiveSimdPath() {
     return pinned < 0 ? BestSimdPath() : SimdPath(pinned);
 }
 
+// One job's kernel built for each instruction set (a function, or a small
+// record of a function and what goes with it, such as its lane count).
+template <class Kernel>
+struct SimdKernels {
+    Kernel sse2, avx2, avx512;
+};
+
+// The kernel of the active path: the one dispatch every vector loop uses.
+template <class Kernel>
+Kernel ActiveKernel(const SimdKernels<Kernel>& kernels) {
+    switch (ActiveSimdPath()) {
+        case SimdPath::Avx512:
+            return kernels.avx512;
+        case SimdPath::Avx2:
+            return kernels.avx2;
+        default:
+            return kernels.sse2;
+    }
+}
+
 }  // namespace tsn

@@ -45,17 +45,14 @@ const PageTable kMandelbrotPage = TableOf(kMandelbrotFields, kExtraControls);
 // The lane loop of the processor's instruction set and the points it takes
 // at once.
 MandelbrotLanesFn LaneLoop(int* group) {
-    switch (ActiveSimdPath()) {
-        case SimdPath::Avx512:
-            *group = 16;
-            return MandelbrotLanesAvx512;
-        case SimdPath::Avx2:
-            *group = 8;
-            return MandelbrotLanesAvx2;
-        default:
-            *group = 4;
-            return MandelbrotLanesSse2;
-    }
+    struct Lanes {
+        MandelbrotLanesFn fn;
+        int group;
+    };
+    const Lanes lanes = ActiveKernel(SimdKernels<Lanes>{
+        {MandelbrotLanesSse2, 4}, {MandelbrotLanesAvx2, 8}, {MandelbrotLanesAvx512, 16}});
+    *group = lanes.group;
+    return lanes.fn;
 }
 
 // Column and row coordinates are accumulated by repeated addition of the

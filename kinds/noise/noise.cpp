@@ -246,14 +246,8 @@ int SummedGrey(const Octave* octaves, int count, const Sampling& at, int x, cons
 
 // The vector row loop of the processor's instruction set.
 void (*RowLoop())(const NoiseRowJob&) {
-    switch (ActiveSimdPath()) {
-        case SimdPath::Avx512:
-            return NoiseRowAvx512;
-        case SimdPath::Avx2:
-            return NoiseRowAvx2;
-        default:
-            return NoiseRowSse2;
-    }
+    return ActiveKernel(
+        SimdKernels<void (*)(const NoiseRowJob&)>{NoiseRowSse2, NoiseRowAvx2, NoiseRowAvx512});
 }
 
 // How one octave samples x along every row: column / divisor x scale. The

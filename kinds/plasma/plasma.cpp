@@ -72,16 +72,8 @@ MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
         SetPixel(view, at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(rng));
     const PlasmaWalkJob job{view.Row(0), std::ptrdiff_t(view.stride), w, h, turbulence, rng.state,
                             streamMemory};
-    switch (ActiveSimdPath()) {
-        case SimdPath::Avx512:
-            PlasmaWalkAvx512(job);
-            break;
-        case SimdPath::Avx2:
-            PlasmaWalkAvx2(job);
-            break;
-        default:
-            PlasmaWalkSse2(job);
-    }
+    ActiveKernel(SimdKernels<void (*)(const PlasmaWalkJob&)>{PlasmaWalkSse2, PlasmaWalkAvx2,
+                                                             PlasmaWalkAvx512})(job);
     MemUnlock(streamBlock);
     MemFree(streamBlock);
     UnlockImage(&view);

@@ -1,7 +1,8 @@
 // Plasma's draws made ahead of need, sixteen generator states at a time,
-// built once per instruction set (the auto-vectorised loop below, compiled
-// for SSE2, AVX2 and AVX-512). Every build does the same operations per
-// draw, so all give the same values.
+// built once per instruction set: the plain loop below is the SSE2 build,
+// and the AVX2 and AVX-512 builds spell the same operations out in their
+// vector instructions. Every build does the same operations per draw, so
+// all give the same values.
 #pragma once
 
 #include <cstddef>

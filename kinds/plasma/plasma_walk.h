@@ -60,7 +60,9 @@ class DrawStream {
     // leaves of five points, three channels, four draws each.
     static constexpr int kLeafDraws = 4 * 60;
 
-    explicit DrawStream(std::uint32_t state) : fill_(FillOf(ActiveSimdPath())) {
+    explicit DrawStream(std::uint32_t state)
+        : fill_(ActiveKernel(SimdKernels<void (*)(const PlasmaDrawJob&)>{
+              PlasmaDrawsSse2, PlasmaDrawsAvx2, PlasmaDrawsAvx512})) {
         for (std::uint32_t& lane : lanes_) lane = state = state * kA + kC;
     }
     // The pass's amplitude: displacements of draws made but not yet used
@@ -79,16 +81,6 @@ class DrawStream {
   private:
     static constexpr int kBlock = 4096, kCapacity = kBlock + kLeafDraws;
 
-    static void (*FillOf(SimdPath path))(const PlasmaDrawJob&) {
-        switch (path) {
-            case SimdPath::Avx512:
-                return PlasmaDrawsAvx512;
-            case SimdPath::Avx2:
-                return PlasmaDrawsAvx2;
-            default:
-                return PlasmaDrawsSse2;
-        }
-    }
     void Refill() {
         const int left = end_ - next_;
         std::memmove(raw_, raw_ + next_, sizeof raw_[0] * std::size_t(left));
