@@ -75,33 +75,64 @@ const ConfigEntry* ConfigTable() {
     return kTable;
 }
 
+void SetConfigTones(ConfigValues* c, const PipesTones& t) {
+    c->pipesDarkContrast = t.darkContrast;
+    c->pipesDarkBrightness = t.darkBrightness;
+    c->pipesDarkerContrast = t.darkerContrast;
+    c->pipesDarkerBrightness = t.darkerBrightness;
+    c->pipesNoirContrast = t.noirContrast;
+    c->pipesNoirBrightness = t.noirBrightness;
+    c->pipesSpookyContrast = t.spookyContrast;
+    c->pipesSpookyBrightness = t.spookyBrightness;
+    c->pipesBronzeRed = t.bronzeRed;
+    c->pipesBronzeGreen = t.bronzeGreen;
+    c->pipesBronzeBlue = t.bronzeBlue;
+    c->pipesBronzeIntensity = t.bronzeIntensity;
+    c->pipesCopperRed = t.copperRed;
+    c->pipesCopperGreen = t.copperGreen;
+    c->pipesCopperBlue = t.copperBlue;
+    c->pipesCopperIntensity = t.copperIntensity;
+    c->pipesCopperContrast = t.copperContrast;
+    c->pipesCopperBrightness = t.copperBrightness;
+    c->pipesSteampunkContrast = t.steampunkContrast;
+    c->pipesSteampunkBrightness = t.steampunkBrightness;
+    c->pipesSteampunkThreshold = t.steampunkThreshold;
+    c->pipesSteampunkBlend = t.steampunkBlend;
+}
+
+PipesTones PipesTonesOf(const ConfigValues& c) {
+    PipesTones t;
+    t.darkContrast = c.pipesDarkContrast;
+    t.darkBrightness = c.pipesDarkBrightness;
+    t.darkerContrast = c.pipesDarkerContrast;
+    t.darkerBrightness = c.pipesDarkerBrightness;
+    t.noirContrast = c.pipesNoirContrast;
+    t.noirBrightness = c.pipesNoirBrightness;
+    t.spookyContrast = c.pipesSpookyContrast;
+    t.spookyBrightness = c.pipesSpookyBrightness;
+    t.bronzeRed = c.pipesBronzeRed;
+    t.bronzeGreen = c.pipesBronzeGreen;
+    t.bronzeBlue = c.pipesBronzeBlue;
+    t.bronzeIntensity = c.pipesBronzeIntensity;
+    t.copperRed = c.pipesCopperRed;
+    t.copperGreen = c.pipesCopperGreen;
+    t.copperBlue = c.pipesCopperBlue;
+    t.copperIntensity = c.pipesCopperIntensity;
+    t.copperContrast = c.pipesCopperContrast;
+    t.copperBrightness = c.pipesCopperBrightness;
+    t.steampunkContrast = c.pipesSteampunkContrast;
+    t.steampunkBrightness = c.pipesSteampunkBrightness;
+    t.steampunkThreshold = c.pipesSteampunkThreshold;
+    t.steampunkBlend = c.pipesSteampunkBlend;
+    return t;
+}
+
 void ResetConfig(ConfigValues* c) {
     std::memset(c, 0, sizeof *c);
     std::snprintf(c->colourTableFile, sizeof c->colourTableFile, "%s", "TSNTXTR.CCL");
     c->liveButtons = 1;
     c->matrixIntegralDimensions = 0;
-    c->pipesBronzeBlue = 102;
-    c->pipesBronzeGreen = 119;
-    c->pipesBronzeIntensity = 130;
-    c->pipesBronzeRed = 130;
-    c->pipesCopperBlue = 129;
-    c->pipesCopperBrightness = 119;
-    c->pipesCopperContrast = 145;
-    c->pipesCopperGreen = 175;
-    c->pipesCopperIntensity = 60;
-    c->pipesCopperRed = 222;
-    c->pipesDarkBrightness = 74;
-    c->pipesDarkContrast = 160;
-    c->pipesDarkerBrightness = 50;
-    c->pipesDarkerContrast = 170;
-    c->pipesNoirContrast = 179;
-    c->pipesNoirBrightness = 29;
-    c->pipesSpookyContrast = 167;
-    c->pipesSpookyBrightness = 15;
-    c->pipesSteampunkBlend = 11;
-    c->pipesSteampunkBrightness = 59;
-    c->pipesSteampunkContrast = 169;
-    c->pipesSteampunkThreshold = 77;
+    SetConfigTones(c, PipesTones{});
     c->stickyWindowBottom = c->stickyWindowLeft = kNoWindowPosition;
     c->stickyWindowRight = c->stickyWindowTop = kNoWindowPosition;
     std::snprintf(c->matrixCurrentLibrary, sizeof c->matrixCurrentLibrary, "%s", "Tessarine.mtx");

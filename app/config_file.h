@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/platform.h"
+#include "kinds/pipes/pipes.h"
 
 namespace tsn {
 
@@ -25,6 +26,11 @@ struct ConfigValues {
     std::uint32_t stickyWindowBottom, stickyWindowLeft, stickyWindowRight, stickyWindowTop;
     char matrixCurrentLibrary[kMaxPath + 1];
 };
+
+// The Pipes effects' tone settings, to and from the kind's own record of
+// them (whose defaults are the configuration's).
+void SetConfigTones(ConfigValues* c, const PipesTones& tones);
+PipesTones PipesTonesOf(const ConfigValues& c);
 
 // "No position stored" in the sticky-window entries.
 constexpr std::uint32_t kNoWindowPosition = 0x7FFFFFFFu;

@@ -17,7 +17,7 @@
 #include "kinds/noise/noise.h"
 #include "kinds/particle.h"
 #include "kinds/perturbation.h"
-#include "kinds/pipes.h"
+#include "kinds/pipes/pipes.h"
 #include "kinds/plasma/plasma.h"
 #include "kinds/ripples.h"
 #include "kinds/scratch.h"

@@ -11,7 +11,8 @@
 #include "core/detmath.h"
 #include "core/image.h"
 #include "core/page.h"
-#include "kinds/pipes.h"
+#include "kinds/pipes/pipes.h"
+#include "synth/compressed_image.h"
 #include "tests/test_support.h"
 
 namespace tsn {

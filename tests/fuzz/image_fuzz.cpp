@@ -6,7 +6,8 @@
 
 #include "cli/image_io.h"
 #include "kinds/matrix/matrix_library.h"
-#include "kinds/pipes.h"
+#include "kinds/pipes/pipes.h"
+#include "synth/compressed_image.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

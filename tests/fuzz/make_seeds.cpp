@@ -25,7 +25,8 @@
 #include "core/tile_list.h"
 #include "kind/master_record.h"
 #include "kinds/matrix/matrix_library.h"
-#include "kinds/pipes.h"
+#include "kinds/pipes/pipes.h"
+#include "synth/compressed_image.h"
 
 using namespace tsn;
 

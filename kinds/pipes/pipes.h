@@ -105,22 +105,29 @@ void SetPipesCachedTile(int tile, MemHandle image);
 
 MemHandle PipesRender(MasterTextureRecord* rec);
 
+// The effects' tone settings. The user keeps them in the configuration file;
+// the application hands them over before a render. Every number is clamped
+// to 2^20 where it is used.
+struct PipesTones {
+    std::uint32_t darkContrast = 160, darkBrightness = 74;
+    std::uint32_t darkerContrast = 170, darkerBrightness = 50;
+    std::uint32_t noirContrast = 179, noirBrightness = 29;
+    std::uint32_t spookyContrast = 167, spookyBrightness = 15;
+    std::uint32_t bronzeRed = 130, bronzeGreen = 119, bronzeBlue = 102, bronzeIntensity = 130;
+    std::uint32_t copperRed = 222, copperGreen = 175, copperBlue = 129, copperIntensity = 60;
+    std::uint32_t copperContrast = 145, copperBrightness = 119;
+    std::uint32_t steampunkContrast = 169, steampunkBrightness = 59;
+    std::uint32_t steampunkThreshold = 77, steampunkBlend = 11;
+};
+void SetPipesTones(const PipesTones& tones);
+
 // Pipe pieces and their connections (bits: 1 north, 2 east, 4 south,
 // 8 west). Pieces 2 and 3 are the two straights carrying a pressure valve.
 constexpr std::uint8_t kPipesPieceMask[kPipesTileCount] = {10, 5, 10, 5, 3, 6, 12, 9, 14, 11, 15};
 
-// The compressed tile images: the image of style s, piece p, is resource
-// kPipesArtId + 11 s + p. Decoding gives a new packed 32-bit bitmap, or 0
-// when the resource is missing or damaged.
+// The compressed tile images (synth/compressed_image.h): the image of
+// style s, piece p, is resource kPipesArtId + 11 s + p.
 constexpr unsigned kPipesArtId = 4000;
-MemHandle DecodeCompressedImage(unsigned id);
-// The same from a resource's bytes (a 52-byte header: "CPX_HEAD", unpacked
-// size, packed size, method, reserved; then the zlib stream).
-MemHandle DecodeCompressedBytes(const std::uint8_t* data, std::size_t size);
-// Inflates a zlib stream of *length bytes into dst (capacity bytes) through
-// a fixed 8192-byte window; on success *length is the number written.
-bool InflateStream(std::uint8_t* dst, std::size_t capacity, const std::uint8_t* src,
-                   std::uint32_t* length);
 
 // Colour stages, on (red, green, blue) bytes.
 void PipesToneCurve(int contrast, int brightness, std::uint8_t curve[256]);
