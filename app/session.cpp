@@ -1,6 +1,9 @@
 #include "app/session.h"
 
+#include "app/config_file.h"
 #include "app/kind_list.h"
+#include "kinds/matrix/matrix.h"
+#include "kinds/matrix/matrix_library.h"
 #include "core/image.h"
 #include "core/tile_list.h"
 
@@ -16,6 +19,16 @@ namespace tsn {
 void OpenPages(MasterTextureRecord* rec) {
     for (int i = 0; i < kKindCount; ++i)
         if (KindOf(i).openPage) KindOf(i).openPage(rec);
+    // The Matrix page shows the current library and the integral switch,
+    // both kept in the configuration.
+    char path[kMaxPath + 1];
+    if (MatrixLibraryPath(Config().matrixCurrentLibrary, path))
+        ReadLibraryFile(path, rec->dialog, kMatrixTileListId);
+    Page().setCheck(rec->dialog, kMatrixIntegralId, Config().matrixIntegralDimensions != 0);
+}
+
+void KeepPageSettings(MasterTextureRecord* rec) {
+    Config().matrixIntegralDimensions = Page().getCheck(rec->dialog, kMatrixIntegralId) ? 1 : 0;
 }
 
 void FreePageLists(MasterTextureRecord* rec) {
@@ -45,6 +58,8 @@ MemHandle RenderSelectedKind(MasterTextureRecord* rec) {
     if (k.page) PageToBlock(*k.page, rec->dialog, BlockAt(rec, k.blockOffset));
     const bool report = TimingsRequested();
     const auto start = std::chrono::steady_clock::now();
+    // What the kinds read from the configuration, handed over as values.
+    SetPipesTones(PipesTonesOf(Config()));
     const MemHandle image = KindAt(rec->kindIndex).render(rec);
     if (report) {
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;

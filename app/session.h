@@ -10,6 +10,10 @@ namespace tsn {
 
 // Lets every kind fill its page's own lists (before LoadPages).
 void OpenPages(MasterTextureRecord* rec);
+// Stores what the pages show that lives in the configuration file rather
+// than in a block (the Matrix page's integral switch), when a session is
+// confirmed.
+void KeepPageSettings(MasterTextureRecord* rec);
 // Frees the blocks that the pages' list boxes own.
 void FreePageLists(MasterTextureRecord* rec);
 

@@ -475,6 +475,7 @@ INT_PTR OnCommand(HWND dlg, MasterTextureRecord* rec, int id, int code) {
             if (Lib().rememberSettings)
                 GetDlgItemTextA(dlg, kTextureList, Lib().rememberedTexture, kMaxPath + 1);
             SetFountainWriteBack(true);
+            KeepPageSettings(rec);
             EndDialog(dlg, 1);
             return TRUE;
         case IDCANCEL:

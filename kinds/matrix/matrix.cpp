@@ -4,7 +4,6 @@
 #include <cstring>
 #include <vector>
 
-#include "app/config_file.h"
 #include "core/image.h"
 #include "core/page.h"
 #include "core/tile_list.h"
@@ -96,7 +95,6 @@ MemHandle MatrixRender(MasterTextureRecord* rec) {
     p->width = ReadPageInteger(rec->dialog, kMatrixWidthId);
     p->depth = ReadPageInteger(rec->dialog, kMatrixDepthId);
     const bool integral = Page().getCheck(rec->dialog, kMatrixIntegralId);
-    Config().matrixIntegralDimensions = integral ? 1 : 0;
     const int count = TileList().count(rec->dialog, kMatrixTileListId);
     if (p->selection < 0 || p->selection >= count) return 0;
     const MemHandle tile = TileList().tile(rec->dialog, kMatrixTileListId, p->selection);
@@ -105,10 +103,6 @@ MemHandle MatrixRender(MasterTextureRecord* rec) {
 
 void MatrixOpenPage(MasterTextureRecord* rec) {
     DefaultTiles(rec->dialog, kMatrixTileListId);
-    char path[kMaxPath + 1];
-    if (MatrixLibraryPath(Config().matrixCurrentLibrary, path))
-        ReadLibraryFile(path, rec->dialog, kMatrixTileListId);
-    Page().setCheck(rec->dialog, kMatrixIntegralId, Config().matrixIntegralDimensions != 0);
 }
 
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code) {

@@ -63,8 +63,8 @@ enum : std::uint32_t {
 
 MemHandle MatrixRender(MasterTextureRecord* rec);
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code);
-// Puts the default tile in the page's list, then the current library's
-// tiles, and shows the integral-dimensions switch.
+// Puts the default tile in the page's list (the application then adds the
+// current library's tiles, when it has any).
 void MatrixOpenPage(MasterTextureRecord* rec);
 
 // The width x depth picture tiled with `tile` from the top-left corner
