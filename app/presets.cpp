@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "app/kind_list.h"
+#include "core/owners.h"
 #include "core/text.h"
 
 namespace tsn {
@@ -28,15 +29,10 @@ bool Transfer(MasterTextureRecord* rec, int kind, int code, void* from, std::uin
 // A zeroed conversion buffer of the older layout's size and a little more,
 // from the platform's memory so allocation failures can be tested.
 struct Buffer {
-    MemHandle handle;
-    std::uint8_t* bytes;
+    OwnedBlock block;
+    LockedBlock<std::uint8_t> locked;
     explicit Buffer(std::int64_t size)
-        : handle(MemAlloc(std::size_t(size) + 16)),
-          bytes(static_cast<std::uint8_t*>(MemLock(handle))) {}
-    ~Buffer() {
-        MemUnlock(handle);
-        MemFree(handle);
-    }
+        : block(MemAlloc(std::size_t(size) + 16)), locked(block.get()) {}
 };
 
 }  // namespace
@@ -46,7 +42,7 @@ bool LoadPresetFile(MasterTextureRecord* rec, int kind, const char* path) {
     const std::int64_t oldSize = KindAt(kind).query(rec, kQueryOldBlockSize);
     if (size < 1 || oldSize < 1) return false;
     Buffer b(oldSize);
-    std::uint8_t* buffer = b.bytes;
+    std::uint8_t* buffer = b.locked.get();
     if (!buffer) return false;
     bool ok = false;
     if (std::FILE* f = std::fopen(path, "rb")) {
@@ -66,7 +62,7 @@ bool SavePresetFile(MasterTextureRecord* rec, int kind, const char* path) {
     const std::int64_t oldSize = KindAt(kind).query(rec, kQueryOldBlockSize);
     if (size < 1 || oldSize < 1) return false;
     Buffer b(oldSize);
-    std::uint8_t* buffer = b.bytes;
+    std::uint8_t* buffer = b.locked.get();
     if (!buffer) return false;
     bool ok = Transfer(rec, kind, kQueryConvertOut, BlockAt(rec, KindOf(kind).blockOffset),
                        std::uint32_t(size), buffer, std::uint32_t(oldSize));

@@ -10,6 +10,7 @@
 #include "cli/image_io.h"
 #include "colour/colour_database.h"
 #include "colour/fountain_library.h"
+#include "core/owners.h"
 
 namespace tsn::cli {
 
@@ -127,6 +128,62 @@ int Fountains(const std::string& action, int n, const std::string& output, int w
     return 0;
 }
 
+namespace {
+
+// Appends a named colour; the exit code.
+int AddColour(const NamedColour* entries, int count, const char* path, const std::string& name,
+              const std::string& value) {
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long colour = std::strtoul(value.c_str(), &end, 0);
+    const char* problem = ColourNameProblem(name.c_str());
+    if (problem[0]) {
+        Fail(problem);
+        return 2;
+    }
+    if (value.empty() || *end || errno || colour > 0xFFFFFF || value[0] == '-') {
+        Fail("'" + value + "' is no colour: give 0xBBGGRR (blue, green, red), 0 .. 0xFFFFFF");
+        return 2;
+    }
+    for (int i = 0; i < count; ++i)
+        if (entries[i].colour == colour)
+            std::fprintf(stderr, "tsntxtr: note: this colour is already in the database as %s\n",
+                         entries[i].name);
+    const OwnedBlock grown(MemAlloc(std::size_t(count + 1) * sizeof(NamedColour)));
+    const LockedBlock<NamedColour> g(grown.get());
+    char folder[kMaxPath + 1];
+    std::snprintf(folder, sizeof folder, "%s", path);
+    if (char* slash = std::strrchr(folder, PathSeparator())) slash[1] = 0;
+    if (g) {
+        if (count) std::memcpy(g.get(), entries, std::size_t(count) * sizeof(NamedColour));
+        std::snprintf(g.get()[count].name, sizeof g.get()[count].name, "%s", name.c_str());
+        g.get()[count].colour = std::uint32_t(colour);
+    }
+    if (!g || !MakeFolders(folder) || !SaveColourDatabase(path, g.get(), count + 1)) {
+        Fail(std::string("cannot write '") + path + "'");
+        return 1;
+    }
+    return 0;
+}
+
+// Deletes every colour of that name; the exit code.
+int DeleteColours(NamedColour* entries, int count, const char* path, const std::string& name) {
+    int kept = 0;
+    for (int i = 0; i < count; ++i)
+        if (name != entries[i].name) entries[kept++] = entries[i];
+    if (kept == count) {
+        Fail("the colour database has no colour named '" + name + "'");
+        return 2;
+    }
+    if (!SaveColourDatabase(path, entries, kept)) {
+        Fail(std::string("cannot write '") + path + "'");
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace
+
 int Colours(const std::string& action, const std::string& name, const std::string& value) {
     char ini[kMaxPath + 1], path[kMaxPath + 1];
     if (ConfigFilePath(ini)) ReadConfigFile(&Config(), ini);
@@ -134,69 +191,22 @@ int Colours(const std::string& action, const std::string& name, const std::strin
         Fail("no application-data folder is known (set HOME)");
         return 2;
     }
-    MemHandle block = 0;
+    MemHandle loaded = 0;
     int count = 0;
     std::FILE* probe = std::fopen(path, "r");
     if (probe) std::fclose(probe);
-    if (probe && !LoadColourDatabase(path, &block, &count)) {
+    if (probe && !LoadColourDatabase(path, &loaded, &count)) {
         Fail(std::string("cannot read '") + path + "'");
         return 1;
     }
-    auto* entries = static_cast<NamedColour*>(MemLock(block));
-    int code = 0;
-    if (action == "list") {
-        if (!probe) std::fprintf(stderr, "tsntxtr: no colour database at '%s' yet\n", path);
-        for (int i = 0; i < count; ++i)
-            std::printf("%s  %s\n", Hex(entries[i].colour).c_str(), entries[i].name);
-    } else if (action == "add") {
-        char* end = nullptr;
-        errno = 0;
-        const unsigned long colour = std::strtoul(value.c_str(), &end, 0);
-        const char* problem = ColourNameProblem(name.c_str());
-        if (problem[0]) {
-            Fail(problem);
-            code = 2;
-        } else if (value.empty() || *end || errno || colour > 0xFFFFFF || value[0] == '-') {
-            Fail("'" + value + "' is no colour: give 0xBBGGRR (blue, green, red), 0 .. 0xFFFFFF");
-            code = 2;
-        } else {
-            for (int i = 0; i < count; ++i)
-                if (entries[i].colour == colour)
-                    std::fprintf(stderr,
-                                 "tsntxtr: note: this colour is already in the database as %s\n",
-                                 entries[i].name);
-            MemHandle grown = MemAlloc(std::size_t(count + 1) * sizeof(NamedColour));
-            auto* g = static_cast<NamedColour*>(MemLock(grown));
-            if (g) {
-                if (count) std::memcpy(g, entries, std::size_t(count) * sizeof(NamedColour));
-                std::snprintf(g[count].name, sizeof g[count].name, "%s", name.c_str());
-                g[count].colour = std::uint32_t(colour);
-            }
-            char folder[kMaxPath + 1];
-            std::snprintf(folder, sizeof folder, "%s", path);
-            if (char* slash = std::strrchr(folder, PathSeparator())) slash[1] = 0;
-            if (!g || !MakeFolders(folder) || !SaveColourDatabase(path, g, count + 1)) {
-                Fail(std::string("cannot write '") + path + "'");
-                code = 1;
-            }
-            MemUnlock(grown);
-            MemFree(grown);
-        }
-    } else {  // delete: every entry of that name
-        int kept = 0;
-        for (int i = 0; i < count; ++i)
-            if (name != entries[i].name) entries[kept++] = entries[i];
-        if (kept == count) {
-            Fail("the colour database has no colour named '" + name + "'");
-            code = 2;
-        } else if (!SaveColourDatabase(path, entries, kept)) {
-            Fail(std::string("cannot write '") + path + "'");
-            code = 1;
-        }
-    }
-    MemUnlock(block);
-    MemFree(block);
-    return code;
+    const OwnedBlock block(loaded);
+    const LockedBlock<NamedColour> entries(block.get());
+    if (action == "add") return AddColour(entries.get(), count, path, name, value);
+    if (action == "delete") return DeleteColours(entries.get(), count, path, name);
+    if (!probe) std::fprintf(stderr, "tsntxtr: no colour database at '%s' yet\n", path);
+    for (int i = 0; i < count; ++i)
+        std::printf("%s  %s\n", Hex(entries.get()[i].colour).c_str(), entries.get()[i].name);
+    return 0;
 }
 
 }  // namespace tsn::cli

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/owners.h"
 #include "core/platform.h"
 
 namespace tsn {
@@ -47,10 +48,10 @@ bool LoadSettingsFile(MasterTextureRecord* rec, const char* path) {
     if (!f) return false;
     // Read into a copy so a rejected file leaves the live record untouched.
     static_assert(kRecordSize < 64 * 1024);
-    const MemHandle scratch = MemAlloc(sizeof(MasterTextureRecord));
-    auto* loaded = static_cast<MasterTextureRecord*>(MemLock(scratch));
+    const OwnedBlock scratch(MemAlloc(sizeof(MasterTextureRecord)));
+    const LockedBlock<MasterTextureRecord> locked(scratch.get());
+    MasterTextureRecord* loaded = locked.get();
     if (!loaded) {
-        MemFree(scratch);
         std::fclose(f);
         return false;
     }
@@ -81,8 +82,6 @@ bool LoadSettingsFile(MasterTextureRecord* rec, const char* path) {
                         reinterpret_cast<const std::uint8_t*>(rec) + r.offset, r.size);
         std::memcpy(rec, loaded, kRecordSize);
     }
-    MemUnlock(scratch);
-    MemFree(scratch);
     return ok;
 }
 
