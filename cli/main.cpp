@@ -5,117 +5,129 @@
 
 #include "cli/commands.h"
 
-int main(int argc, char** argv) {
-    using tsn::cli::RenderRequest;
-    CLI::App app{
-        "tsntxtr: textures and fractals, rendered headlessly to PNG or BMP.\n"
-        "The same parameters and seed give the same pixels as the plug-in."};
-    app.set_version_flag("--version",
-                         std::string("tsntxtr ") + TSN_VERSION + " (plug-in interface 1.1)");
-    app.require_subcommand(1);
+namespace {
 
-    app.add_subcommand("list", "List the 23 kinds in catalogue order and which of them render");
+using tsn::cli::RenderRequest;
 
-    auto* describe =
-        app.add_subcommand("describe", "Show a kind's parameters: type, range, default");
-    std::string describeKind;
-    describe->add_option("KIND", describeKind, "kind key or display name")->required();
-    bool describeHtml = false;
-    std::string describeOutput;
-    describe->add_flag("--html", describeHtml, "write the kind's help page (HTML) instead");
-    describe->add_option("-o,--output", describeOutput, "with --html: write it to this file")
-        ->needs("--html");
-
+// Every option's value and every sub-command, filled in by CLI11.
+struct Options {
     RenderRequest req;
-    auto addCommon = [&req](CLI::App* sub) {
-        sub->add_option("KIND", req.kind, "kind key (noise, plasma, ...) or display name");
-        sub->add_option("--width", req.width, "picture width in pixels");
-        sub->add_option("--depth", req.depth, "picture height in pixels");
-        sub->add_option("--seed", req.seed, "random seed of the picture")
-            ->each([&req](const std::string&) { req.hasSeed = true; });
-        sub->add_option("--set", req.sets, "FIELD=VALUE, a parameter by its describe name")
-            ->allow_extra_args(false);
-        sub->add_option("--from", req.from,
-                        "start from a settings file (texture.texture) or a preset file");
-        sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
-    };
-    auto* render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
-    addCommon(render);
-    render->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
-    render
-        ->add_option("--png-level", req.pngLevel,
-                     "PNG compression, 0 (fastest, largest) .. 9 (slowest, smallest)")
-        ->check(CLI::Range(0, 9));
-    render->add_option("--save-preset", req.savePreset,
-                       "also store the parameters used as a preset of this name");
-    render->add_option("--save-settings", req.saveSettings,
-                       "also write the session as a settings file the plug-in can load");
-    render
-        ->add_option("--fountain-library", req.libraryFountain,
-                     "colour with entry N (from 1) of the fountain library")
-        ->check(CLI::PositiveNumber);
-    auto* mutations = app.add_subcommand(
-        "mutations", "Show the nine mutation colour maps on a kind's grey image");
-    addCommon(mutations);
-    mutations->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
-    mutations->add_option("--generation", req.generation, "mutation generation, 0 .. 31")
-        ->check(CLI::Range(0, 31));
-
-    auto* request = app.add_subcommand(
-        "request", "Write the 432-byte request a CGI kind sends to its noise service");
-    addCommon(request);
-    request->add_option("-o,--output", req.output, "output file")->required();
-
-    auto* presets = app.add_subcommand(
-        "presets", "List a kind's named presets, or save or delete one (shared with the plug-in)");
-    addCommon(presets);
+    std::string describeKind, describeOutput;
+    bool describeHtml = false;
     std::string savePreset, deletePreset;
-    auto* saveOption = presets->add_option("--save", savePreset,
-                                           "store the parameters (defaults, --from, --set) "
-                                           "under this name");
-    presets->add_option("--delete", deletePreset, "delete the preset of this name")
-        ->excludes(saveOption);
-
-    auto* fountains = app.add_subcommand(
-        "fountains", "The fountain library of colour maps (shared with the plug-in)");
-    fountains->require_subcommand(1);
     std::string fountainOutput;
     int fountainEntry = 0, stripWidth = 256, stripHeight = 32;
-    auto* fountainsList = fountains->add_subcommand("list", "List the stored colour maps");
-    auto* fountainsShow =
-        fountains->add_subcommand("show", "Draw colour map N as a strip (PNG or BMP)");
-    fountainsShow->add_option("N", fountainEntry, "entry number, from 1")->required();
-    fountainsShow->add_option("-o,--output", fountainOutput, "output file, .png or .bmp")
-        ->required();
-    fountainsShow->add_option("--width", stripWidth, "strip width (256)");
-    fountainsShow->add_option("--depth", stripHeight, "strip height (32)");
-    auto* fountainsDelete = fountains->add_subcommand("delete", "Delete colour map N");
-    fountainsDelete->add_option("N", fountainEntry, "entry number, from 1")->required();
-    auto* fountainsAdd = fountains->add_subcommand(
-        "add", "Append a kind's colour map (after --from, --preset, --set) to the library");
-    addCommon(fountainsAdd);
-
-    auto* colours = app.add_subcommand(
-        "colours", "The colour database of named colours (shared with the plug-in)");
-    colours->require_subcommand(1);
     std::string colourName, colourValue;
-    auto* coloursList = colours->add_subcommand("list", "List the named colours as 0xBBGGRR");
-    auto* coloursAdd = colours->add_subcommand("add", "Add a named colour");
-    coloursAdd->add_option("NAME", colourName, "the colour's name")->required();
-    coloursAdd->add_option("COLOUR", colourValue, "0xBBGGRR: blue, green, red")->required();
-    auto* coloursDelete = colours->add_subcommand("delete", "Delete the colours of a name");
-    coloursDelete->add_option("NAME", colourName, "the colour's name")->required();
+    std::string matrixAction, matrixArgument, matrixLibrary;
+    CLI::App *describe = nullptr, *render = nullptr, *mutations = nullptr, *request = nullptr;
+    CLI::App *presets = nullptr, *fountains = nullptr, *colours = nullptr, *matrix = nullptr;
+    CLI::App *fountainsList = nullptr, *fountainsShow = nullptr, *fountainsAdd = nullptr;
+    CLI::App *coloursList = nullptr, *coloursAdd = nullptr;
+};
 
-    auto* matrix = app.add_subcommand(
+// The options every command that starts a session takes.
+void AddCommon(CLI::App* sub, RenderRequest& req) {
+    sub->add_option("KIND", req.kind, "kind key (noise, plasma, ...) or display name");
+    sub->add_option("--width", req.width, "picture width in pixels");
+    sub->add_option("--depth", req.depth, "picture height in pixels");
+    sub->add_option("--seed", req.seed, "random seed of the picture")
+        ->each([&req](const std::string&) { req.hasSeed = true; });
+    sub->add_option("--set", req.sets, "FIELD=VALUE, a parameter by its describe name")
+        ->allow_extra_args(false);
+    sub->add_option("--from", req.from,
+                    "start from a settings file (texture.texture) or a preset file");
+    sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
+}
+
+// list, describe, render, mutations and request: the kinds themselves.
+void AddKindCommands(CLI::App& app, Options& o) {
+    app.add_subcommand("list", "List the 23 kinds in catalogue order and which of them render");
+
+    o.describe = app.add_subcommand("describe", "Show a kind's parameters: type, range, default");
+    o.describe->add_option("KIND", o.describeKind, "kind key or display name")->required();
+    o.describe->add_flag("--html", o.describeHtml, "write the kind's help page (HTML) instead");
+    o.describe->add_option("-o,--output", o.describeOutput, "with --html: write it to this file")
+        ->needs("--html");
+
+    o.render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
+    AddCommon(o.render, o.req);
+    o.render->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    o.render
+        ->add_option("--png-level", o.req.pngLevel,
+                     "PNG compression, 0 (fastest, largest) .. 9 (slowest, smallest)")
+        ->check(CLI::Range(0, 9));
+    o.render->add_option("--save-preset", o.req.savePreset,
+                         "also store the parameters used as a preset of this name");
+    o.render->add_option("--save-settings", o.req.saveSettings,
+                         "also write the session as a settings file the plug-in can load");
+    o.render
+        ->add_option("--fountain-library", o.req.libraryFountain,
+                     "colour with entry N (from 1) of the fountain library")
+        ->check(CLI::PositiveNumber);
+    o.mutations = app.add_subcommand("mutations",
+                                     "Show the nine mutation colour maps on a kind's grey image");
+    AddCommon(o.mutations, o.req);
+    o.mutations->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    o.mutations->add_option("--generation", o.req.generation, "mutation generation, 0 .. 31")
+        ->check(CLI::Range(0, 31));
+
+    o.request = app.add_subcommand(
+        "request", "Write the 432-byte request a CGI kind sends to its noise service");
+    AddCommon(o.request, o.req);
+    o.request->add_option("-o,--output", o.req.output, "output file")->required();
+}
+
+// presets, fountains, colours and matrix: the user's files.
+void AddFileCommands(CLI::App& app, Options& o) {
+    o.presets = app.add_subcommand(
+        "presets", "List a kind's named presets, or save or delete one (shared with the plug-in)");
+    AddCommon(o.presets, o.req);
+    auto* saveOption = o.presets->add_option("--save", o.savePreset,
+                                             "store the parameters (defaults, --from, --set) "
+                                             "under this name");
+    o.presets->add_option("--delete", o.deletePreset, "delete the preset of this name")
+        ->excludes(saveOption);
+
+    o.fountains = app.add_subcommand(
+        "fountains", "The fountain library of colour maps (shared with the plug-in)");
+    o.fountains->require_subcommand(1);
+    o.fountainsList = o.fountains->add_subcommand("list", "List the stored colour maps");
+    o.fountainsShow =
+        o.fountains->add_subcommand("show", "Draw colour map N as a strip (PNG or BMP)");
+    o.fountainsShow->add_option("N", o.fountainEntry, "entry number, from 1")->required();
+    o.fountainsShow->add_option("-o,--output", o.fountainOutput, "output file, .png or .bmp")
+        ->required();
+    o.fountainsShow->add_option("--width", o.stripWidth, "strip width (256)");
+    o.fountainsShow->add_option("--depth", o.stripHeight, "strip height (32)");
+    auto* fountainsDelete = o.fountains->add_subcommand("delete", "Delete colour map N");
+    fountainsDelete->add_option("N", o.fountainEntry, "entry number, from 1")->required();
+    o.fountainsAdd = o.fountains->add_subcommand(
+        "add", "Append a kind's colour map (after --from, --preset, --set) to the library");
+    AddCommon(o.fountainsAdd, o.req);
+
+    o.colours = app.add_subcommand(
+        "colours", "The colour database of named colours (shared with the plug-in)");
+    o.colours->require_subcommand(1);
+    o.coloursList = o.colours->add_subcommand("list", "List the named colours as 0xBBGGRR");
+    o.coloursAdd = o.colours->add_subcommand("add", "Add a named colour");
+    o.coloursAdd->add_option("NAME", o.colourName, "the colour's name")->required();
+    o.coloursAdd->add_option("COLOUR", o.colourValue, "0xBBGGRR: blue, green, red")->required();
+    auto* coloursDelete = o.colours->add_subcommand("delete", "Delete the colours of a name");
+    coloursDelete->add_option("NAME", o.colourName, "the colour's name")->required();
+
+    o.matrix = app.add_subcommand(
         "matrix",
         "Manage a matrix library: list, add FILE.png|FILE.bmp, delete N, use NAME, "
         "integral on|off");
-    std::string matrixAction, matrixArgument, matrixLibrary;
-    matrix->add_option("ACTION", matrixAction, "list, add, delete, use or integral")->required();
-    matrix->add_option("ARGUMENT", matrixArgument, "image file, tile number, library name, on|off");
-    matrix->add_option("--library", matrixLibrary,
-                       "the library to work on (default: the current one)");
+    o.matrix->add_option("ACTION", o.matrixAction, "list, add, delete, use or integral")
+        ->required();
+    o.matrix->add_option("ARGUMENT", o.matrixArgument,
+                         "image file, tile number, library name, on|off");
+    o.matrix->add_option("--library", o.matrixLibrary,
+                         "the library to work on (default: the current one)");
+}
 
+void AddExamples(CLI::App& app) {
     app.footer(
         "Examples:\n"
         "  tsntxtr list\n"
@@ -137,7 +149,51 @@ int main(int argc, char** argv) {
         "  tsntxtr colours add \"Sky blue\" 0xEBCE87\n"
         "  tsntxtr matrix add brick.png\n"
         "  tsntxtr render matrix --set selection=1 -o wall.png");
+}
 
+// Runs the parsed command; its exit code.
+int Run(CLI::App& app, Options& o) {
+    tsn::cli::ReadConfiguration();
+    if (app.got_subcommand(o.matrix))
+        return tsn::cli::Matrix(o.matrixAction, o.matrixArgument, o.matrixLibrary);
+    if (app.got_subcommand("list")) return tsn::cli::ListKinds();
+    if (app.got_subcommand(o.describe))
+        return tsn::cli::DescribeKind(o.describeKind, o.describeHtml, o.describeOutput);
+    if (app.got_subcommand(o.render)) return tsn::cli::Render(o.req);
+    if (app.got_subcommand(o.mutations)) return tsn::cli::Mutations(o.req);
+    if (app.got_subcommand(o.request)) return tsn::cli::Request(o.req);
+    if (app.got_subcommand(o.presets))
+        return tsn::cli::Presets(o.req, o.savePreset, o.deletePreset);
+    if (app.got_subcommand(o.fountains)) {
+        if (o.fountains->got_subcommand(o.fountainsAdd)) return tsn::cli::AddFountain(o.req);
+        const char* action = o.fountains->got_subcommand(o.fountainsList)   ? "list"
+                             : o.fountains->got_subcommand(o.fountainsShow) ? "show"
+                                                                            : "delete";
+        return tsn::cli::Fountains(action, o.fountainEntry, o.fountainOutput, o.stripWidth,
+                                   o.stripHeight);
+    }
+    if (app.got_subcommand(o.colours)) {
+        const char* action = o.colours->got_subcommand(o.coloursList)  ? "list"
+                             : o.colours->got_subcommand(o.coloursAdd) ? "add"
+                                                                       : "delete";
+        return tsn::cli::Colours(action, o.colourName, o.colourValue);
+    }
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{
+        "tsntxtr: textures and fractals, rendered headlessly to PNG or BMP.\n"
+        "The same parameters and seed give the same pixels as the plug-in."};
+    app.set_version_flag("--version",
+                         std::string("tsntxtr ") + TSN_VERSION + " (plug-in interface 1.1)");
+    app.require_subcommand(1);
+    Options o;
+    AddKindCommands(app, o);
+    AddFileCommands(app, o);
+    AddExamples(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
@@ -148,31 +204,5 @@ int main(int argc, char** argv) {
         app.exit(e);
         return 2;
     }
-
-    tsn::cli::ReadConfiguration();
-    if (app.got_subcommand(matrix))
-        return tsn::cli::Matrix(matrixAction, matrixArgument, matrixLibrary);
-    if (app.got_subcommand("list")) return tsn::cli::ListKinds();
-    if (app.got_subcommand(describe))
-        return tsn::cli::DescribeKind(describeKind, describeHtml, describeOutput);
-    if (app.got_subcommand(render)) return tsn::cli::Render(req);
-    if (app.got_subcommand(mutations)) return tsn::cli::Mutations(req);
-    if (app.got_subcommand(request)) return tsn::cli::Request(req);
-    if (app.got_subcommand(presets)) return tsn::cli::Presets(req, savePreset, deletePreset);
-    if (app.got_subcommand(fountains)) {
-        if (fountains->got_subcommand(fountainsAdd)) return tsn::cli::AddFountain(req);
-        const char* action = fountains->got_subcommand(fountainsList)   ? "list"
-                             : fountains->got_subcommand(fountainsShow) ? "show"
-                                                                        : "delete";
-        (void)fountainsDelete;
-        return tsn::cli::Fountains(action, fountainEntry, fountainOutput, stripWidth, stripHeight);
-    }
-    if (app.got_subcommand(colours)) {
-        const char* action = colours->got_subcommand(coloursList)  ? "list"
-                             : colours->got_subcommand(coloursAdd) ? "add"
-                                                                   : "delete";
-        (void)coloursDelete;
-        return tsn::cli::Colours(action, colourName, colourValue);
-    }
-    return 2;
+    return Run(app, o);
 }

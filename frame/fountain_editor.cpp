@@ -185,30 +185,173 @@ void OnCommand(HWND w, FountainDefinition* f, UINT id) {
 // only when the dialog that holds them was confirmed, never on Cancel.
 bool g_writeBackOnClose = false;
 
+// The editor's handlers, one a message.
+LRESULT OnSetFountain(HWND w, FountainDefinition* f, LPARAM lp) {
+    const auto* given = reinterpret_cast<const FountainDefinition*>(lp);
+    if (!given) return 0;
+    if (!f) {
+        f = static_cast<FountainDefinition*>(
+            HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(FountainDefinition)));
+        if (!f) return 0;
+        SetWindowLongPtrA(w, GWLP_USERDATA, LONG_PTR(f));
+    }
+    // The editor owns its copy and its preview alone.
+    MemFree(f->cachedImage);
+    std::memcpy(f, given, sizeof *f);
+    f->cachedImage = 0;
+    if (f->count > 64) f->count = 64;
+    SetEditorState(f, FountainEditorState{-1, 0, 0, 0, 0, 0, 0});
+    Rerender(w, f);
+    InvalidateRect(w, nullptr, FALSE);
+    return 1;
+}
+
+void OnButtonDown(HWND w, FountainDefinition* f, int x, int y) {
+    FountainEditorState s = GetEditorState(*f);
+    s.dragging = 0;
+    s.selected = HitInnerMarker(*f, RectOf(w), x, y);
+    if (s.selected >= 0) {
+        SetCapture(w);
+        s.pressX = s.lastX = ClampDragX(RectOf(w), x);
+        s.pressY = s.lastY = y;
+        s.drawn = s.dragging = 1;
+        InvalidateRect(w, nullptr, FALSE);
+    }
+    SetEditorState(f, s);
+}
+
+void OnMouseMove(HWND w, FountainDefinition* f, int x, int y) {
+    FountainEditorState s = GetEditorState(*f);
+    if (GetCapture() == w && s.dragging) {
+        s.lastX = ClampDragX(RectOf(w), x);
+        s.lastY = y;
+        SetEditorState(f, s);
+        InvalidateRect(w, nullptr, FALSE);
+    }
+}
+
+void OnButtonUp(HWND w, FountainDefinition* f, int x) {
+    if (GetCapture() != w) return;
+    FountainEditorState s = GetEditorState(*f);
+    const bool moved = s.dragging && ClampDragX(RectOf(w), x) != s.pressX;
+    if (moved) MoveMarker(f, s.selected, DropPosition(RectOf(w), x));
+    s.drawn = s.dragging = 0;
+    SetEditorState(f, s);
+    if (moved) {
+        Changed(w, f);
+    } else {
+        InvalidateRect(w, nullptr, FALSE);
+    }
+    ReleaseCapture();
+}
+
+void OnCaptureChanged(HWND w, FountainDefinition* f) {
+    FountainEditorState s = GetEditorState(*f);
+    if (s.drawn || s.dragging) {
+        s.drawn = s.dragging = 0;
+        SetEditorState(f, s);
+        InvalidateRect(w, nullptr, FALSE);
+    }
+}
+
+void OnDoubleClick(HWND w, FountainDefinition* f, int x, int y) {
+    const EditorRect r = RectOf(w);
+    if (const int end = HitEndColour(r, x, y)) {
+        SendMessageA(w, kMsgChangeColour, WPARAM(end), 0);
+    } else if (const int i = HitInnerMarker(*f, r, x, y); i >= 0) {
+        SendMessageA(w, kMsgChangeColour, WPARAM(i), 0);
+    } else if (InMarkerStrip(r, x, y)) {
+        SendMessageA(w, kMsgAddMarker, WPARAM(PositionAtX(r, x)), 0);
+    }
+}
+
+void OnRightButton(HWND w, FountainDefinition* f, int x, int y) {
+    const EditorRect r = RectOf(w);
+    if (InGradient(r, x, y)) {
+        ShowMenu(w, true, POINT{x, y});
+    } else if (const int end = HitEndColour(r, x, y)) {
+        SendMessageA(w, kMsgChangeColour, WPARAM(end), 0);
+    } else if (const int i = HitInnerMarker(*f, r, x, y); i >= 0) {
+        if (GetKeyState(VK_SHIFT) < 0) {
+            SendMessageA(w, kMsgDeleteMarker, WPARAM(i), 0);
+        } else {
+            FountainEditorState s = GetEditorState(*f);
+            s.selected = i;
+            SetEditorState(f, s);
+            ShowMenu(w, false, POINT{x, y});
+        }
+    }
+}
+
+void OnChangeColour(HWND w, FountainDefinition* f, int marker) {
+    if (g_choosing) return;
+    std::uint32_t word;
+    if (!GetMarkerWord(*f, marker, &word)) {
+        ShowMessage(w, "Internal error");
+        return;
+    }
+    std::uint32_t colour = word & kMarkerColourMask;
+    g_choosing = true;
+    const bool chosen = ChooseColour(w, &colour);
+    g_choosing = false;
+    // The dialog may have let other messages change the record.
+    if (chosen && GetMarkerWord(*f, marker, &word)) {
+        SetMarkerWord(f, marker, (word & ~kMarkerColourMask) | (colour & kMarkerColourMask));
+        Changed(w, f);
+    }
+}
+
+void OnAddMarker(HWND w, FountainDefinition* f, int position) {
+    if (g_choosing) return;
+    int p = std::clamp(position, 1, 255);
+    if (!FindFreePosition(*f, &p)) {
+        ShowMessage(w, "No more marker space is available. Delete an existing marker.");
+        return;
+    }
+    std::uint32_t colour = 0x808080;
+    g_choosing = true;
+    const bool chosen = ChooseColour(w, &colour);
+    g_choosing = false;
+    if (chosen && AddMarker(f, p, colour)) Changed(w, f);
+}
+
+void OnDeleteMarker(HWND w, FountainDefinition* f, int marker) {
+    if (f->count == 0) {
+        ShowMessage(w, "That marker cannot be deleted");
+    } else if (!DeleteMarker(f, marker)) {
+        ShowMessage(w, "Internal error");
+    } else {
+        Changed(w, f);
+    }
+}
+
+void OnAdjustMarker(HWND w, FountainDefinition* f, int marker) {
+    std::uint32_t word;
+    if (marker < 0 || !GetMarkerWord(*f, marker, &word)) return;
+    const INT_PTR p = DialogBoxParamA(Lib().module, "FountainMarkerPositionBox", w, PositionProc,
+                                      LPARAM(MarkerPosition(word)));
+    if (p >= 1 && GetMarkerWord(*f, marker, &word)) {
+        SetMarkerWord(f, marker, MakeMarker(std::uint32_t(p), word));
+        SortMarkers(f);
+        Changed(w, f);
+    }
+}
+
+void OnDestroy(HWND w, FountainDefinition* f) {
+    MemFree(f->cachedImage);
+    f->cachedImage = 0;
+    if (g_writeBackOnClose) WriteFountainBack(*f);
+    HeapFree(GetProcessHeap(), 0, f);
+    SetWindowLongPtrA(w, GWLP_USERDATA, 0);
+}
+
 LRESULT CALLBACK EditorProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
     FountainDefinition* f = Own(w);
     const int x = short(LOWORD(lp)), y = short(HIWORD(lp));
     if (!f && msg != kMsgSetFountain && msg != WM_PAINT) return DefWindowProcA(w, msg, wp, lp);
     switch (msg) {
-        case kMsgSetFountain: {
-            const auto* given = reinterpret_cast<const FountainDefinition*>(lp);
-            if (!given) return 0;
-            if (!f) {
-                f = static_cast<FountainDefinition*>(
-                    HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(FountainDefinition)));
-                if (!f) return 0;
-                SetWindowLongPtrA(w, GWLP_USERDATA, LONG_PTR(f));
-            }
-            // The editor owns its copy and its preview alone.
-            MemFree(f->cachedImage);
-            std::memcpy(f, given, sizeof *f);
-            f->cachedImage = 0;
-            if (f->count > 64) f->count = 64;
-            SetEditorState(f, FountainEditorState{-1, 0, 0, 0, 0, 0, 0});
-            Rerender(w, f);
-            InvalidateRect(w, nullptr, FALSE);
-            return 1;
-        }
+        case kMsgSetFountain:
+            return OnSetFountain(w, f, lp);
         case kMsgGetFountain:
             if (lp) CopyFountainColours(*f, reinterpret_cast<FountainDefinition*>(lp));
             return 1;
@@ -220,150 +363,45 @@ LRESULT CALLBACK EditorProc(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_PAINT:
             Paint(w, f);
             return 0;
-        case WM_LBUTTONDOWN: {
-            FountainEditorState s = GetEditorState(*f);
-            s.dragging = 0;
-            s.selected = HitInnerMarker(*f, RectOf(w), x, y);
-            if (s.selected >= 0) {
-                SetCapture(w);
-                s.pressX = s.lastX = ClampDragX(RectOf(w), x);
-                s.pressY = s.lastY = y;
-                s.drawn = s.dragging = 1;
-                InvalidateRect(w, nullptr, FALSE);
-            }
-            SetEditorState(f, s);
+        case WM_LBUTTONDOWN:
+            OnButtonDown(w, f, x, y);
             return 0;
-        }
-        case WM_MOUSEMOVE: {
-            FountainEditorState s = GetEditorState(*f);
-            if (GetCapture() == w && s.dragging) {
-                s.lastX = ClampDragX(RectOf(w), x);
-                s.lastY = y;
-                SetEditorState(f, s);
-                InvalidateRect(w, nullptr, FALSE);
-            }
+        case WM_MOUSEMOVE:
+            OnMouseMove(w, f, x, y);
             return 0;
-        }
-        case WM_LBUTTONUP: {
-            if (GetCapture() != w) return 0;
-            FountainEditorState s = GetEditorState(*f);
-            const bool moved = s.dragging && ClampDragX(RectOf(w), x) != s.pressX;
-            if (moved) MoveMarker(f, s.selected, DropPosition(RectOf(w), x));
-            s.drawn = s.dragging = 0;
-            SetEditorState(f, s);
-            if (moved) {
-                Changed(w, f);
-            } else {
-                InvalidateRect(w, nullptr, FALSE);
-            }
-            ReleaseCapture();
+        case WM_LBUTTONUP:
+            OnButtonUp(w, f, x);
             return 0;
-        }
-        case WM_CAPTURECHANGED: {
-            FountainEditorState s = GetEditorState(*f);
-            if (s.drawn || s.dragging) {
-                s.drawn = s.dragging = 0;
-                SetEditorState(f, s);
-                InvalidateRect(w, nullptr, FALSE);
-            }
+        case WM_CAPTURECHANGED:
+            OnCaptureChanged(w, f);
             return 0;
-        }
-        case WM_LBUTTONDBLCLK: {
-            const EditorRect r = RectOf(w);
-            if (const int end = HitEndColour(r, x, y)) {
-                SendMessageA(w, kMsgChangeColour, WPARAM(end), 0);
-            } else if (const int i = HitInnerMarker(*f, r, x, y); i >= 0) {
-                SendMessageA(w, kMsgChangeColour, WPARAM(i), 0);
-            } else if (InMarkerStrip(r, x, y)) {
-                SendMessageA(w, kMsgAddMarker, WPARAM(PositionAtX(r, x)), 0);
-            }
+        case WM_LBUTTONDBLCLK:
+            OnDoubleClick(w, f, x, y);
             return 0;
-        }
-        case WM_RBUTTONDOWN: {
-            const EditorRect r = RectOf(w);
-            if (InGradient(r, x, y)) {
-                ShowMenu(w, true, POINT{x, y});
-            } else if (const int end = HitEndColour(r, x, y)) {
-                SendMessageA(w, kMsgChangeColour, WPARAM(end), 0);
-            } else if (const int i = HitInnerMarker(*f, r, x, y); i >= 0) {
-                if (GetKeyState(VK_SHIFT) < 0) {
-                    SendMessageA(w, kMsgDeleteMarker, WPARAM(i), 0);
-                } else {
-                    FountainEditorState s = GetEditorState(*f);
-                    s.selected = i;
-                    SetEditorState(f, s);
-                    ShowMenu(w, false, POINT{x, y});
-                }
-            }
+        case WM_RBUTTONDOWN:
+            OnRightButton(w, f, x, y);
             return 0;
-        }
         case kMsgMarkerMenu:
         case kMsgLibraryMenu:
-            ShowMenu(w, msg == kMsgLibraryMenu, POINT{short(LOWORD(lp)), short(HIWORD(lp))});
+            ShowMenu(w, msg == kMsgLibraryMenu, POINT{x, y});
             return 0;
         case WM_COMMAND:
             OnCommand(w, f, LOWORD(wp));
             return 0;
-        case kMsgChangeColour: {
-            if (g_choosing) return 0;
-            std::uint32_t word;
-            if (!GetMarkerWord(*f, int(wp), &word)) {
-                ShowMessage(w, "Internal error");
-                return 0;
-            }
-            std::uint32_t colour = word & kMarkerColourMask;
-            g_choosing = true;
-            const bool chosen = ChooseColour(w, &colour);
-            g_choosing = false;
-            // The dialog may have let other messages change the record.
-            if (chosen && GetMarkerWord(*f, int(wp), &word)) {
-                SetMarkerWord(f, int(wp),
-                              (word & ~kMarkerColourMask) | (colour & kMarkerColourMask));
-                Changed(w, f);
-            }
+        case kMsgChangeColour:
+            OnChangeColour(w, f, int(wp));
             return 0;
-        }
-        case kMsgAddMarker: {
-            if (g_choosing) return 0;
-            int p = std::clamp(int(wp), 1, 255);
-            if (!FindFreePosition(*f, &p)) {
-                ShowMessage(w, "No more marker space is available. Delete an existing marker.");
-                return 0;
-            }
-            std::uint32_t colour = 0x808080;
-            g_choosing = true;
-            const bool chosen = ChooseColour(w, &colour);
-            g_choosing = false;
-            if (chosen && AddMarker(f, p, colour)) Changed(w, f);
+        case kMsgAddMarker:
+            OnAddMarker(w, f, int(wp));
             return 0;
-        }
         case kMsgDeleteMarker:
-            if (f->count == 0) {
-                ShowMessage(w, "That marker cannot be deleted");
-            } else if (!DeleteMarker(f, int(wp))) {
-                ShowMessage(w, "Internal error");
-            } else {
-                Changed(w, f);
-            }
+            OnDeleteMarker(w, f, int(wp));
             return 0;
-        case kMsgAdjustMarker: {
-            std::uint32_t word;
-            if (int(wp) < 0 || !GetMarkerWord(*f, int(wp), &word)) return 0;
-            const INT_PTR p = DialogBoxParamA(Lib().module, "FountainMarkerPositionBox", w,
-                                              PositionProc, LPARAM(MarkerPosition(word)));
-            if (p >= 1 && GetMarkerWord(*f, int(wp), &word)) {
-                SetMarkerWord(f, int(wp), MakeMarker(std::uint32_t(p), word));
-                SortMarkers(f);
-                Changed(w, f);
-            }
+        case kMsgAdjustMarker:
+            OnAdjustMarker(w, f, int(wp));
             return 0;
-        }
         case WM_NCDESTROY:
-            MemFree(f->cachedImage);
-            f->cachedImage = 0;
-            if (g_writeBackOnClose) WriteFountainBack(*f);
-            HeapFree(GetProcessHeap(), 0, f);
-            SetWindowLongPtrA(w, GWLP_USERDATA, 0);
+            OnDestroy(w, f);
             break;
     }
     return DefWindowProcA(w, msg, wp, lp);

@@ -436,32 +436,27 @@ MemHandle CloudField(std::uint32_t seed, double roughness, int bits) {
     return out;
 }
 
-MemHandle CloudsRender(MasterTextureRecord* rec) {
-    auto* b = reinterpret_cast<CloudsParameters*>(BlockAt(rec, kCloudsOffset));
-    const int w = ReadPageInteger(rec->dialog, kCloudsWidthId);
-    const int h = ReadPageInteger(rec->dialog, kCloudsDepthId);
-    b->width = w;
-    b->depth = h;
-    b->seed = ReadPageInteger(rec->dialog, kCloudsSeedId);
-    if (w < 1 || h < 1) return 0;
-    const std::uint32_t seed = std::uint32_t(b->seed);
+namespace {
 
+// The scene a block asks for in a w x h picture: the disc, the light, the
+// colours and the planet's turn; its field comes later.
+Scene SceneOf(const CloudsParameters& b, int w, int h) {
     Scene sc;
     const double shorter = std::min(w, h);
-    sc.radius = std::max(0.5, shorter / 2 * std::clamp(int(b->radius), 1, 1000) / 100.0);
-    sc.cx = w / 2.0 + w / 2.0 * std::clamp(int(b->centreX), -400, 400) / 100.0;
-    sc.cy = h / 2.0 + h / 2.0 * std::clamp(int(b->centreY), -400, 400) / 100.0;
-    sc.atmosphere = b->atmosphere != 0;
-    sc.air = std::clamp(int(b->glow), 1, 100) / 100.0;
-    sc.airColour = RgbOf(b->atmosphereColour);
-    sc.cloudColour = RgbOf(b->cloudColour);
-    sc.oceanColour = RgbOf(b->oceanColour);
-    sc.landColour = RgbOf(b->landColour);
-    sc.spaceColour = RgbOf(b->spaceColour);
+    sc.radius = std::max(0.5, shorter / 2 * std::clamp(int(b.radius), 1, 1000) / 100.0);
+    sc.cx = w / 2.0 + w / 2.0 * std::clamp(int(b.centreX), -400, 400) / 100.0;
+    sc.cy = h / 2.0 + h / 2.0 * std::clamp(int(b.centreY), -400, 400) / 100.0;
+    sc.atmosphere = b.atmosphere != 0;
+    sc.air = std::clamp(int(b.glow), 1, 100) / 100.0;
+    sc.airColour = RgbOf(b.atmosphereColour);
+    sc.cloudColour = RgbOf(b.cloudColour);
+    sc.oceanColour = RgbOf(b.oceanColour);
+    sc.landColour = RgbOf(b.landColour);
+    sc.spaceColour = RgbOf(b.spaceColour);
     sc.iceColour = {238, 242, 248};
     sc.desertColour = {186, 156, 112};
-    const double angle = std::clamp(int(b->lightAngle), -3600, 3600) * (kPi / 180);
-    const double phase = std::clamp(int(b->phase), 0, 180) * (kPi / 180);
+    const double angle = std::clamp(int(b.lightAngle), -3600, 3600) * (kPi / 180);
+    const double phase = std::clamp(int(b.phase), 0, 180) * (kPi / 180);
     sc.sun = {DetSin(phase) * DetCos(angle), DetSin(phase) * DetSin(angle), DetCos(phase)};
     {
         const Vec hv{sc.sun.x, sc.sun.y, sc.sun.z + 1};
@@ -469,66 +464,41 @@ MemHandle CloudsRender(MasterTextureRecord* rec) {
         sc.halfway = len > 1e-9 ? Vec{hv.x / len, hv.y / len, hv.z / len} : Vec{0, 0, 1};
     }
     // Viewer to planet: lean the pole toward the viewer, then turn.
-    const double tilt = std::clamp(int(b->tilt), -90, 90) * (kPi / 180);
-    const double spin = std::clamp(int(b->spin), -3600, 3600) * (kPi / 180);
+    const double tilt = std::clamp(int(b.tilt), -90, 90) * (kPi / 180);
+    const double spin = std::clamp(int(b.spin), -3600, 3600) * (kPi / 180);
     const double ct = DetCos(tilt), st = DetSin(tilt), cs = DetCos(spin), ss = DetSin(spin);
     // Rx(tilt) then Ry(spin), as rows.
     sc.planet.m0 = {cs, ss * st, -ss * ct};
     sc.planet.m1 = {0, ct, st};
     sc.planet.m2 = {ss, -cs * st, cs * ct};
-
     Planet& pl = sc.planet;
-    pl.scale = Sane(b->scale, 0.05, 16.0, 1.0);
-    pl.bands = std::clamp(int(b->bands), 0, 100) / 100.0;
-    pl.field.swirl = std::clamp(int(b->swirl), 0, 100) / 100.0;
-    // The grid: fine enough for the planet's size in pixels (about a cell
-    // per pixel across the disc), at most 2^gridBits.
-    const int maxBits = std::clamp(int(b->gridBits), 4, 11);
-    const double cellsWanted = 2.0 * sc.radius / pl.scale;
-    int bits = 5;
-    while (bits < maxBits && double(1 << bits) < cellsWanted) ++bits;
-    // Copies of the field for the detail a large planet needs beyond the
-    // grid: each is 4.3 times finer.
-    pl.field.octaves = 1;
-    for (double need = cellsWanted / (1 << bits); need > 2.0 && pl.field.octaves < 4; need /= 4.3)
-        ++pl.field.octaves;
-    const double roughness = Sane(b->roughness, 0.5, 3.0, 2.0);
-    const MemHandle fieldBlock = CloudField(seed, roughness, bits);
-    pl.field.f = static_cast<const float*>(MemLock(fieldBlock));
-    pl.field.n = 1 << bits;
-    MemHandle out = pl.field.f ? NewImage(w, h) : 0;
-    ImageView o;
-    if (!out || !LockImage(out, &o)) {
-        MemFree(out);
-        if (pl.field.f) MemUnlock(fieldBlock);
-        MemFree(fieldBlock);
-        return 0;
+    pl.scale = Sane(b.scale, 0.05, 16.0, 1.0);
+    pl.bands = std::clamp(int(b.bands), 0, 100) / 100.0;
+    pl.field.swirl = std::clamp(int(b.swirl), 0, 100) / 100.0;
+    return sc;
+}
+
+// The levels over which the asked shares of cloud and land lie.
+void SetLevels(const CloudsParameters& b, Planet* pl) {
+    double clouds[kProbes], heights[kProbes];
+    for (int i = 0; i < kProbes; ++i) {
+        const Vec p = Probe(i);
+        clouds[i] = pl->Cloud(p);
+        heights[i] = pl->Height(p);
     }
+    const int cover = std::clamp(int(b.cover), 0, 100);
+    pl->coverLevel = cover == 0 ? 1e30 : Level(clouds, cover) - 0.3;
+    const int land = std::clamp(int(b.land), 0, 100);
+    pl->hasLand = land > 0;
+    pl->landLevel = land >= 100 ? -1e30 : Level(heights, land);
+    const int ice = std::clamp(int(b.ice), 0, 100);
+    pl->hasIce = ice > 0;
+    pl->iceLine = 1.0 - ice / 100.0;
+}
 
-    // The levels over which the asked shares of cloud and land lie.
-    {
-        double clouds[kProbes], heights[kProbes];
-        for (int i = 0; i < kProbes; ++i) {
-            const Vec p = Probe(i);
-            clouds[i] = pl.Cloud(p);
-            heights[i] = pl.Height(p);
-        }
-        const int cover = std::clamp(int(b->cover), 0, 100);
-        pl.coverLevel = cover == 0 ? 1e30 : Level(clouds, cover) - 0.3;
-        const int land = std::clamp(int(b->land), 0, 100);
-        pl.hasLand = land > 0;
-        pl.landLevel = land >= 100 ? -1e30 : Level(heights, land);
-        const int ice = std::clamp(int(b->ice), 0, 100);
-        pl.hasIce = ice > 0;
-        pl.iceLine = 1.0 - ice / 100.0;
-    }
-
-    // Stars first, on black; the planet and the glow go over them.
-    Rng rng;
-    rng.Seed(seed);
-    const long long stars = (long long)std::clamp(int(b->stars), 0, 5000) * w / 1000 * h / 1000;
-    DrawStars(o, rng, stars, std::max(1.0, std::sqrt(shorter / 700.0)));
-
+// The planet and its glow over the stars already in the picture.
+void DrawPlanet(const ImageView& o, const Scene& sc) {
+    const int w = o.width, h = o.depth;
     const double reach = sc.radius * (1 + (sc.atmosphere ? 6 * sc.air : 0)) + 2;
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
@@ -564,6 +534,54 @@ MemHandle CloudsRender(MasterTextureRecord* rec) {
             }
         }
     });
+}
+
+}  // namespace
+
+MemHandle CloudsRender(MasterTextureRecord* rec) {
+    auto* b = reinterpret_cast<CloudsParameters*>(BlockAt(rec, kCloudsOffset));
+    const int w = ReadPageInteger(rec->dialog, kCloudsWidthId);
+    const int h = ReadPageInteger(rec->dialog, kCloudsDepthId);
+    b->width = w;
+    b->depth = h;
+    b->seed = ReadPageInteger(rec->dialog, kCloudsSeedId);
+    if (w < 1 || h < 1) return 0;
+    const std::uint32_t seed = std::uint32_t(b->seed);
+
+    Scene sc = SceneOf(*b, w, h);
+    Planet& pl = sc.planet;
+    // The grid: fine enough for the planet's size in pixels (about a cell
+    // per pixel across the disc), at most 2^gridBits.
+    const int maxBits = std::clamp(int(b->gridBits), 4, 11);
+    const double cellsWanted = 2.0 * sc.radius / pl.scale;
+    int bits = 5;
+    while (bits < maxBits && double(1 << bits) < cellsWanted) ++bits;
+    // Copies of the field for the detail a large planet needs beyond the
+    // grid: each is 4.3 times finer.
+    pl.field.octaves = 1;
+    for (double need = cellsWanted / (1 << bits); need > 2.0 && pl.field.octaves < 4; need /= 4.3)
+        ++pl.field.octaves;
+    const double roughness = Sane(b->roughness, 0.5, 3.0, 2.0);
+    const MemHandle fieldBlock = CloudField(seed, roughness, bits);
+    pl.field.f = static_cast<const float*>(MemLock(fieldBlock));
+    pl.field.n = 1 << bits;
+    MemHandle out = pl.field.f ? NewImage(w, h) : 0;
+    ImageView o;
+    if (!out || !LockImage(out, &o)) {
+        MemFree(out);
+        if (pl.field.f) MemUnlock(fieldBlock);
+        MemFree(fieldBlock);
+        return 0;
+    }
+    SetLevels(*b, &pl);
+
+    // Stars first, on black; the planet and the glow go over them.
+    Rng rng;
+    rng.Seed(seed);
+    const double shorter = std::min(w, h);
+    const long long stars = (long long)std::clamp(int(b->stars), 0, 5000) * w / 1000 * h / 1000;
+    DrawStars(o, rng, stars, std::max(1.0, std::sqrt(shorter / 700.0)));
+    DrawPlanet(o, sc);
     UnlockImage(&o);
     MemUnlock(fieldBlock);
     MemFree(fieldBlock);
