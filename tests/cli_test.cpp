@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/kind_list.h"
 #include "app/presets.h"
 #include "cli/image_io.h"
 #include "cli/png_filter.h"
@@ -19,14 +20,16 @@
 namespace tsn {
 namespace {
 
+const int kNoise = FindKind("noise");
+
 class Cli : public test::CliTest {
   protected:
     // The same render in this process: the picture the command must write.
     std::vector<std::uint8_t> InProcess(
         const std::vector<std::pair<std::string, std::string>>& set) {
         test::Session s;
-        s.rec()->kindIndex = 13;
-        for (const auto& [f, v] : set) test::Enter(s, 13, f, v);
+        s.rec()->kindIndex = kNoise;
+        for (const auto& [f, v] : set) test::Enter(s, kNoise, f, v);
         const MemHandle h = RenderSelectedKind(s.rec());
         auto bytes = test::BlockBytes(h);
         MemFree(h);
@@ -113,8 +116,8 @@ TEST(PngFilter, EveryRowIsFilteredAsTheLiteralRulesSay) {
 TEST(PngFile, HoldsThePicturesPixelsAtEveryKindOfLevel) {
     test::TempFolder folder;
     test::Session s;
-    s.rec()->kindIndex = 13;
-    test::Enter(s, 13, "width=1201 depth=1403 sum=0");
+    s.rec()->kindIndex = kNoise;
+    test::Enter(s, kNoise, "width=1201 depth=1403 sum=0");
     const test::Picture noise(RenderSelectedKind(s.rec()));
     const test::Picture random(NewImage(700, 500)), tiny(NewImage(5, 3));
     std::uint32_t state = 99;
@@ -224,7 +227,7 @@ TEST_F(Cli, SettingsAndPresetFilesRenderWhatTheyHold) {
     ASSERT_EQ(file.size(), 30073u);
     std::int32_t kind;
     std::memcpy(&kind, file.data() + 36, 4);
-    EXPECT_EQ(kind, 13);
+    EXPECT_EQ(kind, kNoise);
     ASSERT_EQ(Tsntxtr("render --from '" + settings + "' -o '" + b + "'").code, 0);
     EXPECT_TRUE(test::ReadAll(a) == test::ReadAll(b));
     // Options beside the file win.
@@ -236,11 +239,11 @@ TEST_F(Cli, SettingsAndPresetFilesRenderWhatTheyHold) {
 
     // A preset written in the older layout renders the same picture.
     test::Session s;
-    s.rec()->kindIndex = 13;
-    test::Enter(s, 13, "width", "90");
-    test::Enter(s, 13, "depth", "80");
-    test::Enter(s, 13, "seed", "4321");
-    test::Enter(s, 13, "sum", "0");
+    s.rec()->kindIndex = kNoise;
+    test::Enter(s, kNoise, "width", "90");
+    test::Enter(s, kNoise, "depth", "80");
+    test::Enter(s, kNoise, "seed", "4321");
+    test::Enter(s, kNoise, "sum", "0");
     PageToBlock((*kNoiseKind.page), s.rec()->dialog, BlockAt(s.rec(), kNoiseOffset));
     NoiseBlock(s.rec())->width = 90;
     NoiseBlock(s.rec())->depth = 80;
