@@ -2,10 +2,10 @@
 
 #include "app/config_file.h"
 #include "app/kind_list.h"
-#include "kinds/matrix/matrix.h"
-#include "kinds/matrix/matrix_library.h"
 #include "core/image.h"
 #include "core/tile_list.h"
+#include "kinds/matrix/matrix.h"
+#include "kinds/matrix/matrix_library.h"
 
 #include <algorithm>
 #include <chrono>

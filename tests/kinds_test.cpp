@@ -67,7 +67,8 @@ TEST(Kinds, CatalogueOrderPlacesAndFlagsAreTheRecordsLayout) {
     }
     const int scratch = FindKind("scratch"), threads = FindKind("threads");
     EXPECT_EQ(KindAt(FindKind("mandelbrot")).extraControl, 364u);
-    EXPECT_EQ(KindAt(scratch).query, KindAt(threads).query) << "Scratch and Threads share one query";
+    EXPECT_EQ(KindAt(scratch).query, KindAt(threads).query)
+        << "Scratch and Threads share one query";
     EXPECT_EQ(KindOf(FindKind("plasma")).blockSize, 108u);
     EXPECT_EQ(KindOf(FindKind("mandelbrot")).blockSize, 13077u);
     EXPECT_EQ(FindKind("NOISE"), FindKind("noise"));
