@@ -8,6 +8,7 @@
 #include "core/detmath.h"
 #include "core/page.h"
 #include "kind/descriptor.h"
+#include "kind/older_layout.h"
 #include "kind/page_fields.h"
 
 namespace tsn {
@@ -152,38 +153,31 @@ void CratersShade(const std::uint16_t* H, const int table[105], std::uint32_t co
 
 namespace {
 
-template <class From, class To>
-std::int64_t ConvertCraters(MasterTextureRecord* rec) {
-    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
-    const auto* f = reinterpret_cast<const From*>(static_cast<std::uintptr_t>(rec->transferSource));
-    auto* t = reinterpret_cast<To*>(static_cast<std::uintptr_t>(rec->transferTarget));
-    if (!f || !t) return 0;
-    To out;
-    std::memset(&out, 0, sizeof out);
-    std::memcpy(out.signature, f->signature, 8);
-    out.version = f->version;
-    out.size = sizeof(To);
-    out.reserved0 = f->reserved0;
-    out.width = f->width;
-    out.depth = f->depth;
-    out.seed = f->seed;
-    out.density = f->density;
-    out.depthExponent = f->depthExponent;
-    out.rimLevel = f->rimLevel;
-    out.shadeExponent = f->shadeExponent;
-    out.surfaceColour = f->surfaceColour;
-    std::memcpy(t, &out, sizeof out);
-    return 1;
-}
+// The older layout (132 bytes): four reserved bytes fewer; the working
+// image handle is never carried.
+const LayoutField kCratersOlderFields[] = {
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, signature),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, version),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, reserved0),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, width),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, depth),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, seed),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, density),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, depthExponent),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, rimLevel),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, shadeExponent),
+    TSN_LAYOUT_FIELD(CratersParameters, CratersParameters132, surfaceColour),
+};
+const OlderLayout kCratersOlder{sizeof(CratersParameters), sizeof(CratersParameters132),
+                                kCratersOlderFields, int(std::size(kCratersOlderFields))};
 
 }  // namespace
 
 std::int64_t CratersQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryConvertIn:
-            return ConvertCraters<CratersParameters132, CratersParameters>(rec);
         case kQueryConvertOut:
-            return ConvertCraters<CratersParameters, CratersParameters132>(rec);
+            return ConvertOlderLayout(kCratersOlder, rec, code);
         default:
             return StandardQuery(kCratersKind, rec, code);
     }

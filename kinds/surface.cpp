@@ -5,6 +5,7 @@
 #include "core/image.h"
 #include "core/page.h"
 #include "kind/descriptor.h"
+#include "kind/older_layout.h"
 #include "kind/page_fields.h"
 #include "synth/spectral.h"
 
@@ -38,44 +39,24 @@ const PageField kSurfaceFields[] = {
 
 const PageTable kSurfacePage = TableOf(kSurfaceFields, kExtraControls);
 
-void ConvertFountainTo(const FountainDefinition581& from, FountainDefinition* to) {
-    ConvertFountain581To585(from, to);
-}
-void ConvertFountainTo(const FountainDefinition& from, FountainDefinition581* to) {
-    ConvertFountain585To581(from, to);
-}
-
-template <class From, class To>
-void ConvertSurface(const From& f, To* target) {
-    To t;
-    std::memset(&t, 0, sizeof t);
-    std::memcpy(t.signature, f.signature, 8);
-    t.version = f.version;
-    t.size = sizeof(To);
-    t.reserved = f.reserved;
-    t.width = f.width;
-    t.depth = f.depth;
-    t.density = f.density;
-    t.elevation = f.elevation;
-    t.meshSize = f.meshSize;
-    t.meshPower = f.meshPower;
-    t.seed = f.seed;
-    ConvertFountainTo(f.gradient, &t.gradient);
-    std::memcpy(t.palette, f.palette, 768);
-    std::memcpy(t.reservedTail, f.reservedTail, 64);
-    std::memcpy(static_cast<void*>(target), &t, sizeof t);
-}
-
-template <class From, class To>
-std::int64_t Transfer(MasterTextureRecord* rec) {
-    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
-    const auto* from =
-        reinterpret_cast<const From*>(static_cast<std::uintptr_t>(rec->transferSource));
-    auto* to = reinterpret_cast<To*>(static_cast<std::uintptr_t>(rec->transferTarget));
-    if (!from || !to) return 0;
-    ConvertSurface(*from, to);
-    return 1;
-}
+// The older layout (1469 bytes): the colour map in its 581-byte form.
+const LayoutField kSurfaceOlderFields[] = {
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, signature),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, version),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, reserved),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, width),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, depth),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, density),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, elevation),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, meshSize),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, meshPower),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, seed),
+    TSN_LAYOUT_FOUNTAIN(SurfaceParameters, SurfaceParameters1469, gradient),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, palette),
+    TSN_LAYOUT_FIELD(SurfaceParameters, SurfaceParameters1469, reservedTail),
+};
+const OlderLayout kSurfaceOlder{sizeof(SurfaceParameters), sizeof(SurfaceParameters1469),
+                                kSurfaceOlderFields, int(std::size(kSurfaceOlderFields))};
 
 bool FillGrey(const std::uint8_t* map, int n, MemHandle image) {
     ImageView view;
@@ -103,9 +84,8 @@ int SurfaceReset(MasterTextureRecord* rec) {
 std::int64_t SurfaceQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryConvertIn:
-            return Transfer<SurfaceParameters1469, SurfaceParameters>(rec);
         case kQueryConvertOut:
-            return Transfer<SurfaceParameters, SurfaceParameters1469>(rec);
+            return ConvertOlderLayout(kSurfaceOlder, rec, code);
         default:
             return StandardQuery(kSurfaceKind, rec, code);
     }

@@ -5,6 +5,7 @@
 #include "core/image.h"
 #include "core/page.h"
 #include "kind/descriptor.h"
+#include "kind/older_layout.h"
 #include "kind/page_fields.h"
 #include "synth/spectral.h"
 
@@ -49,51 +50,26 @@ void SetFountain(FountainDefinition* f, std::uint32_t start, std::uint32_t end,
     f->markers[0] = marker;
 }
 
-void ConvertFountainTo(const FountainDefinition581& from, FountainDefinition* to) {
-    ConvertFountain581To585(from, to);
-}
-void ConvertFountainTo(const FountainDefinition& from, FountainDefinition581* to) {
-    ConvertFountain585To581(from, to);
-}
-
-// Field by field into a fresh copy, which then replaces the target whole.
-template <class From, class To>
-void ConvertTerrain(const From& f, To* target) {
-    To t;
-    std::memset(&t, 0, sizeof t);
-    std::memcpy(t.signature, f.signature, 8);
-    t.version = f.version;
-    t.size = sizeof(To);
-    t.reserved = f.reserved;
-    t.width = f.width;
-    t.depth = f.depth;
-    t.density = f.density;
-    t.elevation = f.elevation;
-    t.meshSize = f.meshSize;
-    t.meshPower = f.meshPower;
-    t.seed = f.seed;
-    ConvertFountainTo(f.land, &t.land);
-    ConvertFountainTo(f.water, &t.water);
-    std::memcpy(t.landPalette, f.landPalette, 768);
-    std::memcpy(t.waterPalette, f.waterPalette, 768);
-    std::memcpy(t.reservedTail, f.reservedTail, 64);
-    std::memcpy(static_cast<void*>(target), &t, sizeof t);
-}
-
-template <class T>
-T* TransferPtr(std::uint64_t address) {
-    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
-}
-
-template <class From, class To>
-std::int64_t Transfer(MasterTextureRecord* rec) {
-    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
-    const From* from = TransferPtr<const From>(rec->transferSource);
-    To* to = TransferPtr<To>(rec->transferTarget);
-    if (!from || !to) return 0;
-    ConvertTerrain(*from, to);
-    return 1;
-}
+// The older layout (2818 bytes): the colour maps in their 581-byte form.
+const LayoutField kTerrainOlderFields[] = {
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, signature),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, version),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, reserved),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, width),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, depth),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, density),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, elevation),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, meshSize),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, meshPower),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, seed),
+    TSN_LAYOUT_FOUNTAIN(TerrainParameters, TerrainParameters2818, land),
+    TSN_LAYOUT_FOUNTAIN(TerrainParameters, TerrainParameters2818, water),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, landPalette),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, waterPalette),
+    TSN_LAYOUT_FIELD(TerrainParameters, TerrainParameters2818, reservedTail),
+};
+const OlderLayout kTerrainOlder{sizeof(TerrainParameters), sizeof(TerrainParameters2818),
+                                kTerrainOlderFields, int(std::size(kTerrainOlderFields))};
 
 }  // namespace
 
@@ -108,9 +84,8 @@ int TerrainReset(MasterTextureRecord* rec) {
 std::int64_t TerrainQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryConvertIn:
-            return Transfer<TerrainParameters2818, TerrainParameters>(rec);
         case kQueryConvertOut:
-            return Transfer<TerrainParameters, TerrainParameters2818>(rec);
+            return ConvertOlderLayout(kTerrainOlder, rec, code);
         default:
             return StandardQuery(kTerrainKind, rec, code);
     }

@@ -11,6 +11,7 @@
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
+#include "kind/older_layout.h"
 #include "kind/page_fields.h"
 #include "kinds/mandelbrot/mandelbrot_lanes.h"
 
@@ -155,61 +156,47 @@ int MandelbrotReset(MasterTextureRecord* rec) {
 
 namespace {
 
-template <class From, class To>
-void ConvertMandelbrot(const From& f, To* t) {
-    std::memcpy(t->signature, f.signature, 8);
-    t->version = f.version;
-    // Both directions write the current size; presets of the older layout
-    // have always carried it.
-    t->size = sizeof(MandelbrotParameters);
-    t->reserved0 = f.reserved0;
-    t->width = f.width;
-    t->depth = f.depth;
-    t->realStart = f.realStart;
-    t->imaginaryStart = f.imaginaryStart;
-    t->realEnd = f.realEnd;
-    t->imaginaryEnd = f.imaginaryEnd;
-    t->centreRealOffset = f.centreRealOffset;
-    t->centreImaginaryOffset = f.centreImaginaryOffset;
-    t->step = f.step;
-    t->realStartCopy = f.realStartCopy;
-    t->imaginaryBound = f.imaginaryBound;
-    t->stepCopy = f.stepCopy;
-    std::memcpy(t->viewRect, f.viewRect, sizeof t->viewRect);
-    t->viewRectLeftCopy = f.viewRectLeftCopy;
-    t->iterationLimit = f.iterationLimit;
-    t->zoomLevel = f.zoomLevel;
-    t->zoomFactor = f.zoomFactor;
-    std::memcpy(t->navigation, f.navigation, sizeof t->navigation);
-}
-
-template <class T>
-T* TransferPtr(std::uint64_t address) {
-    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
-}
+// The older layout (13073 bytes): the colour map in its 581-byte form. Both
+// directions write the current size; presets of the older layout have
+// always carried it.
+const LayoutField kMandelbrotOlderFields[] = {
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, signature),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, version),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, reserved0),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, width),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, depth),
+    TSN_LAYOUT_FOUNTAIN(MandelbrotParameters, MandelbrotParameters13073, fountain),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, realStart),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, imaginaryStart),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, realEnd),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, imaginaryEnd),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, centreRealOffset),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, centreImaginaryOffset),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, step),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, realStartCopy),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, imaginaryBound),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, stepCopy),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, viewRect),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, viewRectLeftCopy),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, iterationLimit),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, zoomLevel),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, zoomFactor),
+    TSN_LAYOUT_FIELD(MandelbrotParameters, MandelbrotParameters13073, navigation),
+};
+const OlderLayout kMandelbrotOlder{.currentSize = sizeof(MandelbrotParameters),
+                                   .olderSize = sizeof(MandelbrotParameters13073),
+                                   .fields = kMandelbrotOlderFields,
+                                   .count = int(std::size(kMandelbrotOlderFields)),
+                                   .sizeIsAlwaysCurrent = true,
+                                   .keepsUnnamedBytes = true};
 
 }  // namespace
 
 std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQueryConvertIn: {
-            if (rec->transferSourceSize != 13073 || rec->transferTargetSize != 13077) return 0;
-            auto* from = TransferPtr<const MandelbrotParameters13073>(rec->transferSource);
-            auto* to = TransferPtr<MandelbrotParameters>(rec->transferTarget);
-            if (!from || !to) return 0;
-            ConvertMandelbrot(*from, to);
-            ConvertFountain581To585(from->fountain, &to->fountain);
-            return 1;
-        }
-        case kQueryConvertOut: {
-            if (rec->transferSourceSize != 13077 || rec->transferTargetSize != 13073) return 0;
-            auto* from = TransferPtr<const MandelbrotParameters>(rec->transferSource);
-            auto* to = TransferPtr<MandelbrotParameters13073>(rec->transferTarget);
-            if (!from || !to) return 0;
-            ConvertMandelbrot(*from, to);
-            ConvertFountain585To581(from->fountain, &to->fountain);
-            return 1;
-        }
+        case kQueryConvertIn:
+        case kQueryConvertOut:
+            return ConvertOlderLayout(kMandelbrotOlder, rec, code);
         default:
             return StandardQuery(kMandelbrotKind, rec, code);
     }

@@ -8,6 +8,7 @@
 #include "core/page.h"
 #include "core/tile_list.h"
 #include "kind/descriptor.h"
+#include "kind/older_layout.h"
 #include "kind/page_fields.h"
 #include "kinds/matrix/matrix_library.h"
 
@@ -30,26 +31,14 @@ const std::uint32_t kMatrixExtras[] = {kMatrixIntegralId, 0};
 
 const PageTable kMatrixPage = TableOf(kMatrixFields, kMatrixExtras);
 
-template <class T>
-T* TransferPtr(std::uint64_t address) {
-    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
-}
-
-// Header and the words up to the selection carry over; the size is the
-// target's and everything after is zero.
-template <class From, class To>
-std::int64_t ConvertMatrix(MasterTextureRecord* rec) {
-    if (rec->transferSourceSize != sizeof(From) || rec->transferTargetSize != sizeof(To)) return 0;
-    auto* from = TransferPtr<const std::uint8_t>(rec->transferSource);
-    auto* to = TransferPtr<std::uint8_t>(rec->transferTarget);
-    if (!from || !to) return 0;
-    std::uint8_t out[sizeof(To)] = {};
-    std::memcpy(out, from, offsetof(From, selection) + 4);
-    const std::uint32_t size = sizeof(To);
-    std::memcpy(out + offsetof(To, size), &size, 4);
-    std::memcpy(to, out, sizeof out);
-    return 1;
-}
+// Presets of earlier versions hold the same fields up to the selection, in
+// 100 bytes; the rest of the target is zero.
+const LayoutField kMatrixOlderFields[] = {
+    {0, 0, std::uint32_t(offsetof(MatrixParameters100, selection)) + 4},
+};
+static_assert(offsetof(MatrixParameters100, selection) == offsetof(MatrixParameters, selection));
+const OlderLayout kMatrixOlder{sizeof(MatrixParameters), sizeof(MatrixParameters100),
+                               kMatrixOlderFields, int(std::size(kMatrixOlderFields))};
 
 }  // namespace
 
@@ -108,9 +97,8 @@ void MatrixOpenPage(MasterTextureRecord* rec) {
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
         case kQueryConvertIn:
-            return ConvertMatrix<MatrixParameters100, MatrixParameters>(rec);
         case kQueryConvertOut:
-            return ConvertMatrix<MatrixParameters, MatrixParameters100>(rec);
+            return ConvertOlderLayout(kMatrixOlder, rec, code);
         default:
             return StandardQuery(kMatrixKind, rec, code);
     }

@@ -10,6 +10,7 @@
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
+#include "kind/older_layout.h"
 #include "kind/page_fields.h"
 #include "kinds/noise/noise_rows.h"
 
@@ -158,52 +159,38 @@ void BuildNoiseLattice(Rng& rng, NoiseLattice* L) {
 
 namespace {
 
-template <class From, class To>
-void ConvertNoise(const From& f, To* t) {
-    std::memcpy(t->signature, f.signature, 8);
-    t->version = f.version;
-    t->size = sizeof(To);
-    t->flags = f.flags;
-    t->width = f.width;
-    t->depth = f.depth;
-    t->xScale = f.xScale;
-    t->yScale = f.yScale;
-    t->scale = f.scale;
-    t->zDivisor = f.zDivisor;
-    t->reservedCount = f.reservedCount;
-    t->squareAspect = f.squareAspect;
-    t->seed = f.seed;
-    t->dimension = f.dimension;
-    t->layers = f.layers;
-}
-
-template <class T>
-T* TransferPtr(std::uint64_t address) {
-    return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
-}
+// The older layout (721 bytes): the colour map in its 581-byte form. The
+// reserved tail is not carried: the target keeps its own.
+const LayoutField kNoiseOlderFields[] = {
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, signature),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, version),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, flags),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, width),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, depth),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, xScale),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, yScale),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, scale),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, zDivisor),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, reservedCount),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, squareAspect),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, seed),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, dimension),
+    TSN_LAYOUT_FOUNTAIN(NoiseParameters, NoiseParameters721, fountain),
+    TSN_LAYOUT_FIELD(NoiseParameters, NoiseParameters721, layers),
+};
+const OlderLayout kNoiseOlder{.currentSize = sizeof(NoiseParameters),
+                              .olderSize = sizeof(NoiseParameters721),
+                              .fields = kNoiseOlderFields,
+                              .count = int(std::size(kNoiseOlderFields)),
+                              .keepsUnnamedBytes = true};
 
 }  // namespace
 
 std::int64_t NoiseQuery(MasterTextureRecord* rec, int code) {
     switch (code) {
-        case kQueryConvertIn: {
-            if (rec->transferSourceSize != 721 || rec->transferTargetSize != 725) return 0;
-            auto* from = TransferPtr<const NoiseParameters721>(rec->transferSource);
-            auto* to = TransferPtr<NoiseParameters>(rec->transferTarget);
-            if (!from || !to) return 0;
-            ConvertNoise(*from, to);
-            ConvertFountain581To585(from->fountain, &to->fountain);
-            return 1;
-        }
-        case kQueryConvertOut: {
-            if (rec->transferSourceSize != 725 || rec->transferTargetSize != 721) return 0;
-            auto* from = TransferPtr<const NoiseParameters>(rec->transferSource);
-            auto* to = TransferPtr<NoiseParameters721>(rec->transferTarget);
-            if (!from || !to) return 0;
-            ConvertNoise(*from, to);
-            ConvertFountain585To581(from->fountain, &to->fountain);
-            return 1;
-        }
+        case kQueryConvertIn:
+        case kQueryConvertOut:
+            return ConvertOlderLayout(kNoiseOlder, rec, code);
         default:
             return StandardQuery(kNoiseKind, rec, code);
     }
