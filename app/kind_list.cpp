@@ -8,6 +8,7 @@
 #include "core/page.h"
 #include "core/text.h"
 #include "kind/page_layout.h"
+#include "kind/render_step.h"
 #include "kinds/absnoise.h"
 #include "kinds/cgi.h"
 #include "kinds/clouds.h"
@@ -44,6 +45,10 @@ MemHandle NotBuiltRender(MasterTextureRecord*) {
 // The shared behaviours, bound to one catalogue row so they fit the
 // row's one-argument functions.
 template <int I>
+MemHandle SharedRender(MasterTextureRecord* rec) {
+    return RenderTakingValues(*kKinds[I], rec);
+}
+template <int I>
 int SharedReset(MasterTextureRecord* rec) {
     return ResetKindBlock(*kKinds[I], rec);
 }
@@ -57,13 +62,14 @@ std::int64_t SharedQuery(MasterTextureRecord* rec, int code) {
 }
 
 struct Shared {
+    RowRenderFn render;
     ResetFn reset;
     ReleaseFn release;
     QueryFn query;
 };
 template <int... I>
 constexpr std::array<Shared, sizeof...(I)> SharedFunctions(std::integer_sequence<int, I...>) {
-    return {{Shared{SharedReset<I>, SharedRelease<I>, SharedQuery<I>}...}};
+    return {{Shared{SharedRender<I>, SharedReset<I>, SharedRelease<I>, SharedQuery<I>}...}};
 }
 constexpr auto kShared = SharedFunctions(std::make_integer_sequence<int, kKindCount>{});
 
@@ -76,7 +82,7 @@ bool BuildRows() {
         const KindDescriptor& k = *kKinds[i];
         if (k.page) BuildControlList(*k.page, k.presetList, g_controls[i], kControlsCap);
         g_rows[i] = TextureKind{k.name,
-                                k.render ? k.render : NotBuiltRender,
+                                k.render ? kShared[i].render : NotBuiltRender,
                                 k.reset ? k.reset : kShared[i].reset,
                                 k.release ? k.release : kShared[i].release,
                                 k.query ? k.query : kShared[i].query,

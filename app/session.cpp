@@ -2,10 +2,13 @@
 
 #include "app/config_file.h"
 #include "app/kind_list.h"
+#include "app/matrix_library.h"
 #include "core/image.h"
 #include "core/tile_list.h"
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
+#include "kinds/cgi.h"
 #include "kinds/matrix/matrix.h"
-#include "kinds/matrix/matrix_library.h"
 
 #include <algorithm>
 #include <chrono>
@@ -17,10 +20,9 @@
 namespace tsn {
 
 void OpenPages(MasterTextureRecord* rec) {
-    for (int i = 0; i < kKindCount; ++i)
-        if (KindOf(i).openPage) KindOf(i).openPage(rec);
-    // The Matrix page shows the current library and the integral switch,
-    // both kept in the configuration.
+    // The Matrix page shows the current library (the built-in tile until
+    // one is read) and the integral switch, both kept in the configuration.
+    DefaultTiles(rec->dialog, kMatrixTileListId);
     char path[kMaxPath + 1];
     if (MatrixLibraryPath(Config().matrixCurrentLibrary, path))
         ReadLibraryFile(path, rec->dialog, kMatrixTileListId);
@@ -112,6 +114,13 @@ void EndHeadlessSession(HeadlessSession* s) {
     FreePageLists(s->rec);
     delete s->rec;
     s->rec = nullptr;
+}
+
+void CgiRequest(MasterTextureRecord* rec, int member, NoiseImageRequest* out) {
+    const KindDescriptor& k = CgiMemberKind(member);
+    RenderValues values;
+    TakeRenderValues(k, rec, &values);
+    CgiRequestFromBlock(member, BlockAt(rec, k.blockOffset), out);
 }
 
 int BuildMutationSet(MasterTextureRecord* rec, int kindIndex) {

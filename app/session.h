@@ -5,6 +5,7 @@
 #include "core/page.h"
 #include "kind/descriptor.h"
 #include "kind/master_record.h"
+#include "noisesvc/noise_request.h"
 
 namespace tsn {
 
@@ -29,6 +30,11 @@ bool TimingsRequested();
 // The caller owns the returned image (0 on failure or for a kind that is not
 // built).
 MemHandle RenderSelectedKind(MasterTextureRecord* rec);
+
+// The request a CGI member sends the noise service: its page's Size and
+// seed read into its block by the render step, then the block's request
+// (the block's other fields as they stand).
+void CgiRequest(MasterTextureRecord* rec, int member, NoiseImageRequest* out);
 
 // Fills the record's nine mutation fountains for the kind at `kindIndex`
 // from the seed its page shows plus the record's mutation generation.

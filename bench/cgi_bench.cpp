@@ -10,6 +10,7 @@
 #include "app/kind_list.h"
 #include "app/session.h"
 #include "core/parallel.h"
+#include "kind/page_transfer.h"
 #include "kinds/cgi.h"
 #include "noisesvc/noise_service.h"
 #include "tests/test_support.h"

@@ -9,6 +9,7 @@
 
 #include "app/session.h"
 #include "core/parallel.h"
+#include "kind/render_step.h"
 #include "kinds/mandelbrot/mandelbrot.h"
 #include "tests/reference/mandelbrot_literal.h"
 
@@ -44,7 +45,8 @@ void RenderMandelbrot(benchmark::State& state, bool literal) {
     Prepare(s, int(state.range(0)));
     const double iterations = Iterations(*MandelbrotBlock(s.rec));
     auto render = [&] {
-        return literal ? reference::LiteralMandelbrotRender(s.rec) : MandelbrotRender(s.rec);
+        return literal ? reference::LiteralMandelbrotRender(s.rec)
+                       : RenderTakingValues(kMandelbrotKind, s.rec);
     };
     MemFree(render());
     for (auto _ : state) {

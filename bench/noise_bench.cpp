@@ -6,6 +6,7 @@
 
 #include "app/session.h"
 #include "core/parallel.h"
+#include "kind/render_step.h"
 #include "kinds/noise/noise.h"
 #include "tests/reference/noise_literal.h"
 
@@ -24,9 +25,10 @@ void RenderNoise(benchmark::State& state, bool literal, int threads) {
     if (layers == 1) b->flags &= ~kNoiseSum;
     b->layers = layers == 1 ? 5 : layers;
     SetWorkerThreads(threads);
-    MemFree(literal ? reference::LiteralNoiseRender(s.rec) : NoiseRender(s.rec));
+    MemFree(literal ? reference::LiteralNoiseRender(s.rec) : RenderTakingValues(kNoiseKind, s.rec));
     for (auto _ : state) {
-        const MemHandle h = literal ? reference::LiteralNoiseRender(s.rec) : NoiseRender(s.rec);
+        const MemHandle h =
+            literal ? reference::LiteralNoiseRender(s.rec) : RenderTakingValues(kNoiseKind, s.rec);
         benchmark::DoNotOptimize(h);
         MemFree(h);
     }

@@ -10,6 +10,7 @@
 
 #include "app/kind_list.h"
 #include "app/session.h"
+#include "kind/render_step.h"
 #include "kinds/plasma/plasma.h"
 #include "tests/reference/plasma_literal.h"
 
@@ -24,9 +25,11 @@ void RenderPlasma(benchmark::State& state, bool literal) {
     s.rec->kindIndex = FindKind("plasma");
     Page().setText(s.rec->dialog, kPlasmaWidthId, side.c_str());
     Page().setText(s.rec->dialog, kPlasmaDepthId, side.c_str());
-    MemFree(literal ? reference::LiteralPlasmaRender(s.rec) : PlasmaRender(s.rec));
+    MemFree(literal ? reference::LiteralPlasmaRender(s.rec)
+                    : RenderTakingValues(kPlasmaKind, s.rec));
     for (auto _ : state) {
-        const MemHandle h = literal ? reference::LiteralPlasmaRender(s.rec) : PlasmaRender(s.rec);
+        const MemHandle h = literal ? reference::LiteralPlasmaRender(s.rec)
+                                    : RenderTakingValues(kPlasmaKind, s.rec);
         benchmark::DoNotOptimize(h);
         MemFree(h);
     }

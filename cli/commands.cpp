@@ -12,6 +12,7 @@
 #include "app/config_file.h"
 #include "app/help_page.h"
 #include "app/kind_list.h"
+#include "app/matrix_library.h"
 #include "app/presets.h"
 #include "app/session.h"
 #include "cli/image_io.h"
@@ -20,9 +21,10 @@
 #include "core/parallel.h"
 #include "core/text.h"
 #include "core/tile_list.h"
+#include "kind/page_transfer.h"
 #include "kinds/cgi.h"
 #include "kinds/matrix/matrix.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 
 namespace tsn::cli {
 

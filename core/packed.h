@@ -14,6 +14,15 @@ namespace tsn {
 
 constexpr std::uint32_t kVersion = 0x10006101u;
 
+// A little-endian 32-bit word at any byte address.
+inline std::uint32_t LoadLittle32(const std::uint8_t* p) {
+    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 |
+           std::uint32_t(p[3]) << 24;
+}
+inline void StoreLittle32(std::uint8_t* p, std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) p[i] = std::uint8_t(v >> (8 * i));
+}
+
 // Every block, record and file opens with this header.
 #pragma pack(push, 1)
 struct BlockHeader16 {

@@ -12,7 +12,7 @@
 
 #include "core/image.h"
 #include "frame/frame.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 
 namespace tsn::win {
 

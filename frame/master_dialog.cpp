@@ -18,6 +18,7 @@
 #include "core/tile_list.h"
 #include "frame/frame.h"
 #include "kind/page_layout.h"
+#include "kind/page_transfer.h"
 
 namespace tsn::win {
 

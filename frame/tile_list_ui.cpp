@@ -11,9 +11,10 @@
 
 #include "app/config_file.h"
 #include "app/kind_list.h"
+#include "app/matrix_library.h"
 #include "core/tile_list.h"
 #include "frame/frame.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 
 namespace tsn::win {
 

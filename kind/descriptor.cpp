@@ -1,6 +1,10 @@
 #include "kind/descriptor.h"
 
 #include <cstring>
+#include <vector>
+
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
 
 namespace tsn {
 
@@ -59,12 +63,30 @@ std::int64_t CopyTransfer(MasterTextureRecord* rec, std::uint32_t size) {
     return 1;
 }
 
+void ShowStatus(const KindDescriptor& k, const std::uint8_t* block, PageRef page) {
+    if (!k.statusText || !k.statusControl) return;
+    char text[128];
+    text[0] = 0;
+    k.statusText(block, text, sizeof text);
+    Page().setText(page, k.statusControl, text);
+}
+
+void ShowEditedStatus(const KindDescriptor& k, MasterTextureRecord* rec) {
+    if (!k.statusText || !k.page) return;
+    // What the next render would read, without storing it into the block.
+    const std::uint8_t* block = BlockAt(rec, k.blockOffset);
+    std::vector<std::uint8_t> shown(block, block + k.blockSize);
+    PageToBlock(*k.page, rec->dialog, shown.data());
+    ShowStatus(k, shown.data(), rec->dialog);
+}
+
 std::int64_t StandardQuery(const KindDescriptor& k, MasterTextureRecord* rec, int code) {
     const bool colourMap = (k.flags & kKindHasColourMap) && k.page;
     switch (code) {
         case kQueryIndexImage:
             return k.greySlot ? std::int64_t(GreyImageAt(rec, k.greySlot)) : 0;
         case kQuerySeed: {
+            if (k.seedQueryControl) return ReadPageInteger(rec->dialog, k.seedQueryControl);
             const PageField* seed = k.page ? FieldWithRole(*k.page, Role::Seed) : nullptr;
             return seed ? ReadPageInteger(rec->dialog, seed->id) : 0;
         }
@@ -85,6 +107,9 @@ std::int64_t StandardQuery(const KindDescriptor& k, MasterTextureRecord* rec, in
             return k.blockSize;
         case kQueryOldBlockSize:
             return k.oldBlockSize ? k.oldBlockSize : k.blockSize;
+        case kQueryRefreshControls:
+            ShowEditedStatus(k, rec);
+            return 0;
         default:
             return 0;
     }

@@ -5,6 +5,7 @@
 // of kinds in texture-list order is the application's (app/kind_list.h).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "core/platform.h"
@@ -13,16 +14,38 @@
 
 namespace tsn {
 
-using RenderFn = MemHandle (*)(MasterTextureRecord*);
+// What the render step hands a kind's render besides its block: the values
+// it takes from the page at render time.
+struct RenderValues {
+    int width = 0, depth = 0;  // the page's, clamped; 0 for a kind without them
+    // The seed this generation uses: the page's, or for a kind whose seed
+    // shows one generation late, the one the block held before the render.
+    std::uint32_t seed = 0;
+    // The kind's tile list: the block of the item its list field selects,
+    // 0 when that item is missing or has no block.
+    MemHandle tile = 0;
+    // The state of the kind's option check box (see optionCheck).
+    bool option = false;
+};
+
+using RenderFn = MemHandle (*)(MasterTextureRecord*, const RenderValues&);
 using ResetFn = int (*)(MasterTextureRecord*);
 using ReleaseFn = int (*)(MasterTextureRecord*);
 using QueryFn = std::int64_t (*)(MasterTextureRecord*, int code);
-using OpenPageFn = void (*)(MasterTextureRecord*);
+// True for a block the kind will not render; its page's size and seed are
+// then left unread.
+using RefusesFn = bool (*)(const std::uint8_t* block);
+// The text a kind shows about its block (Pipes: the picture's size).
+using StatusTextFn = void (*)(const std::uint8_t* block, char* text, std::size_t cap);
+
+// A render as the catalogue row offers it: the render step, then the
+// kind's render (kind/render_step.h).
+using RowRenderFn = MemHandle (*)(MasterTextureRecord*);
 
 // One row of the catalogue as the dialog dispatches through it.
 struct TextureKind {
     const char* name;
-    RenderFn render;
+    RowRenderFn render;
     ResetFn reset;
     ReleaseFn release;
     QueryFn query;
@@ -73,9 +96,22 @@ struct KindDescriptor {
     std::uint32_t presetList = 0;
     // The page's width and depth edits are seeded from the host's size.
     bool takesHostSize = false;
-    // Fills what the page shows beyond its block's values (a kind's own
-    // lists), once its controls exist and before the block moves into them.
-    OpenPageFn openPage = nullptr;
+    // How the render step treats the page (kind/render_step.h).
+    // The picture uses the seed the block held; the page's seed is stored
+    // for the next render.
+    bool seedShowsNextRender = false;
+    // Checked before the page's size and seed are read.
+    RefusesFn refuses = nullptr;
+    // The control the seed query reads instead of the seed field's (one
+    // that may not be on the kind's page at all); 0 for the seed field.
+    std::uint32_t seedQueryControl = 0;
+    // A check box the page shows outside the block; its state reaches the
+    // render as RenderValues::option. 0 for none.
+    std::uint32_t optionCheck = 0;
+    // A static text kept up to date with the block: before each render
+    // and, as the page is edited, from what the next render would read.
+    std::uint32_t statusControl = 0;
+    StatusTextFn statusText = nullptr;
 };
 
 constexpr int kKindCount = 23;

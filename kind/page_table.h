@@ -9,7 +9,6 @@
 #include <string>
 
 #include "core/packed.h"
-#include "core/page.h"
 
 namespace tsn {
 
@@ -33,9 +32,9 @@ enum class Control : std::uint8_t {
     ListBox    // list box whose items its kind's own code fills; value = index
 };
 
-// How the generator treats the field. Width, depth and seed are read by the
-// generator itself from the page, clamped, at render time; the seed's page
-// value takes effect one generation late, on purpose.
+// How the render step treats the field. Width, depth and seed are read from
+// the page at render time, clamped to the range the page shows, and handed
+// to the render as values (kind/render_step.h).
 enum class Role : std::uint8_t { Plain, Width, Depth, Seed };
 
 struct PageField {
@@ -84,25 +83,10 @@ void SetFieldValue(const PageField& f, std::uint8_t* block, double v);
 // Writes every field's block default (fountains are left to the kind).
 void ApplyBlockDefaults(const PageTable& t, std::uint8_t* block);
 
-// Block -> page: edit texts, up-down range texts, scroll ranges and
-// positions, check states.
-void PageFromBlock(const PageTable& t, const std::uint8_t* block, PageRef page);
-
-// Page -> block for every field the generator does not read itself. A field
-// whose control still shows what PageFromBlock put there keeps its block
-// value exactly (a preset may hold a value finer than, or outside, what the
-// control can show); a changed control is clamped into range and stored.
-void PageToBlock(const PageTable& t, PageRef page, std::uint8_t* block);
-
 const PageField* FindField(const PageTable& t, const std::string& name);
 
-// Puts a value given as text on the page, as a user typing or scrolling
-// would, or into the block for a field without a control. Returns false with
-// a message for text that is no value of the field's type; `entered`, when
-// given, receives the value the text stands for (check boxes take on/off,
-// drop lists their items' names).
-bool EnterFieldText(const PageField& f, const std::string& text, PageRef page, std::uint8_t* block,
-                    std::string* error, double* entered = nullptr);
+// "0x00BBGGRR" as a colour field shows it.
+std::string ColourText(std::uint32_t c);
 
 // The value text a field would be entered with ("25.0", "0x0000FF", "1").
 std::string FormatFieldValue(const PageField& f, double v);

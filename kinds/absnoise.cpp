@@ -6,7 +6,6 @@
 
 #include "core/image.h"
 #include "core/packed.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "kind/page_fields.h"
 #include "synth/noise2d.h"
@@ -86,12 +85,9 @@ int AbsNoiseReset(MasterTextureRecord* rec) {
 
 }  // namespace
 
-MemHandle AbsNoiseRender(MasterTextureRecord* rec) {
+MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     AbsNoiseParameters* b = AbsNoiseBlock(rec);
-    b->width = ReadPageInteger(rec->dialog, kAbsNoiseWidthId);
-    b->depth = ReadPageInteger(rec->dialog, kAbsNoiseDepthId);
-    b->seed = ReadPageInteger(rec->dialog, kAbsNoiseSeedId);
-    const int w = b->width, h = b->depth;
+    const int w = values.width, h = values.depth;
     if (w <= 0 || h <= 0) return 0;
 
     const double longer = double(std::max(w, h));
@@ -115,7 +111,7 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec) {
         cellsY = double(s.periodY) / h;
     }
     Rng rng;
-    rng.Seed(std::uint32_t(b->seed));
+    rng.Seed(values.seed);
     NoiseField field;
     BuildNoiseField(s, rng, &field);
     const NoiseLevel level = NoiseLevels(field, w, h, cellsX, cellsY);

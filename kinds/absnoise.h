@@ -80,7 +80,7 @@ inline AbsNoiseParameters* AbsNoiseBlock(MasterTextureRecord* rec) {
     return BlockAs<AbsNoiseParameters>(rec, kAbsNoiseOffset);
 }
 
-MemHandle AbsNoiseRender(MasterTextureRecord* rec);
+MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values);
 
 extern const KindDescriptor kAbsNoiseKind;
 

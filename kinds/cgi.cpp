@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/page.h"
 #include "kind/page_fields.h"
 #include "noisesvc/noise_service.h"
 
@@ -210,9 +209,10 @@ std::uint32_t OctavesOfPower(std::int32_t power) {
 }
 
 template <int M>
-MemHandle RenderMember(MasterTextureRecord* rec) {
+MemHandle RenderMember(MasterTextureRecord* rec, const RenderValues&) {
+    // The render step has stored the page's Size and seed into the block.
     NoiseImageRequest r;
-    CgiRequest(rec, M, &r);
+    CgiRequestFromBlock(M, BlockAt(rec, CgiMemberKind(M).blockOffset), &r);
     // The service's picture is Size x Size, which is the output size this
     // kind asks for, so it is the render's result as it comes.
     return CreateNoiseImage(&r);
@@ -313,16 +313,6 @@ void CgiRequestFromBlock(int member, const void* block, NoiseImageRequest* out) 
         default:
             break;
     }
-}
-
-void CgiRequest(MasterTextureRecord* rec, int member, NoiseImageRequest* out) {
-    const KindDescriptor& k = CgiMemberKind(member);
-    std::uint8_t* block = BlockAt(rec, k.blockOffset);
-    // Size and seed sit at the same place in every member's block.
-    auto* head = reinterpret_cast<CgiTerrainParameters*>(block);
-    head->imageSize = ReadPageInteger(rec->dialog, FieldWithRole(*k.page, Role::Width)->id);
-    head->seed = ReadPageInteger(rec->dialog, FieldWithRole(*k.page, Role::Seed)->id);
-    CgiRequestFromBlock(member, block, out);
 }
 
 int CgiMemberOf(const KindDescriptor& kind) {

@@ -184,10 +184,6 @@ int CgiMemberOf(const KindDescriptor& kind);
 // all 432 bytes zero but the kind and the member's own sub-block.
 void CgiRequestFromBlock(int member, const void* block, NoiseImageRequest* out);
 
-// Reads Size and seed fresh from the member's page, clamped to their
-// ranges, stores them into its block and makes the block's request.
-void CgiRequest(MasterTextureRecord* rec, int member, NoiseImageRequest* out);
-
 extern const KindDescriptor kCgiTerrainKind;
 extern const KindDescriptor kCgiJadeKind;
 extern const KindDescriptor kCgiSkyKind;

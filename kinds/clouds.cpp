@@ -6,7 +6,6 @@
 
 #include "core/detmath.h"
 #include "core/image.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
@@ -538,15 +537,11 @@ void DrawPlanet(const ImageView& o, const Scene& sc) {
 
 }  // namespace
 
-MemHandle CloudsRender(MasterTextureRecord* rec) {
+MemHandle CloudsRender(MasterTextureRecord* rec, const RenderValues& values) {
     auto* b = reinterpret_cast<CloudsParameters*>(BlockAt(rec, kCloudsOffset));
-    const int w = ReadPageInteger(rec->dialog, kCloudsWidthId);
-    const int h = ReadPageInteger(rec->dialog, kCloudsDepthId);
-    b->width = w;
-    b->depth = h;
-    b->seed = ReadPageInteger(rec->dialog, kCloudsSeedId);
+    const int w = values.width, h = values.depth;
     if (w < 1 || h < 1) return 0;
-    const std::uint32_t seed = std::uint32_t(b->seed);
+    const std::uint32_t seed = values.seed;
 
     Scene sc = SceneOf(*b, w, h);
     Planet& pl = sc.planet;

@@ -117,7 +117,7 @@ enum : std::uint32_t {
 // the frequency and the roughness, never on the grid size.
 MemHandle CloudField(std::uint32_t seed, double roughness, int bits);
 
-MemHandle CloudsRender(MasterTextureRecord* rec);
+MemHandle CloudsRender(MasterTextureRecord* rec, const RenderValues& values);
 
 extern const KindDescriptor kCloudsKind;
 

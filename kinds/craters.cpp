@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "core/detmath.h"
-#include "core/page.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
@@ -183,14 +182,9 @@ std::int64_t CratersQuery(MasterTextureRecord* rec, int code) {
     }
 }
 
-MemHandle CratersRender(MasterTextureRecord* rec) {
+MemHandle CratersRender(MasterTextureRecord* rec, const RenderValues& values) {
     CratersParameters* b = CratersBlock(rec);
-    const int w = ReadPageInteger(rec->dialog, kCratersWidthId);
-    const int d = ReadPageInteger(rec->dialog, kCratersDepthId);
-    b->width = w;
-    b->depth = d;
-    // The seed shown on the page is this generation's seed.
-    b->seed = std::uint32_t(ReadPageInteger(rec->dialog, kCratersSeedId));
+    const int w = values.width, d = values.depth;
 
     const MemHandle image = NewImage(w, d);
     ImageView view;
@@ -210,7 +204,7 @@ MemHandle CratersRender(MasterTextureRecord* rec) {
     b->image = image;
     std::fill(H, H + cells, std::uint16_t(32767));
     Rng rng;
-    rng.Seed(b->seed);
+    rng.Seed(values.seed);
     CratersImpacts(*b, w, d, rng, H);
     int table[105];
     CratersLightingTable(b->shadeExponent, table);

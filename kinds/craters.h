@@ -68,7 +68,7 @@ enum : std::uint32_t {
     kCratersDepthExponentId = 303,
 };
 
-MemHandle CratersRender(MasterTextureRecord* rec);
+MemHandle CratersRender(MasterTextureRecord* rec, const RenderValues& values);
 std::int64_t CratersQuery(MasterTextureRecord* rec, int code);
 
 inline CratersParameters* CratersBlock(MasterTextureRecord* rec) {

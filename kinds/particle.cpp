@@ -6,7 +6,6 @@
 
 #include "core/detmath.h"
 #include "core/image.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
@@ -500,13 +499,9 @@ bool GrowParticles(const ParticleParameters& b, int w, int h,
     return done;
 }
 
-MemHandle ParticleRender(MasterTextureRecord* rec) {
+MemHandle ParticleRender(MasterTextureRecord* rec, const RenderValues& values) {
     auto* b = reinterpret_cast<ParticleParameters*>(BlockAt(rec, kParticleOffset));
-    const int w = ReadPageInteger(rec->dialog, kParticleWidthId);
-    const int h = ReadPageInteger(rec->dialog, kParticleDepthId);
-    b->width = w;
-    b->depth = h;
-    b->seed = ReadPageInteger(rec->dialog, kParticleSeedId);
+    const int w = values.width, h = values.depth;
     ReleaseGreySlot(kParticleKind, rec);
 
     MemHandle grey = 0, out = 0;

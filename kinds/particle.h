@@ -117,7 +117,7 @@ bool GrowParticles(const ParticleParameters& b, int w, int h,
 // from the value of the strand nearest relative to its radius.
 int ParticleGrey(const ParticleCells& c, double u, double v);
 
-MemHandle ParticleRender(MasterTextureRecord* rec);
+MemHandle ParticleRender(MasterTextureRecord* rec, const RenderValues& values);
 int ParticleReset(MasterTextureRecord* rec);
 
 extern const KindDescriptor kParticleKind;

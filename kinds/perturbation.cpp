@@ -7,7 +7,6 @@
 #include "core/detmath.h"
 #include "core/image.h"
 #include "core/packed.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "kind/page_fields.h"
 #include "synth/noise2d.h"
@@ -112,12 +111,9 @@ double Wave(const SineTable& sine, std::uint32_t wave, double t) {
 
 }  // namespace
 
-MemHandle PerturbationRender(MasterTextureRecord* rec) {
+MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& values) {
     PerturbationParameters* b = PerturbationBlock(rec);
-    b->width = ReadPageInteger(rec->dialog, kPerturbationWidthId);
-    b->depth = ReadPageInteger(rec->dialog, kPerturbationDepthId);
-    b->seed = ReadPageInteger(rec->dialog, kPerturbationSeedId);
-    const int w = b->width, h = b->depth;
+    const int w = values.width, h = values.depth;
     if (w <= 0 || h <= 0) return 0;
 
     const double longer = double(std::max(w, h));
@@ -134,7 +130,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec) {
     s.octaves = b->octaves;
     s.gain = ClampedOr(b->roughness, 0.0, 1.0, 0.55);
     Rng rng;
-    rng.Seed(std::uint32_t(b->seed));
+    rng.Seed(values.seed);
     NoiseField field;
     BuildNoiseField(s, rng, &field);
     const NoiseLevel level = NoiseLevels(field, w, h, cells, cells);

@@ -72,7 +72,7 @@ inline PerturbationParameters* PerturbationBlock(MasterTextureRecord* rec) {
     return BlockAs<PerturbationParameters>(rec, kPerturbationOffset);
 }
 
-MemHandle PerturbationRender(MasterTextureRecord* rec);
+MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& values);
 
 extern const KindDescriptor kPerturbationKind;
 

@@ -5,7 +5,6 @@
 
 #include "core/detmath.h"
 #include "core/image.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
@@ -206,12 +205,9 @@ MemHandle RipplesPicture(const RipplesParameters& b) {
     return out;
 }
 
-MemHandle RipplesRender(MasterTextureRecord* rec) {
-    RipplesParameters* b = RipplesBlock(rec);
-    b->width = ReadPageInteger(rec->dialog, kRipplesWidthId);
-    b->depth = ReadPageInteger(rec->dialog, kRipplesDepthId);
-    b->seed = ReadPageInteger(rec->dialog, kRipplesSeedId);
-    return RipplesPicture(*b);
+MemHandle RipplesRender(MasterTextureRecord* rec, const RenderValues&) {
+    // The render step has stored the page's size and seed into the block.
+    return RipplesPicture(*RipplesBlock(rec));
 }
 
 const KindDescriptor kRipplesKind = {

@@ -97,7 +97,7 @@ std::uint32_t RippleShade(const RippleSettings& s, double sx, double sy, double 
 // The picture of the block's width, depth and seed, or 0.
 MemHandle RipplesPicture(const RipplesParameters& b);
 
-MemHandle RipplesRender(MasterTextureRecord* rec);
+MemHandle RipplesRender(MasterTextureRecord* rec, const RenderValues& values);
 
 extern const KindDescriptor kRipplesKind;
 

@@ -6,7 +6,6 @@
 
 #include "core/detmath.h"
 #include "core/lines.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "core/random.h"
 #include "core/surface.h"
@@ -151,21 +150,18 @@ struct LineCanvas {
         batch.clear();
     }
 
-    bool Open(MasterTextureRecord* rec, ScratchParameters* b, std::uint32_t widthId,
-              std::uint32_t depthId, std::uint32_t seedId) {
-        b->width = ReadPageInteger(rec->dialog, widthId);
-        b->depth = ReadPageInteger(rec->dialog, depthId);
-        b->seed = ReadPageInteger(rec->dialog, seedId);
-        rng.Seed(std::uint32_t(b->seed));
+    bool Open(const ScratchParameters* b, const RenderValues& values) {
+        rng.Seed(values.seed);
         colours[count++] = b->foreground[0];
         colours[count++] = b->foreground[1];
         for (int i = 0; i < 3; ++i)
             if (b->enable[i]) colours[count++] = b->foreground[2 + i];
         antialias = b->antialias != 0;
         const int scale = antialias ? 2 : 1;
-        if (b->width < 1 || b->depth < 1 || b->width > 32767 || b->depth > 32767) return false;
-        w = b->width * scale;
-        h = b->depth * scale;
+        if (values.width < 1 || values.depth < 1 || values.width > 32767 || values.depth > 32767)
+            return false;
+        w = values.width * scale;
+        h = values.depth * scale;
         cx = w / 2;
         cy = h / 2;
         if (cx < 1 || cy < 1 || b->complexity / 2 < 1 || b->complexity > kMaxComplexity)
@@ -221,12 +217,21 @@ constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 
 }  // namespace
 
-MemHandle ScratchRender(MasterTextureRecord* rec) {
-    ScratchParameters* b = ScratchBlock(rec);
+// Blocks the kinds refuse before their page's size and seed are read.
+bool ScratchRefuses(const std::uint8_t* block) {
+    const auto* b = reinterpret_cast<const ScratchParameters*>(block);
+    return b->fraction < 1 || b->lineSize > kMaxPen || b->lineSize < -kMaxPen || TooMuchWork(b);
+}
+bool ThreadsRefuses(const std::uint8_t* block) {
+    const auto* b = reinterpret_cast<const ThreadsParameters*>(block);
+    return b->fraction > kMaxPen || b->fraction < -kMaxPen || b->lineSize > kMaxStep ||
+           b->lineSize < -kMaxStep || TooMuchWork(b);
+}
+
+MemHandle ScratchRender(MasterTextureRecord* rec, const RenderValues& values) {
+    const ScratchParameters* b = ScratchBlock(rec);
     LineCanvas k;
-    if (b->fraction < 1 || b->lineSize > kMaxPen || b->lineSize < -kMaxPen || TooMuchWork(b))
-        return 0;
-    if (!k.Open(rec, b, kScratchWidthId, kScratchDepthId, kScratchSeedId)) return 0;
+    if (!k.Open(b, values)) return 0;
     const std::int64_t smaller = k.w < k.h ? k.w : k.h;
     std::int64_t limit = smaller * b->angle / 1000;
     const int floor = k.antialias ? 4 : 2;
@@ -264,13 +269,10 @@ MemHandle ScratchRender(MasterTextureRecord* rec) {
     return k.Finish();
 }
 
-MemHandle ThreadsRender(MasterTextureRecord* rec) {
-    ThreadsParameters* b = ThreadsBlock(rec);
+MemHandle ThreadsRender(MasterTextureRecord* rec, const RenderValues& values) {
+    const ThreadsParameters* b = ThreadsBlock(rec);
     LineCanvas k;
-    if (b->fraction > kMaxPen || b->fraction < -kMaxPen || b->lineSize > kMaxStep ||
-        b->lineSize < -kMaxStep || TooMuchWork(b))
-        return 0;
-    if (!k.Open(rec, b, kThreadsWidthId, kThreadsDepthId, kThreadsSeedId)) return 0;
+    if (!k.Open(b, values)) return 0;
     const int step = k.antialias ? b->lineSize * 2 : b->lineSize;
     k.pen = k.antialias ? b->fraction * 2 : b->fraction;
     const int half = b->complexity / 2;
@@ -316,16 +318,6 @@ int ThreadsReset(MasterTextureRecord* rec) {
     return ResetLines(ThreadsBlock(rec), "VANTTHRD", kThreadsPage);
 }
 
-std::int64_t ScratchQuery(MasterTextureRecord* rec, int code) {
-    switch (code) {
-        case kQuerySeed:
-            return ReadPageInteger(rec->dialog, kScratchQuerySeedId);
-        default:
-            return StandardQuery(kScratchKind, rec, code);
-    }
-}
-
-// Threads answers through Scratch's query: one function for both.
 const KindDescriptor kScratchKind = {
     .name = "Scratch",
     .key = "scratch",
@@ -335,8 +327,9 @@ const KindDescriptor kScratchKind = {
     .page = &kScratchPage,
     .render = ScratchRender,
     .reset = ScratchReset,
-    .query = ScratchQuery,
     .presetList = kScratchPresetListId,
+    .refuses = ScratchRefuses,
+    .seedQueryControl = kScratchQuerySeedId,
 };
 
 const KindDescriptor kThreadsKind = {
@@ -348,8 +341,9 @@ const KindDescriptor kThreadsKind = {
     .page = &kThreadsPage,
     .render = ThreadsRender,
     .reset = ThreadsReset,
-    .query = ScratchQuery,
     .presetList = kThreadsPresetListId,
+    .refuses = ThreadsRefuses,
+    .seedQueryControl = kScratchQuerySeedId,
 };
 
 }  // namespace tsn

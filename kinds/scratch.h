@@ -78,8 +78,8 @@ enum : std::uint32_t {
 const PageTable& ScratchPageTable();
 const PageTable& ThreadsPageTable();
 
-MemHandle ScratchRender(MasterTextureRecord* rec);
-MemHandle ThreadsRender(MasterTextureRecord* rec);
+MemHandle ScratchRender(MasterTextureRecord* rec, const RenderValues& values);
+MemHandle ThreadsRender(MasterTextureRecord* rec, const RenderValues& values);
 int ScratchReset(MasterTextureRecord* rec);
 int ThreadsReset(MasterTextureRecord* rec);
 // The one query of both kinds.

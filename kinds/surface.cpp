@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "core/image.h"
-#include "core/page.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
@@ -98,16 +97,10 @@ MemHandle SurfaceGreyFromMap(const std::uint8_t* map, int n, int width, int dept
     return 0;
 }
 
-MemHandle SurfaceRender(MasterTextureRecord* rec) {
+MemHandle SurfaceRender(MasterTextureRecord* rec, const RenderValues& values) {
     SurfaceParameters* b = SurfaceBlock(rec);
-    const int w = ReadPageInteger(rec->dialog, kSurfaceWidthId);
-    const int h = ReadPageInteger(rec->dialog, kSurfaceDepthId);
-    // The picture uses the seed the block holds; the page's seed is stored
-    // for the next render, as on every page.
-    const std::uint32_t seed = std::uint32_t(b->seed);
-    b->seed = ReadPageInteger(rec->dialog, kSurfaceSeedId);
-    b->width = w;
-    b->depth = h;
+    const int w = values.width, h = values.depth;
+    const std::uint32_t seed = values.seed;
     const int meshPower = b->meshPower;
     b->meshSize = std::int32_t(1u << (meshPower & 31));
     ReleaseGreySlot(kSurfaceKind, rec);
@@ -145,6 +138,7 @@ const KindDescriptor kSurfaceKind = {
     .query = SurfaceQuery,
     .greySlot = kSurfaceGreySlot,
     .presetList = kSurfacePresetListId,
+    .seedShowsNextRender = true,
 };
 
 }  // namespace tsn

@@ -71,7 +71,7 @@ enum : std::uint32_t {
     kSurfaceElevationLabelId = 448,
 };
 
-MemHandle SurfaceRender(MasterTextureRecord* rec);
+MemHandle SurfaceRender(MasterTextureRecord* rec, const RenderValues& values);
 int SurfaceReset(MasterTextureRecord* rec);
 std::int64_t SurfaceQuery(MasterTextureRecord* rec, int code);
 

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "core/image.h"
-#include "core/page.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
@@ -117,16 +116,10 @@ MemHandle TerrainImage(const std::uint8_t* map, int n, int width, int depth,
     return 0;
 }
 
-MemHandle TerrainRender(MasterTextureRecord* rec) {
+MemHandle TerrainRender(MasterTextureRecord* rec, const RenderValues& values) {
     TerrainParameters* b = TerrainBlock(rec);
-    const int w = ReadPageInteger(rec->dialog, kTerrainWidthId);
-    const int h = ReadPageInteger(rec->dialog, kTerrainDepthId);
-    // The picture uses the seed the block holds; the page's seed is stored
-    // for the next render, as on every page.
-    const std::uint32_t seed = std::uint32_t(b->seed);
-    b->seed = ReadPageInteger(rec->dialog, kTerrainSeedId);
-    b->width = w;
-    b->depth = h;
+    const int w = values.width, h = values.depth;
+    const std::uint32_t seed = values.seed;
     const int meshPower = b->meshPower;
     b->meshSize = std::int32_t(1u << (meshPower & 31));
     // A palette whose fountain cannot be drawn keeps its previous colours.
@@ -159,6 +152,7 @@ const KindDescriptor kTerrainKind = {
     .reset = TerrainReset,
     .query = TerrainQuery,
     .presetList = kTerrainPresetListId,
+    .seedShowsNextRender = true,
 };
 
 }  // namespace tsn

@@ -78,7 +78,7 @@ enum : std::uint32_t {
     kTerrainElevationLabelId = 428,
 };
 
-MemHandle TerrainRender(MasterTextureRecord* rec);
+MemHandle TerrainRender(MasterTextureRecord* rec, const RenderValues& values);
 int TerrainReset(MasterTextureRecord* rec);
 std::int64_t TerrainQuery(MasterTextureRecord* rec, int code);
 

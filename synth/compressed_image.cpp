@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "core/packed.h"
+
 namespace tsn {
 
 namespace {
@@ -11,11 +13,6 @@ namespace {
 // The header: "CPX_HEAD", unpacked size, packed size, method, 32 reserved
 // bytes.
 constexpr std::size_t kCpxHeader = 52;
-
-std::uint32_t Read32(const std::uint8_t* p) {
-    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 |
-           std::uint32_t(p[3]) << 24;
-}
 
 }  // namespace
 
@@ -56,8 +53,8 @@ bool InflateStream(std::uint8_t* dst, std::size_t capacity, const std::uint8_t* 
 
 MemHandle DecodeCompressedBytes(const std::uint8_t* data, std::size_t size) {
     if (!data || size < kCpxHeader || std::memcmp(data, "CPX_HEAD", 8) != 0) return 0;
-    const std::uint32_t unpacked = Read32(data + 8);
-    std::uint32_t packed = Read32(data + 12);
+    const std::uint32_t unpacked = LoadLittle32(data + 8);
+    std::uint32_t packed = LoadLittle32(data + 12);
     if (packed > size - kCpxHeader) return 0;  // cut short
     // No artwork is empty or near 64 MiB. Deflate cannot expand a byte into
     // more than 1032, so a header that claims more than that is damaged;

@@ -10,6 +10,7 @@
 
 #include "app/kind_list.h"
 #include "core/image.h"
+#include "kind/page_transfer.h"
 #include "kinds/cgi.h"
 #include "noisesvc/noise_service.h"
 #include "tests/test_support.h"

@@ -20,6 +20,13 @@ expect "kinds -> app" "$(plant kinds/noise/noise.cpp app/presets.h)" "upward inc
 expect "kind -> kind" "$(plant kinds/ripples.cpp kinds/noise/noise.h)" "sideways include: kinds/ripples.cpp"
 expect "colour -> synth" "$(plant colour/fountain.cpp synth/fft.h)" "sideways include: colour/fountain.cpp"
 expect "core -> kind" "$(plant core/image.cpp kind/descriptor.h)" "upward include: core/image.cpp"
+expect "page access by include" "$(plant kinds/ripples.cpp core/page.h)" "page access in a kind: kinds/ripples.cpp includes core/page.h"
+rm -rf "$work/t" && mkdir -p "$work/t/tools" "$work/t/kinds"
+cp "$root/tools/check-layers.sh" "$work/t/tools/"
+printf 'int w = ReadPageInteger(rec->dialog, 700);\n' >"$work/t/kinds/ripples.cpp"
+(cd "$work/t" && git init -q && git add -A)
+expect "page access by call" "$("$work/t/tools/check-layers.sh" "$work/t" 2>&1 || true)" \
+  "page access in a kind: kinds/ripples.cpp reads"
 expect "kind -> its own files" "$(plant kinds/noise/noise.cpp kinds/noise/noise_rows.h)" "PASSED"
 expect "app -> kinds" "$(plant app/kind_list.cpp kinds/ripples.h)" "PASSED"
 expect "tests -> anything" "$(plant tests/x_test.cpp app/presets.h)" "PASSED"

@@ -9,10 +9,10 @@
 #include <filesystem>
 
 #include "app/kind_list.h"
+#include "app/matrix_library.h"
 #include "colour/fountain.h"
 #include "colour/fountain_library.h"
 #include "kind/master_record.h"
-#include "kinds/matrix/matrix_library.h"
 #include "tests/cli_support.h"
 
 namespace tsn {

@@ -13,6 +13,7 @@
 #include "cli/image_io.h"
 #include "cli/png_filter.h"
 #include "core/image.h"
+#include "kind/page_transfer.h"
 #include "kinds/noise/noise.h"
 #include "tests/cli_support.h"
 #include "tests/test_support.h"

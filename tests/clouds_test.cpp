@@ -5,6 +5,8 @@
 
 #include "app/kind_list.h"
 #include "core/image.h"
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
 #include "kinds/clouds.h"
 #include "tests/reference/clouds_literal.h"
 #include "tests/test_support.h"
@@ -23,7 +25,7 @@ CloudsParameters* Block(test::Session& s) {
 std::vector<std::uint8_t> Render(test::Session& s, bool asBlockHolds = false) {
     if (!asBlockHolds)
         PageToBlock(*kCloudsKind.page, s.rec()->dialog, BlockAt(s.rec(), kCloudsOffset));
-    const MemHandle h = CloudsRender(s.rec());
+    const MemHandle h = RenderTakingValues(kCloudsKind, s.rec());
     std::vector<std::uint8_t> bytes = test::BlockBytes(h);
     MemFree(h);
     return bytes;

@@ -7,6 +7,8 @@
 #include "app/kind_list.h"
 #include "app/presets.h"
 #include "core/image.h"
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
 #include "kinds/craters.h"
 #include "tests/test_support.h"
 
@@ -219,7 +221,7 @@ TEST(Craters, DamagedValuesStillGiveAPicture) {
     b->depthExponent = 1e300;
     b->rimLevel = std::nan("");
     b->shadeExponent = -3;
-    const MemHandle h = CratersRender(s.rec());
+    const MemHandle h = RenderTakingValues(kCratersKind, s.rec());
     EXPECT_NE(h, 0u);
     MemFree(h);
 }

@@ -13,6 +13,7 @@
 #include "app/kind_list.h"
 #include "core/page.h"
 #include "core/parallel.h"
+#include "kind/render_step.h"
 #include "tests/test_support.h"
 
 namespace tsn {
@@ -65,10 +66,7 @@ TEST(Kinds, CatalogueOrderPlacesAndFlagsAreTheRecordsLayout) {
         // A kept grey image must not lie inside any block.
         if (k.greySlot) spans.push_back({k.greySlot, k.greySlot + 8});
     }
-    const int scratch = FindKind("scratch"), threads = FindKind("threads");
     EXPECT_EQ(KindAt(FindKind("mandelbrot")).extraControl, 364u);
-    EXPECT_EQ(KindAt(scratch).query, KindAt(threads).query)
-        << "Scratch and Threads share one query";
     EXPECT_EQ(KindOf(FindKind("plasma")).blockSize, 108u);
     EXPECT_EQ(KindOf(FindKind("mandelbrot")).blockSize, 13077u);
     EXPECT_EQ(FindKind("NOISE"), FindKind("noise"));
@@ -172,24 +170,44 @@ TEST(Kinds, BlocksConvertThroughTheirOlderLayoutAndBack) {
     }
 }
 
-// The page's width, depth and seed are read clamped to their up-downs'
-// ranges; the seed query answers the clamped seed.
-TEST(Kinds, SizeAndSeedAreClampedToThePagesRanges) {
-    test::Session s;
-    MasterTextureRecord* rec = s.rec();
-    for (int i = 0; i < kKindCount; ++i) {
-        const KindDescriptor& k = KindOf(i);
-        for (Role role : {Role::Width, Role::Depth, Role::Seed}) {
-            const PageField* f = FieldWithRole(*k.page, role);
-            if (!f) continue;
-            Page().setText(rec->dialog, f->id, "99999");
-            EXPECT_EQ(ReadPageInteger(rec->dialog, f->id), int(f->max)) << k.name;
-            Page().setText(rec->dialog, f->id, "5");
-            EXPECT_EQ(ReadPageInteger(rec->dialog, f->id), int(f->min)) << k.name;
-        }
-        const PageField* seed = FieldWithRole(*k.page, Role::Seed);
-        if (seed && KindAt(i).query != KindAt(FindKind("scratch")).query) {
-            EXPECT_EQ(KindAt(i).query(rec, kQuerySeed), std::int64_t(seed->min)) << k.name;
+// The render step reads the page's width, depth and seed clamped to their
+// up-downs' ranges, stores them into the block and hands them to the
+// render; Noise, Terrain and Surface draw with the seed the block held.
+// The seed query answers the page's clamped seed; Scratch and Threads ask
+// the control that is CGI Turbulence's seed edit.
+TEST(Kinds, TheRenderStepTakesSizeAndSeedClampedToThePagesRanges) {
+    const PageField* turbulenceSeed =
+        FieldWithRole(*KindOf(FindKind("cgiturbulence")).page, Role::Seed);
+    const std::set<std::string> lateSeed = {"noise", "terrain", "surface"};
+    const std::set<std::string> turbulenceQuery = {"scratch", "threads"};
+    for (const bool high : {true, false}) {
+        test::Session s;
+        MasterTextureRecord* rec = s.rec();
+        auto clamped = [&](const PageField* f) { return int(high ? f->max : f->min); };
+        for (int i = 0; i < kKindCount; ++i)
+            for (Role role : {Role::Width, Role::Depth, Role::Seed})
+                if (const PageField* f = FieldWithRole(*KindOf(i).page, role))
+                    Page().setText(rec->dialog, f->id, high ? "99999" : "5");
+        for (int i = 0; i < kKindCount; ++i) {
+            const KindDescriptor& k = KindOf(i);
+            std::uint8_t* block = BlockAt(rec, k.blockOffset);
+            const PageField* w = FieldWithRole(*k.page, Role::Width);
+            const PageField* d = FieldWithRole(*k.page, Role::Depth);
+            const PageField* seed = FieldWithRole(*k.page, Role::Seed);
+            const double held = seed ? GetFieldValue(*seed, block) : 0;
+            RenderValues v;
+            ASSERT_TRUE(TakeRenderValues(k, rec, &v)) << k.name;
+            EXPECT_EQ(v.width, w ? clamped(w) : 0) << k.name;
+            EXPECT_EQ(v.depth, d ? clamped(d) : 0) << k.name;
+            if (w) {
+                EXPECT_EQ(GetFieldValue(*w, block), clamped(w)) << k.name;
+            }
+            if (!seed) continue;
+            EXPECT_EQ(GetFieldValue(*seed, block), clamped(seed)) << k.name;
+            EXPECT_EQ(double(v.seed), lateSeed.count(k.key) ? held : clamped(seed)) << k.name;
+            const int asked =
+                turbulenceQuery.count(k.key) ? clamped(turbulenceSeed) : clamped(seed);
+            EXPECT_EQ(KindAt(i).query(rec, kQuerySeed), asked) << k.name;
         }
     }
 }

@@ -9,6 +9,7 @@
 #include "app/presets.h"
 #include "core/image.h"
 #include "core/parallel.h"
+#include "kind/render_step.h"
 #include "kinds/mandelbrot/mandelbrot.h"
 #include "tests/reference/mandelbrot_literal.h"
 #include "tests/test_support.h"
@@ -93,9 +94,9 @@ TEST(Mandelbrot, ViewAndIterationLimitFollowTheStep) {
 // set): the stretch divides by 0.0001 and gives 0 everywhere.
 TEST(Mandelbrot, AUniformCountFieldStretchesToZero) {
     for (const char* c : {"centreRealOffset=100", "centreRealOffset=1.55 zoomLevel=50"}) {
-        const auto grey =
-            test::RenderBy(kMandelbrot, std::string("width=64 depth=64 ") + c, MandelbrotRender)
-                .grey;
+        const auto grey = test::RenderBy(kMandelbrot, std::string("width=64 depth=64 ") + c,
+                                         KindAt(kMandelbrot).render)
+                              .grey;
         EXPECT_EQ(std::count(grey.begin() + 40, grey.end(), 0), long(grey.size()) - 40) << c;
     }
 }
@@ -104,14 +105,14 @@ TEST(Mandelbrot, DamagedViewAndEveryAllocationFailureGiveNullWithoutLeaks) {
     {
         test::Session s;
         MandelbrotBlock(s.rec())->zoomFactor = 0;
-        EXPECT_EQ(MandelbrotRender(s.rec()), 0u);
+        EXPECT_EQ(RenderTakingValues(kMandelbrotKind, s.rec()), 0u);
     }
     for (long n = 0; n < 14; ++n) {
         test::Session s;
         test::Enter(s, kMandelbrot, "width=70 depth=66");
         const long live = MemLiveBlocks();
         MemFailAfter(n);
-        const test::Picture p(MandelbrotRender(s.rec()));
+        const test::Picture p(RenderTakingValues(kMandelbrotKind, s.rec()));
         MemFailAfter(-1);
         if (!p.ok) {
             EXPECT_EQ(GreyImageAt(s.rec(), kMandelbrotGreySlot), 0u) << n;

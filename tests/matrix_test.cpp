@@ -7,11 +7,12 @@
 
 #include "app/config_file.h"
 #include "app/kind_list.h"
+#include "app/matrix_library.h"
 #include "app/session.h"
 #include "core/image.h"
 #include "core/tile_list.h"
 #include "kinds/matrix/matrix.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 #include "tests/test_support.h"
 
 namespace tsn {

@@ -5,6 +5,7 @@
 
 #include "app/kind_list.h"
 #include "core/image.h"
+#include "kind/render_step.h"
 #include "kinds/absnoise.h"
 #include "synth/noise2d.h"
 #include "tests/reference/noise2d_literal.h"
@@ -121,7 +122,7 @@ Picture AbsNoise(int w, int h, const std::vector<std::pair<const char*, double>>
     std::uint8_t* block = BlockAt(s.rec(), kAbsNoiseOffset);
     for (const auto& [name, value] : fields)
         SetFieldValue(*FindField(*kAbsNoiseKind.page, name), block, value);
-    const MemHandle img = AbsNoiseRender(s.rec());
+    const MemHandle img = RenderTakingValues(kAbsNoiseKind, s.rec());
     Picture p{test::BlockBytes(img), w, h};
     MemFree(img);
     return p;

@@ -7,6 +7,7 @@
 #include "app/presets.h"
 #include "core/image.h"
 #include "core/parallel.h"
+#include "kind/render_step.h"
 #include "kinds/noise/noise.h"
 #include "tests/reference/noise_literal.h"
 #include "tests/test_support.h"
@@ -37,7 +38,8 @@ TEST(NoiseFastPath, EqualsTheLiteralGeneratorByteForByte) {
 // Sampled only at lattice points, Perlin noise is 0 everywhere: a flat
 // picture, which the stretch leaves at 0 instead of dividing by zero.
 TEST(Noise, AFlatPictureStaysAtTheFountainsFirstColour) {
-    const std::vector<std::uint8_t> image = test::RenderBy(kNoise, kFlat, NoiseRender).image;
+    const std::vector<std::uint8_t> image =
+        test::RenderBy(kNoise, kFlat, KindAt(kNoise).render).image;
     EXPECT_EQ(std::count(image.begin() + 40, image.end(), 0), long(image.size()) - 40);
 }
 
@@ -45,7 +47,7 @@ TEST(NoiseFastPath, EqualsTheLiteralGeneratorWithEightLayersAndAtDefaultSize) {
     test::Session s;
     s.rec()->kindIndex = kNoise;
     NoiseBlock(s.rec())->layers = 8;  // beyond the page, as a preset may hold
-    const MemHandle fast = NoiseRender(s.rec());
+    const MemHandle fast = RenderTakingValues(kNoiseKind, s.rec());
     const auto fastGrey = test::BlockBytes(GreyImageAt(s.rec(), kNoiseGreySlot));
     test::Session t;
     t.rec()->kindIndex = kNoise;
@@ -82,10 +84,10 @@ TEST(Noise, ThePageSeedTakesEffectOneGenerationLater) {
 TEST(Noise, LayersAreClampedAndStoredBack) {
     test::Session s;
     NoiseBlock(s.rec())->layers = 1;
-    MemFree(NoiseRender(s.rec()));
+    MemFree(RenderTakingValues(kNoiseKind, s.rec()));
     EXPECT_EQ(NoiseBlock(s.rec())->layers, 2);
     NoiseBlock(s.rec())->layers = 9;
-    MemFree(NoiseRender(s.rec()));
+    MemFree(RenderTakingValues(kNoiseKind, s.rec()));
     EXPECT_EQ(NoiseBlock(s.rec())->layers, 8);
 }
 
@@ -98,11 +100,11 @@ TEST(Noise, AnInvalidDimensionFailsAndFreesEverything) {
     for (std::uint32_t d : {0u, 4u, 0xFFFFFFFFu}) {
         test::Session s;
         s.rec()->kindIndex = kNoise;
-        MemFree(NoiseRender(s.rec()));
+        MemFree(RenderTakingValues(kNoiseKind, s.rec()));
         ASSERT_NE(GreyImageAt(s.rec(), kNoiseGreySlot), 0u);
         const long live = MemLiveBlocks();
         NoiseBlock(s.rec())->dimension = d;
-        EXPECT_EQ(NoiseRender(s.rec()), 0u);
+        EXPECT_EQ(RenderTakingValues(kNoiseKind, s.rec()), 0u);
         EXPECT_EQ(GreyImageAt(s.rec(), kNoiseGreySlot), 0u);
         EXPECT_EQ(MemLiveBlocks(), live - 1) << "the old grey image is gone too";
     }

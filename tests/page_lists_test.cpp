@@ -8,6 +8,7 @@
 #include "core/page.h"
 #include "kind/page_fields.h"
 #include "kind/page_table.h"
+#include "kind/page_transfer.h"
 
 namespace tsn {
 namespace {

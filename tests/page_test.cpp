@@ -2,6 +2,7 @@
 
 #include "core/page.h"
 #include "kind/page_table.h"
+#include "kind/page_transfer.h"
 #include "kinds/noise/noise.h"
 #include "tests/test_support.h"
 

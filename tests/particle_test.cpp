@@ -6,6 +6,8 @@
 
 #include "app/kind_list.h"
 #include "core/image.h"
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
 #include "kinds/particle.h"
 #include "tests/test_support.h"
 
@@ -23,7 +25,7 @@ ParticleParameters* Block(test::Session& s) {
 std::vector<std::uint8_t> Render(test::Session& s, bool asBlockHolds = false) {
     if (!asBlockHolds)
         PageToBlock(*kParticleKind.page, s.rec()->dialog, BlockAt(s.rec(), kParticleOffset));
-    const MemHandle h = ParticleRender(s.rec());
+    const MemHandle h = RenderTakingValues(kParticleKind, s.rec());
     std::vector<std::uint8_t> bytes = test::BlockBytes(h);
     MemFree(h);
     return bytes;

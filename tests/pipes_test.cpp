@@ -11,6 +11,7 @@
 #include "core/detmath.h"
 #include "core/image.h"
 #include "core/page.h"
+#include "kind/page_transfer.h"
 #include "kinds/pipes/pipes.h"
 #include "synth/compressed_image.h"
 #include "tests/test_support.h"

@@ -6,6 +6,8 @@
 #include "core/detmath.h"
 #include "core/image.h"
 #include "core/random.h"
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
 #include "kinds/scratch.h"
 #include "tests/test_support.h"
 
@@ -68,7 +70,7 @@ TEST(LineDraws, TheFirstLineStartsWhereTheDrawsInOrderSay) {
             r.Next();
             const int x = (r.Next() & 1) ? 50 + r.Next() % 50 : 50 - r.Next() % 50;
             const int y = (r.Next() & 1) ? 35 + r.Next() % 35 : 35 - r.Next() % 35;
-            const MemHandle img = k->render(l.s.rec());
+            const MemHandle img = RenderTakingValues(*k, l.s.rec());
             ImageView v;
             ASSERT_TRUE(LockImage(img, &v));
             EXPECT_EQ(GetPixel(v, x, y), std::uint32_t(int(red))) << k->key << " " << seed;
@@ -84,30 +86,30 @@ TEST(LineDraws, FailuresFreeEverythingAndAFailedReductionKeepsTheLargePicture) {
         l.b->antialias = 1;
         const long live = MemLiveBlocks();
         MemFailAfter(0);
-        EXPECT_EQ(k->render(l.s.rec()), 0u);
+        EXPECT_EQ(RenderTakingValues(*k, l.s.rec()), 0u);
         MemFailAfter(1);
-        MemHandle img = k->render(l.s.rec());
+        MemHandle img = RenderTakingValues(*k, l.s.rec());
         ImageView v;
         ASSERT_TRUE(LockImage(img, &v));
         EXPECT_EQ(v.width, 200);
         EXPECT_EQ(v.depth, 140);
         UnlockImage(&v);
         MemFree(img);
-        img = k->render(l.s.rec());
+        img = RenderTakingValues(*k, l.s.rec());
         ASSERT_TRUE(LockImage(img, &v));
         EXPECT_EQ(v.width, 100);
         EXPECT_EQ(v.depth, 70);
         UnlockImage(&v);
         MemFree(img);
         l.b->complexity = 1;  // damaged: no segments to count with
-        EXPECT_EQ(k->render(l.s.rec()), 0u);
+        EXPECT_EQ(RenderTakingValues(*k, l.s.rec()), 0u);
         EXPECT_EQ(MemLiveBlocks(), live);
     }
     Lines l(kScratchKind, 100);
     l.b->fraction = 0;
-    EXPECT_EQ(ScratchRender(l.s.rec()), 0u);
+    EXPECT_EQ(RenderTakingValues(kScratchKind, l.s.rec()), 0u);
     l.b->fraction = 101;  // a step of nothing
-    EXPECT_EQ(ScratchRender(l.s.rec()), 0u);
+    EXPECT_EQ(RenderTakingValues(kScratchKind, l.s.rec()), 0u);
 }
 
 }  // namespace

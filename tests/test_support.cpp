@@ -1,5 +1,6 @@
 #include "tests/test_support.h"
 #include "app/kind_list.h"
+#include "kind/page_transfer.h"
 
 #include <gtest/gtest.h>
 
@@ -129,7 +130,7 @@ std::vector<std::uint8_t> RenderBytes(int kind, const std::string& settings) {
     return bytes;
 }
 
-Rendered RenderBy(int kind, const std::string& settings, RenderFn render) {
+Rendered RenderBy(int kind, const std::string& settings, RowRenderFn render) {
     const KindDescriptor& k = KindOf(kind);
     Session s;
     s.rec()->kindIndex = kind;
@@ -147,9 +148,9 @@ Rendered RenderBy(int kind, const std::string& settings, RenderFn render) {
     return r;
 }
 
-void ExpectSameAsLiteral(int kind, const std::vector<std::string>& cases, RenderFn literal) {
+void ExpectSameAsLiteral(int kind, const std::vector<std::string>& cases, RowRenderFn literal) {
     for (const std::string& c : cases) {
-        const Rendered fast = RenderBy(kind, c, KindOf(kind).render);
+        const Rendered fast = RenderBy(kind, c, KindAt(kind).render);
         const Rendered lit = RenderBy(kind, c, literal);
         ASSERT_FALSE(fast.image.empty()) << c;
         EXPECT_TRUE(fast.image == lit.image) << c << ": picture differs";

@@ -73,10 +73,10 @@ struct Rendered {
 };
 // A fresh session's render by `render` (the kind's own generator or a
 // literal one), the settings entered and stored into the block first.
-Rendered RenderBy(int kind, const std::string& settings, RenderFn render);
+Rendered RenderBy(int kind, const std::string& settings, RowRenderFn render);
 // For each settings line the kind's generator leaves exactly what the
 // literal one does.
-void ExpectSameAsLiteral(int kind, const std::vector<std::string>& cases, RenderFn literal);
+void ExpectSameAsLiteral(int kind, const std::vector<std::string>& cases, RowRenderFn literal);
 
 // An image locked for reading, freed (when owned) at scope exit.
 struct Picture {

@@ -12,6 +12,9 @@
 # A file may include its own folder and lower layers, never a peer folder of
 # its layer or a higher one; under kinds/ a kind includes only its own files.
 # Portable layers include no Windows header (core/platform_win32.cpp aside).
+# A kind renders from values: nothing under kinds/ includes the page access
+# (core/page.h, core/tile_list.h, kind/page_transfer.h, kind/render_step.h)
+# or calls it (ReadPage..., Page(), TileList(), SendMessage..., Config()).
 #
 # Includes still waiting to be turned round are listed, with the reason, in
 # tools/layer-exceptions.txt ("FILE TARGET  # why"); they are reported but do
@@ -82,6 +85,15 @@ while IFS= read -r file; do
     checked=$((checked + 1))
     [ "$list" = 0 ] || printf '%s (%s) -> %s (%s)\n' "$file" "$from" "$target" "$to"
     [ "$from" -lt 9 ] || continue
+    if [ "$from" = 4 ]; then
+      case $target in
+        core/page.h | core/tile_list.h | kind/page_transfer.h | kind/render_step.h)
+          echo "page access in a kind: $file includes $target"
+          bad=$((bad + 1))
+          continue
+          ;;
+      esac
+    fi
     if [ -n "${excepted["$file $target"]:-}" ]; then
       seen["$file $target"]=1
       echo "known, still to turn round: $file includes $target"
@@ -94,6 +106,15 @@ while IFS= read -r file; do
       bad=$((bad + 1))
     fi
   done < <(sed -n 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*"\([^"]*\)".*/\1/p' "$file")
+  case $file in
+    kinds/*)
+      if grep -vE '^[[:space:]]*//' "$file" |
+        grep -qE '\b(ReadPage[A-Za-z]*\(|Page\(\)|TileList\(\)|Config\(\)|SendMessage|SendDlgItem)'; then
+        echo "page access in a kind: $file reads or writes a page control or the configuration"
+        bad=$((bad + 1))
+      fi
+      ;;
+  esac
   case $file in
     core/platform_win32.cpp | frame/* | host/* | tools/* | bench/* | tests/*) ;;
     *)

@@ -10,6 +10,7 @@
 #include "app/kind_list.h"
 #include "app/session.h"
 #include "core/image.h"
+#include "kind/page_transfer.h"
 
 namespace {
 

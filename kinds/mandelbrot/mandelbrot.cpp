@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "core/image.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
@@ -202,12 +201,9 @@ std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code) {
     }
 }
 
-MemHandle MandelbrotRender(MasterTextureRecord* rec) {
+MemHandle MandelbrotRender(MasterTextureRecord* rec, const RenderValues& values) {
     MandelbrotParameters* b = MandelbrotBlock(rec);
-    const int w = ReadPageInteger(rec->dialog, kMandelbrotWidthId);
-    const int h = ReadPageInteger(rec->dialog, kMandelbrotDepthId);
-    b->width = w;
-    b->depth = h;
+    const int w = values.width, h = values.depth;
     ReleaseGreySlot(kMandelbrotKind, rec);
     if (w < 1 || h < 1) return 0;
 

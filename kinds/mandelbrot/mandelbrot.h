@@ -86,7 +86,7 @@ enum : std::uint32_t {
     kMandelbrotStatusId = 365,
 };
 
-MemHandle MandelbrotRender(MasterTextureRecord* rec);
+MemHandle MandelbrotRender(MasterTextureRecord* rec, const RenderValues& values);
 int MandelbrotReset(MasterTextureRecord* rec);
 std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code);
 

@@ -5,12 +5,10 @@
 #include <vector>
 
 #include "core/image.h"
-#include "core/page.h"
-#include "core/tile_list.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 
 namespace tsn {
 
@@ -79,19 +77,10 @@ MemHandle MatrixTiles(MemHandle tile, int width, int depth, bool integral) {
     return image;
 }
 
-MemHandle MatrixRender(MasterTextureRecord* rec) {
-    MatrixParameters* p = MatrixBlock(rec);
-    p->width = ReadPageInteger(rec->dialog, kMatrixWidthId);
-    p->depth = ReadPageInteger(rec->dialog, kMatrixDepthId);
-    const bool integral = Page().getCheck(rec->dialog, kMatrixIntegralId);
-    const int count = TileList().count(rec->dialog, kMatrixTileListId);
-    if (p->selection < 0 || p->selection >= count) return 0;
-    const MemHandle tile = TileList().tile(rec->dialog, kMatrixTileListId, p->selection);
-    return MatrixTiles(tile, p->width, p->depth, integral);
-}
-
-void MatrixOpenPage(MasterTextureRecord* rec) {
-    DefaultTiles(rec->dialog, kMatrixTileListId);
+// The selected tile repeated over the picture; the option is the
+// integral-dimensions switch.
+MemHandle MatrixRender(MasterTextureRecord*, const RenderValues& values) {
+    return MatrixTiles(values.tile, values.width, values.depth, values.option);
 }
 
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code) {
@@ -114,7 +103,7 @@ const KindDescriptor kMatrixKind = {
     .page = &kMatrixPage,
     .render = MatrixRender,
     .query = MatrixQuery,
-    .openPage = MatrixOpenPage,
+    .optionCheck = kMatrixIntegralId,
 };
 
 }  // namespace tsn

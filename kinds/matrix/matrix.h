@@ -61,7 +61,7 @@ enum : std::uint32_t {
     kMatrixIntegralId = 405,
 };
 
-MemHandle MatrixRender(MasterTextureRecord* rec);
+MemHandle MatrixRender(MasterTextureRecord* rec, const RenderValues& values);
 std::int64_t MatrixQuery(MasterTextureRecord* rec, int code);
 // Puts the default tile in the page's list (the application then adds the
 // current library's tiles, when it has any).

@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "core/image.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
@@ -380,20 +379,14 @@ void StretchAndColour(const ImageView& g, const ImageView& o, const std::uint8_t
 
 }  // namespace
 
-MemHandle NoiseRender(MasterTextureRecord* rec) {
+MemHandle NoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     NoiseParameters* b = NoiseBlock(rec);
 
-    const int w = ReadPageInteger(rec->dialog, kNoiseWidthId);
-    const int h = ReadPageInteger(rec->dialog, kNoiseDepthId);
-    // The generation uses the seed the block held before this render; the
-    // page's seed is stored for the next one.
+    const int w = values.width, h = values.depth;
     Rng rng;
-    rng.Seed(std::uint32_t(b->seed));
-    b->seed = ReadPageInteger(rec->dialog, kNoiseSeedId);
+    rng.Seed(values.seed);
     const int layers = b->layers;  // a packed field: no reference to it
     b->layers = std::clamp(layers, 2, 8);
-    b->width = w;
-    b->depth = h;
     ReleaseGreySlot(kNoiseKind, rec);
 
     const bool sum = (b->flags & kNoiseSum) != 0;
@@ -454,6 +447,7 @@ const KindDescriptor kNoiseKind = {
     .greySlot = kNoiseGreySlot,
     .presetList = kNoisePresetListId,
     .takesHostSize = true,
+    .seedShowsNextRender = true,
 };
 
 }  // namespace tsn

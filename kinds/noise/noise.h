@@ -80,7 +80,7 @@ enum : std::uint32_t {
 
 extern const KindDescriptor kNoiseKind;
 
-MemHandle NoiseRender(MasterTextureRecord* rec);
+MemHandle NoiseRender(MasterTextureRecord* rec, const RenderValues& values);
 std::int64_t NoiseQuery(MasterTextureRecord* rec, int code);
 
 inline NoiseParameters* NoiseBlock(MasterTextureRecord* rec) {

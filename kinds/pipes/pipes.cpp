@@ -7,7 +7,6 @@
 
 #include "core/detmath.h"
 #include "core/image.h"
-#include "core/page.h"
 #include "core/parallel.h"
 #include "kind/descriptor.h"
 #include "kind/page_fields.h"
@@ -132,13 +131,16 @@ Geometry GeometryOf(const PipesParameters& b) {
     return {512 / reduction, std::clamp(b.widthCells, 2, 16), std::clamp(b.depthCells, 2, 16)};
 }
 
-// The page's "Dimensions:" text: the picture's size in pixels.
-void ShowDimensions(PageRef page, const Geometry& g) {
-    char w[16], d[16], text[64];
+// The page's "Dimensions:" text: the picture's size in pixels, as the
+// block's cells and reduction make it.
+void DimensionsText(const std::uint8_t* block, char* text, std::size_t cap) {
+    PipesParameters b;
+    std::memcpy(&b, block, sizeof b);
+    const Geometry g = GeometryOf(b);
+    char w[16], d[16];
     FormatThousands(g.wc * g.cell, w);
     FormatThousands(g.dc * g.cell, d);
-    std::snprintf(text, sizeof text, "%s X %s pixels", w, d);
-    Page().setText(page, kPipesDimensionsId, text);
+    std::snprintf(text, cap, "%s X %s pixels", w, d);
 }
 
 struct RenderState {
@@ -313,18 +315,16 @@ int PipesRelease(MasterTextureRecord*) {
     return 1;
 }
 
-MemHandle PipesRender(MasterTextureRecord* rec) {
+MemHandle PipesRender(MasterTextureRecord* rec, const RenderValues& values) {
     PipesParameters* b = PipesBlock(rec);
-    b->seed = ReadPageInteger(rec->dialog, kPipesSeedId);
     const Geometry geometry = GeometryOf(*b);
     const int cell = geometry.cell, wc = geometry.wc, dc = geometry.dc;
     const int outW = wc * cell, outD = dc * cell;
     b->outputWidth = outW;
     b->outputDepth = outD;
-    ShowDimensions(rec->dialog, geometry);
 
     Rng rng;
-    rng.Seed(std::uint32_t(b->seed));
+    rng.Seed(values.seed);
     RenderState st;
     st.grid = MemAlloc(std::size_t(wc) * dc * 4);
     st.image = NewImage(outW, outD);
@@ -355,17 +355,6 @@ MemHandle PipesRender(MasterTextureRecord* rec) {
     return image;
 }
 
-std::int64_t PipesQuery(MasterTextureRecord* rec, int code) {
-    if (code != kQueryRefreshControls) return StandardQuery(kPipesKind, rec, code);
-    // The dimensions text follows the width, depth and reduction as they are
-    // edited, read as the next render will read them; only a render stores
-    // them into the block.
-    PipesParameters shown = *PipesBlock(rec);
-    PageToBlock(kPipesPage, rec->dialog, reinterpret_cast<std::uint8_t*>(&shown));
-    ShowDimensions(rec->dialog, GeometryOf(shown));
-    return 0;
-}
-
 const KindDescriptor kPipesKind = {
     .name = "Pipes",
     .key = "pipes",
@@ -376,8 +365,11 @@ const KindDescriptor kPipesKind = {
     .render = PipesRender,
     .reset = PipesReset,
     .release = PipesRelease,
-    .query = PipesQuery,
     .presetList = kPipesPresetListId,
+    // The dimensions follow the width, depth and reduction as they are
+    // edited; only a render stores them into the block.
+    .statusControl = kPipesDimensionsId,
+    .statusText = DimensionsText,
 };
 
 }  // namespace tsn

@@ -103,7 +103,7 @@ inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
 MemHandle PipesCachedTile(int tile);
 void SetPipesCachedTile(int tile, MemHandle image);
 
-MemHandle PipesRender(MasterTextureRecord* rec);
+MemHandle PipesRender(MasterTextureRecord* rec, const RenderValues& values);
 
 // The effects' tone settings. The user keeps them in the configuration file;
 // the application hands them over before a render. Every number is clamped

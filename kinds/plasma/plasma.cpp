@@ -1,6 +1,5 @@
 #include "kinds/plasma/plasma.h"
 
-#include "core/page.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
 #include "kind/page_fields.h"
@@ -80,14 +79,10 @@ MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
     return image;
 }
 
-MemHandle PlasmaRender(MasterTextureRecord* rec) {
-    PlasmaParameters* b = PlasmaBlock(rec);
-    // Unlike Noise, the seed typed on the page is this generation's seed.
-    b->width = ReadPageInteger(rec->dialog, kPlasmaWidthId);
-    b->depth = ReadPageInteger(rec->dialog, kPlasmaDepthId);
-    b->seed = ReadPageInteger(rec->dialog, kPlasmaSeedId);
-    return PlasmaImage(b->width, b->depth, b->seed, b->turbulence, b->seedColour,
-                       b->useSeedColour != 0);
+MemHandle PlasmaRender(MasterTextureRecord* rec, const RenderValues& values) {
+    const PlasmaParameters* b = PlasmaBlock(rec);
+    return PlasmaImage(values.width, values.depth, std::int32_t(values.seed), b->turbulence,
+                       b->seedColour, b->useSeedColour != 0);
 }
 
 const KindDescriptor kPlasmaKind = {

@@ -55,7 +55,7 @@ enum : std::uint32_t {
     kPlasmaPresetListId = 235,
 };
 
-MemHandle PlasmaRender(MasterTextureRecord* rec);
+MemHandle PlasmaRender(MasterTextureRecord* rec, const RenderValues& values);
 
 inline PlasmaParameters* PlasmaBlock(MasterTextureRecord* rec) {
     return BlockAs<PlasmaParameters>(rec, kPlasmaOffset);

@@ -14,6 +14,7 @@
 #include "core/parallel.h"
 #include "core/platform.h"
 #include "kind/page_table.h"
+#include "kind/page_transfer.h"
 
 namespace tsn::fuzz {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "cli/image_io.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 #include "kinds/pipes/pipes.h"
 #include "synth/compressed_image.h"
 #include "tests/fuzz/fuzz_support.h"

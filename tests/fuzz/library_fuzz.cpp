@@ -6,10 +6,11 @@
 #include <cstring>
 #include <string>
 
+#include "app/matrix_library.h"
 #include "core/page.h"
 #include "core/tile_list.h"
 #include "kinds/matrix/matrix.h"
-#include "kinds/matrix/matrix_library.h"
+#include "kinds/matrix/matrix_tiles.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace tsn;

@@ -15,6 +15,7 @@
 
 #include "app/config_file.h"
 #include "app/kind_list.h"
+#include "app/matrix_library.h"
 #include "app/presets.h"
 #include "app/session.h"
 #include "cli/image_io.h"
@@ -24,7 +25,6 @@
 #include "core/platform.h"
 #include "core/tile_list.h"
 #include "kind/master_record.h"
-#include "kinds/matrix/matrix_library.h"
 #include "kinds/pipes/pipes.h"
 #include "synth/compressed_image.h"
 
