@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/detmath.h"
+#include "core/owners.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
@@ -186,34 +187,24 @@ MemHandle CratersRender(MasterTextureRecord* rec, const RenderValues& values) {
     CratersParameters* b = CratersBlock(rec);
     const int w = values.width, d = values.depth;
 
-    const MemHandle image = NewImage(w, d);
-    ImageView view;
-    if (!image || !LockImage(image, &view)) {
-        MemFree(image);
-        return 0;
-    }
+    OwnedBlock image(NewImage(w, d));
+    LockedImage view(image.get());
+    if (!view) return 0;
     const std::size_t cells = CratersFieldCells(w, d);
-    const MemHandle field = MemAlloc(cells * sizeof(std::uint16_t));
-    auto* H = static_cast<std::uint16_t*>(MemLock(field));
-    if (!H) {
-        MemFree(field);
-        UnlockImage(&view);
-        MemFree(image);
-        return 0;
-    }
-    b->image = image;
+    OwnedBlock field(MemAlloc(cells * sizeof(std::uint16_t)));
+    LockedBlock<std::uint16_t> heights(field.get());
+    if (!heights) return 0;
+    std::uint16_t* H = heights.get();
+    b->image = image.get();
     std::fill(H, H + cells, std::uint16_t(32767));
     Rng rng;
     rng.Seed(values.seed);
     CratersImpacts(*b, w, d, rng, H);
     int table[105];
     CratersLightingTable(b->shadeExponent, table);
-    CratersShade(H, table, b->surfaceColour, view);
+    CratersShade(H, table, b->surfaceColour, view.view());
     b->image = 0;
-    MemUnlock(field);
-    MemFree(field);
-    UnlockImage(&view);
-    return image;
+    return image.release();
 }
 
 // Craters keeps its block under the particle signature, as presets always

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/image.h"
+#include "core/owners.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
@@ -105,23 +106,20 @@ MemHandle SurfaceRender(MasterTextureRecord* rec, const RenderValues& values) {
     b->meshSize = std::int32_t(1u << (meshPower & 31));
     ReleaseGreySlot(kSurfaceKind, rec);
 
-    MemHandle grey = NewImage(w, h);
+    OwnedBlock grey(NewImage(w, h));
     if (!grey) return 0;
-    int n = 0;
-    const MemHandle map = SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n);
-    auto* bytes = static_cast<const std::uint8_t*>(MemLock(map));
-    if (!bytes || !FillGrey(bytes, n, grey)) {
-        MemFree(grey);
-        grey = 0;
+    {
+        int n = 0;
+        const OwnedBlock map(SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n));
+        const LockedBlock<const std::uint8_t> bytes(map.get());
+        if (!bytes || !FillGrey(bytes.get(), n, grey.get())) return 0;
     }
-    MemUnlock(map);
-    MemFree(map);
-    if (!grey) return 0;
-    SetGreyImageAt(rec, kSurfaceGreySlot, grey);
+    const MemHandle kept = grey.release();
+    SetGreyImageAt(rec, kSurfaceGreySlot, kept);
 
     // A gradient that cannot be drawn leaves the previous colour table.
     FountainToColourTable(b->gradient, rec->colourTable);
-    return ColouriseImage(grey, rec->colourTable);
+    return ColouriseImage(kept, rec->colourTable);
 }
 
 const KindDescriptor kSurfaceKind = {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/image.h"
+#include "core/owners.h"
 #include "kind/descriptor.h"
 #include "kind/older_layout.h"
 #include "kind/page_fields.h"
@@ -126,18 +127,14 @@ MemHandle TerrainRender(MasterTextureRecord* rec, const RenderValues& values) {
     FountainToColourTable(b->land, b->landPalette);
     FountainToColourTable(b->water, b->waterPalette);
 
-    MemHandle image = NewImage(w, h);
+    OwnedBlock image(NewImage(w, h));
     if (!image) return 0;
     int n = 0;
-    const MemHandle map = SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n);
-    auto* bytes = static_cast<const std::uint8_t*>(MemLock(map));
-    if (!bytes || !FillTerrain(bytes, n, image, b->landPalette, b->waterPalette)) {
-        MemFree(image);
-        image = 0;
-    }
-    MemUnlock(map);
-    MemFree(map);
-    return image;
+    const OwnedBlock map(SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n));
+    const LockedBlock<const std::uint8_t> bytes(map.get());
+    if (!bytes || !FillTerrain(bytes.get(), n, image.get(), b->landPalette, b->waterPalette))
+        return 0;
+    return image.release();
 }
 
 const KindDescriptor kTerrainKind = {

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "core/image.h"
+#include "core/owners.h"
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
@@ -201,6 +202,65 @@ std::int64_t MandelbrotQuery(MasterTextureRecord* rec, int code) {
     }
 }
 
+namespace {
+
+// The square's grey picture: the escape counts stretched so the smallest is
+// black and the largest white. 0 when memory runs out.
+MemHandle MandelbrotGrey(const MandelbrotView& view, int side) {
+    const std::size_t cells = std::size_t(side) * std::size_t(side);
+    OwnedBlock grey(NewImage(side, side));
+    OwnedBlock countBlock(grey ? MemAlloc(cells * sizeof(std::uint16_t)) : 0);
+    LockedBlock<std::uint16_t> lockedCounts(countBlock.get());
+    LockedImage g(grey.get());
+    if (!lockedCounts || !g || !MandelbrotCounts(view, side, lockedCounts.get())) return 0;
+    const std::uint16_t* counts = lockedCounts.get();
+
+    // The stretch: subtract the smallest count, scale the largest to 65535,
+    // keep the high byte. It depends on the count alone, so it is a table.
+    std::uint16_t lo = 65535, hi = 0;
+    for (std::size_t i = 0; i < cells; ++i) {
+        lo = std::min(lo, counts[i]);
+        hi = std::max(hi, counts[i]);
+    }
+    const double factor = 65535.0 / std::max(double(hi - lo), 0.0001);
+    std::uint8_t stretch[65536];
+    for (int c = lo; c <= hi; ++c)
+        stretch[c] = std::uint8_t(TruncToInt(double(c - lo) * factor) >> 8);
+    ParallelRows(side, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            const std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
+            WriteRow24(g->Row(y), side,
+                       [&](int x) { return std::uint32_t(stretch[row[x]]) * 0x010101u; });
+        }
+    });
+    return grey.release();
+}
+
+// The picture is the centre of the grey square, coloured. If there is no
+// memory for it, the whole square is handed back coloured instead.
+MemHandle ColouredCentre(MemHandle grey, int w, int h, const std::uint8_t* table) {
+    OwnedBlock out(NewImage(w, h));
+    LockedImage o(out.get());
+    LockedImage g(grey);
+    if (!o || !g) return ColouriseImage(grey, table);
+    const int side = g->width;
+    const int ox = (side - w) / 2, oy = (side - h) / 2;
+    // A grey's blue, green and red bytes in one word.
+    std::uint32_t colour[256];
+    for (int v = 0; v < 256; ++v)
+        colour[v] = std::uint32_t(table[3 * v + 2]) | std::uint32_t(table[3 * v + 1]) << 8 |
+                    std::uint32_t(table[3 * v]) << 16;
+    ParallelRows(h, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            const std::uint8_t* src = g->Row(oy + y) + 3 * ox;
+            WriteRow24(o->Row(y), w, [&](int x) { return colour[src[3 * x]]; });
+        }
+    });
+    return out.release();
+}
+
+}  // namespace
+
 MemHandle MandelbrotRender(MasterTextureRecord* rec, const RenderValues& values) {
     MandelbrotParameters* b = MandelbrotBlock(rec);
     const int w = values.width, h = values.depth;
@@ -223,73 +283,11 @@ MemHandle MandelbrotRender(MasterTextureRecord* rec, const RenderValues& values)
     b->imaginaryBound = view.imaginaryStart - double(rect[3] - rect[1]) * view.step;
     b->iterationLimit = view.iterationLimit;
 
-    const std::size_t cells = std::size_t(side) * std::size_t(side);
-    const MemHandle grey = NewImage(side, side);
-    const MemHandle countBlock = grey ? MemAlloc(cells * sizeof(std::uint16_t)) : 0;
-    auto* counts = static_cast<std::uint16_t*>(MemLock(countBlock));
-    ImageView g;
-    if (!counts || !LockImage(grey, &g)) {
-        MemUnlock(countBlock);
-        MemFree(countBlock);
-        MemFree(grey);
-        return 0;
-    }
-    if (!MandelbrotCounts(view, side, counts)) {
-        UnlockImage(&g);
-        MemUnlock(countBlock);
-        MemFree(countBlock);
-        MemFree(grey);
-        return 0;
-    }
-
-    // The stretch: subtract the smallest count, scale the largest to 65535,
-    // keep the high byte. It depends on the count alone, so it is a table.
-    std::uint16_t lo = 65535, hi = 0;
-    for (std::size_t i = 0; i < cells; ++i) {
-        lo = std::min(lo, counts[i]);
-        hi = std::max(hi, counts[i]);
-    }
-    const double factor = 65535.0 / std::max(double(hi - lo), 0.0001);
-    std::uint8_t stretch[65536];
-    for (int c = lo; c <= hi; ++c)
-        stretch[c] = std::uint8_t(TruncToInt(double(c - lo) * factor) >> 8);
-    ParallelRows(side, [&](int y0, int y1) {
-        for (int y = y0; y < y1; ++y) {
-            const std::uint16_t* row = counts + std::size_t(y) * std::size_t(side);
-            WriteRow24(g.Row(y), side,
-                       [&](int x) { return std::uint32_t(stretch[row[x]]) * 0x010101u; });
-        }
-    });
-    MemUnlock(countBlock);
-    MemFree(countBlock);
-
+    OwnedBlock grey(MandelbrotGrey(view, side));
+    if (!grey) return 0;
     FountainToColourTable(b->fountain, rec->colourTable);
-    const std::uint8_t* table = rec->colourTable;
-
-    // The picture is the centre of the square, coloured. If there is no
-    // memory for it, the whole square is handed back instead.
-    MemHandle out = NewImage(w, h);
-    ImageView o;
-    if (out && LockImage(out, &o)) {
-        const int ox = (side - w) / 2, oy = (side - h) / 2;
-        // A grey's blue, green and red bytes in one word.
-        std::uint32_t colour[256];
-        for (int v = 0; v < 256; ++v)
-            colour[v] = std::uint32_t(table[3 * v + 2]) | std::uint32_t(table[3 * v + 1]) << 8 |
-                        std::uint32_t(table[3 * v]) << 16;
-        ParallelRows(h, [&](int y0, int y1) {
-            for (int y = y0; y < y1; ++y) {
-                const std::uint8_t* src = g.Row(oy + y) + 3 * ox;
-                WriteRow24(o.Row(y), w, [&](int x) { return colour[src[3 * x]]; });
-            }
-        });
-        UnlockImage(&o);
-    } else {
-        MemFree(out);
-        out = ColouriseImage(grey, table);
-    }
-    UnlockImage(&g);
-    SetGreyImageAt(rec, kMandelbrotGreySlot, grey);
+    const MemHandle out = ColouredCentre(grey.get(), w, h, rec->colourTable);
+    SetGreyImageAt(rec, kMandelbrotGreySlot, grey.release());
     return out;
 }
 

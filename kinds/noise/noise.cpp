@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/image.h"
+#include "core/owners.h"
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "kind/descriptor.h"
@@ -405,32 +406,24 @@ MemHandle NoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
         octaves[i].s = float(k * b->scale);
     }
 
-    MemHandle grey = NewImage(w, h);
-    ImageView g;
-    if (!grey || !LockImage(grey, &g)) {
-        MemFree(grey);
-        return 0;
-    }
-    const Sampling at{b->squareAspect != 0, float(w), float(h), float(std::max(w, h))};
-    int lo, hi;
-    SampleGrey(g, octaves, count, sum, at, float(1.0 / b->zDivisor), &lo, &hi);
-    std::uint8_t stretch[256];
-    StretchTable(lo, hi, stretch);
+    OwnedBlock grey(NewImage(w, h));
+    {
+        LockedImage g(grey.get());
+        if (!g) return 0;
+        const Sampling at{b->squareAspect != 0, float(w), float(h), float(std::max(w, h))};
+        int lo, hi;
+        SampleGrey(g.view(), octaves, count, sum, at, float(1.0 / b->zDivisor), &lo, &hi);
+        std::uint8_t stretch[256];
+        StretchTable(lo, hi, stretch);
 
-    FountainToColourTable(b->fountain, rec->colourTable);
-    MemHandle out = NewImage(w, h);
-    ImageView o;
-    if (!out || !LockImage(out, &o)) {
-        MemFree(out);
-        UnlockImage(&g);
-        MemFree(grey);
-        return 0;
+        FountainToColourTable(b->fountain, rec->colourTable);
+        OwnedBlock out(NewImage(w, h));
+        LockedImage o(out.get());
+        if (!o) return 0;
+        StretchAndColour(g.view(), o.view(), stretch, rec->colourTable);
+        SetGreyImageAt(rec, kNoiseGreySlot, grey.release());
+        return out.release();
     }
-    StretchAndColour(g, o, stretch, rec->colourTable);
-    UnlockImage(&o);
-    UnlockImage(&g);
-    SetGreyImageAt(rec, kNoiseGreySlot, grey);
-    return out;
 }
 
 const KindDescriptor kNoiseKind = {
