@@ -14,53 +14,54 @@ struct Description {
 // One or two sentences a user reads before trying the kind.
 constexpr Description kDescriptions[] = {
     {"absnoise",
-     "Coherent noise of several families (value, Perlin, simplex, cellular, white "
-     "and cubic) summed in fractal modes, coloured through its colour map."},
+     "Value, Perlin, simplex, cellular, white or cubic noise summed as fBm, billow or "
+     "ridged, optionally warped, folded and tileable, through a colour map."},
     {"cgigranite",
-     "Granite: large feldspar crystals in a finer mass of quartz and dark mica, from "
-     "the external noise service."},
-    {"cgijade", "Veined, translucent-looking jade from the external noise service."},
-    {"cgisea", "A rippled sea surface from the external noise service."},
-    {"cgisky", "A sky of soft clouds from the external noise service."},
-    {"cgislime", "Slime: blotchy, smeared colour from the external noise service."},
+     "Granite: large feldspar crystals in a finer mass of quartz and dark mica, in seven "
+     "colours, from the noise service."},
+    {"cgijade", "Veined jade from warped fractal noise, from the noise service."},
+    {"cgisea", "A sea of ridged waves with white crests, from the noise service."},
+    {"cgisky", "A blue sky with soft clouds, from the noise service."},
+    {"cgislime", "Glossy slime under a strong warp, from the noise service."},
     {"cgiterrain",
-     "Terrain seen from above, land lit by its slope, from the external noise "
-     "service."},
-    {"cgiturbulence", "Turbulent swirls from the external noise service."},
-    {"cgiwood", "Wood grain rings from the external noise service."},
-    {"clouds", "A planet: spectral synthesis, stars and an atmosphere-shaded sphere."},
+     "Terrain seen from above, from deep water over sand and grass to snow, lit by its "
+     "slope, from the noise service."},
+    {"cgiturbulence",
+     "Turbulence: a four-colour height field displaced by noise, from the noise service."},
+    {"cgiwood", "Wood grain: bent rings with fine streaks, from the noise service."},
+    {"clouds",
+     "A lit planet of spectral clouds, oceans, land and ice, with limb haze, glow and "
+     "stars."},
     {"craters",
-     "A cratered surface: many small pits and a few large rimmed craters, lit from "
-     "the side in one surface colour."},
-    {"mandelbrot", "The Mandelbrot set: escape counts coloured through the colour map."},
-    {"matrix", "One small tile from a matrix library, repeated edge to edge over the picture."},
-    {"noise", "Seeded Perlin noise, summed over octaves and coloured through its colour map."},
-    {"particle", "Particles scattered and accumulated into a grey image, then coloured."},
-    {"perturb",
-     "Marble: a wave pattern perturbed by soft noise, coloured through its colour "
+     "A cratered surface: many small pits and a few large rimmed craters, lit from the "
+     "side in one surface colour."},
+    {"mandelbrot",
+     "The Mandelbrot set in a navigable view: escape counts through a mutable colour "
      "map."},
+    {"matrix", "One small tile from a matrix library, repeated edge to edge over the picture."},
+    {"noise", "Seeded Perlin noise in up to eight octaves, through a mutable colour map."},
+    {"particle",
+     "Diffusion-limited aggregation or deposition drawn as tapering strands, through a "
+     "mutable colour map."},
+    {"perturb",
+     "Bands, rings or checks pushed about by fractal noise (marble, wood, warped tiles), "
+     "through a colour map."},
     {"pipes",
-     "Industrial pipework laid out on a grid of cells from stored pipe tiles, with "
-     "a valve colour and tone effects."},
-    {"plasma", "Plasma clouds by midpoint displacement, coloured through the colour map."},
-    {"ripples", "Trains of ripples on a surface, shaded between a light and a dark colour."},
+     "Pipework laid out on a grid of cells from drawn pipe pieces: two styles, valve "
+     "colours, nine effects and shadows."},
+    {"plasma", "Colour plasma by midpoint displacement."},
+    {"ripples", "Wave trains from random drops, lit as water between a light and a dark colour."},
     {"scratch",
-     "A tangle of thin random scratches in two to five colours over a flat "
-     "background."},
+     "Random scribbled polylines in two to five colours over a flat background, "
+     "optionally antialiased."},
     {"surface",
-     "A mottled, continuous surface from a spectral-synthesis height field, "
-     "coloured through its colour map."},
-    {"terrain", "A landscape by spectral synthesis, with land and water colouring."},
+     "A mottled, continuous surface from a spectral-synthesis height field, through a "
+     "mutable colour map."},
+    {"terrain", "A landscape by spectral synthesis, with land and water colours."},
     {"threads",
-     "Many wandering threads that turn at every step, drawn over a flat "
-     "background."},
+     "Wandering threads turning by eighths of a circle over a flat background, optionally "
+     "antialiased."},
 };
-
-const char* DescriptionOf(const char* key) {
-    for (const Description& d : kDescriptions)
-        if (std::string(d.key) == key) return d.text;
-    return "";
-}
 
 std::string Escape(const char* text) {
     std::string out;
@@ -125,6 +126,12 @@ std::string RangeText(const PageField& f) {
 }
 
 }  // namespace
+
+const char* DescriptionOf(const char* key) {
+    for (const Description& d : kDescriptions)
+        if (std::string(d.key) == key) return d.text;
+    return "";
+}
 
 std::string KindHelpFileName(int kind) {
     if (kind < 0 || kind >= kKindCount) return "";

@@ -14,6 +14,10 @@ std::string KindHelpPage(int kind);
 std::string HelpIndexPage();
 // "colors.html": the colour dialog and the colour database.
 std::string ColoursHelpPage();
+// One or two sentences on what kind `key` draws (the help pages, the
+// README's table through `tsntxtr list --markdown`); empty for no kind.
+const char* DescriptionOf(const char* key);
+
 // The file name of kind `kind`'s page: "<key>.html".
 std::string KindHelpFileName(int kind);
 

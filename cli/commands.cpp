@@ -318,7 +318,15 @@ bool StorePreset(MasterTextureRecord* rec, int kind, const std::string& name) {
 
 }  // namespace
 
-int ListKinds() {
+int ListKinds(bool markdown) {
+    if (markdown) {
+        std::printf("| # | key | kind | what it draws |\n| --- | --- | --- | --- |\n");
+        for (int i = 0; i < kKindCount; ++i)
+            std::printf("| %d | %s | %s | %s%s |\n", i, KindOf(i).key, KindOf(i).name,
+                        KindRenders(KindOf(i)) ? "" : "(not built yet) ",
+                        DescriptionOf(KindOf(i).key));
+        return 0;
+    }
     std::printf("%-3s %-14s %-16s %s\n", "#", "KEY", "NAME", "STATE");
     for (int i = 0; i < kKindCount; ++i)
         std::printf("%-3d %-14s %-16s %s\n", i, KindOf(i).key, KindOf(i).name,

@@ -28,7 +28,7 @@ struct RenderRequest {
     int libraryFountain = 0;  // render only: colour with this library entry (from 1)
 };
 
-int ListKinds();
+int ListKinds(bool markdown);
 // With `html`, the kind's help page (the one the plug-in's Help opens),
 // written to `output` or, when that is empty, to standard output.
 int DescribeKind(const std::string& kind, bool html = false, const std::string& output = "");

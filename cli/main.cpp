@@ -13,7 +13,7 @@ using tsn::cli::RenderRequest;
 struct Options {
     RenderRequest req;
     std::string describeKind, describeOutput;
-    bool describeHtml = false;
+    bool describeHtml = false, listMarkdown = false;
     std::string savePreset, deletePreset;
     std::string fountainOutput;
     int fountainEntry = 0, stripWidth = 256, stripHeight = 32;
@@ -41,7 +41,8 @@ void AddCommon(CLI::App* sub, RenderRequest& req) {
 
 // list, describe, render, mutations and request: the kinds themselves.
 void AddKindCommands(CLI::App& app, Options& o) {
-    app.add_subcommand("list", "List the 23 kinds in catalogue order and which of them render");
+    app.add_subcommand("list", "List the 23 kinds in catalogue order and which of them render")
+        ->add_flag("--markdown", o.listMarkdown, "a table of the kinds and what each draws");
 
     o.describe = app.add_subcommand("describe", "Show a kind's parameters: type, range, default");
     o.describe->add_option("KIND", o.describeKind, "kind key or display name")->required();
@@ -156,7 +157,7 @@ int Run(CLI::App& app, Options& o) {
     tsn::cli::ReadConfiguration();
     if (app.got_subcommand(o.matrix))
         return tsn::cli::Matrix(o.matrixAction, o.matrixArgument, o.matrixLibrary);
-    if (app.got_subcommand("list")) return tsn::cli::ListKinds();
+    if (app.got_subcommand("list")) return tsn::cli::ListKinds(o.listMarkdown);
     if (app.got_subcommand(o.describe))
         return tsn::cli::DescribeKind(o.describeKind, o.describeHtml, o.describeOutput);
     if (app.got_subcommand(o.render)) return tsn::cli::Render(o.req);
