@@ -54,7 +54,7 @@ bool TimingsRequested() {
     return requested;
 }
 
-MemHandle RenderSelectedKind(MasterTextureRecord* rec) {
+MemHandle RenderSelectedKind(MasterTextureRecord* rec, const MapRequest& maps) {
     if (rec->kindIndex < 0 || rec->kindIndex >= kKindCount) return 0;
     const KindDescriptor& k = KindOf(rec->kindIndex);
     if (k.page) PageToBlock(*k.page, rec->dialog, BlockAt(rec, k.blockOffset));
@@ -62,7 +62,8 @@ MemHandle RenderSelectedKind(MasterTextureRecord* rec) {
     const auto start = std::chrono::steady_clock::now();
     // What the kinds read from the configuration, handed over as values.
     SetPipesTones(PipesTonesOf(Config()));
-    const MemHandle image = KindAt(rec->kindIndex).render(rec);
+    const MemHandle image = maps.tileable || maps.height ? RenderTakingValues(k, rec, maps)
+                                                         : KindAt(rec->kindIndex).render(rec);
     if (report) {
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         ImageView v;

@@ -5,6 +5,7 @@
 #include "core/page.h"
 #include "kind/descriptor.h"
 #include "kind/master_record.h"
+#include "kind/render_step.h"
 #include "noisesvc/noise_request.h"
 
 namespace tsn {
@@ -29,7 +30,8 @@ bool TimingsRequested();
 // Preview: reads the selected kind's page into its block and renders it.
 // The caller owns the returned image (0 on failure or for a kind that is not
 // built).
-MemHandle RenderSelectedKind(MasterTextureRecord* rec);
+// `maps` asks for what the command line offers beyond the page.
+MemHandle RenderSelectedKind(MasterTextureRecord* rec, const MapRequest& maps = {});
 
 // The request a CGI member sends the noise service: its page's Size and
 // seed read into its block by the render step, then the block's request

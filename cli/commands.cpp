@@ -18,6 +18,7 @@
 #include "cli/image_io.h"
 #include "colour/fountain_library.h"
 #include "core/image.h"
+#include "core/owners.h"
 #include "core/parallel.h"
 #include "core/text.h"
 #include "core/tile_list.h"
@@ -276,11 +277,12 @@ void ReportClamps(MasterTextureRecord* rec, int kind, const std::vector<Requeste
 }
 
 // Renders the prepared kind; reports clamping and failures.
-MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Requested>& asked) {
+MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Requested>& asked,
+                         const MapRequest& maps = {}) {
     MemHandle image;
     {
         ProgressLine progress;
-        image = RenderSelectedKind(s.rec);
+        image = RenderSelectedKind(s.rec, maps);
     }
     ReportClamps(s.rec, kind, asked);
     if (image) return image;
@@ -354,6 +356,8 @@ int DescribeKind(const std::string& name, bool html, const std::string& output) 
         std::printf("Not built yet: its parameters are not defined.\n");
         return 0;
     }
+    std::printf("Tileable (--tileable): %s. Height and normal maps (--height, --normal): %s.\n",
+                (info.maps & kMapsTile) ? "yes" : "no", (info.maps & kMapsHeight) ? "yes" : "no");
     std::printf("%-14s %-9s %-13s %-6s %-17s %-9s %s\n", "FIELD", "TYPE", "CONTROL", "ID", "RANGE",
                 "DEFAULT", "MEANING");
     const PageTable& t = *info.page;
@@ -388,22 +392,72 @@ struct PreparedSession {
         }
     }
     ~PreparedSession() { EndHeadlessSession(&s); }
-    MemHandle Render() { return RenderPrepared(s, kind, asked); }
+    MemHandle Render(const MapRequest& maps = {}) { return RenderPrepared(s, kind, asked, maps); }
 };
 
 }  // namespace
 
+// The maps a render asks for, checked against what the kind offers and
+// the files' names; false after saying why.
+bool CheckMaps(const RenderRequest& r, const KindDescriptor& k) {
+    if (r.tileable && !(k.maps & kMapsTile)) {
+        Fail(std::string(k.name) + " cannot be made tileable: its picture has no period " +
+             "(tsntxtr describe KIND says which kinds tile)");
+        return false;
+    }
+    if ((!r.height.empty() || !r.normal.empty()) && !(k.maps & kMapsHeight)) {
+        Fail(std::string(k.name) + " has no height field for --height or --normal " +
+             "(tsntxtr describe KIND says which kinds have one)");
+        return false;
+    }
+    if (!r.height.empty() && !IsHeightExtension(r.height)) {
+        Fail("cannot tell the format of '" + r.height + "': name it .png, .r16 or .raw");
+        return false;
+    }
+    return r.normal.empty() || CheckOutput(r.normal);
+}
+
+// Writes the height and normal maps the request asks for.
+bool WriteMaps(const RenderRequest& r, const HeightField& field) {
+    std::string error;
+    if (field.width <= 0) {
+        Fail("the render made no height field");
+        return false;
+    }
+    if (!r.height.empty() && !WriteHeightFile(field, r.height, &error)) {
+        Fail(error);
+        return false;
+    }
+    if (r.normal.empty()) return true;
+    const NormalOptions options{r.normalStrength, r.normalY == "down", r.tileable};
+    const OwnedBlock normal(NormalMapImage(field, options));
+    if (!normal) {
+        Fail("writing the normal map failed: out of memory");
+        return false;
+    }
+    if (!WriteImageFile(normal.get(), r.normal, &error, r.pngLevel)) {
+        Fail(error);
+        return false;
+    }
+    return true;
+}
+
 int Render(const RenderRequest& r) {
     PreparedSession p(r);
     if (p.kind < 0) return p.code;
+    if (!CheckMaps(r, KindOf(p.kind))) return 2;
     HeadlessSession& s = p.s;
-    s.rec->image = p.Render();
+    HeightField field;
+    const bool wantsHeight = !r.height.empty() || !r.normal.empty();
+    s.rec->image = p.Render(MapRequest{r.tileable, wantsHeight ? &field : nullptr});
     std::string error;
     int code = 0;
     if (!s.rec->image) {
         code = 1;
     } else if (!WriteImageFile(s.rec->image, r.output, &error, r.pngLevel)) {
         Fail(error);
+        code = 1;
+    } else if (wantsHeight && !WriteMaps(r, field)) {
         code = 1;
     }
     if (code == 0 && !r.savePreset.empty() && !StorePreset(s.rec, p.kind, r.savePreset)) code = 1;

@@ -26,6 +26,12 @@ struct RenderRequest {
     std::string savePreset;   // render only: also store the parameters used under this name
     int generation = 0;       // mutations only
     int libraryFountain = 0;  // render only: colour with this library entry (from 1)
+    // render only: the maps beyond the plug-in's pages
+    bool tileable = false;
+    std::string height;  // 16-bit height map: .png, .r16 or .raw
+    std::string normal;  // tangent-space normal map: .png or .bmp
+    std::string normalY = "up";
+    double normalStrength = 1.0;
 };
 
 int ListKinds(bool markdown);

@@ -251,6 +251,110 @@ bool WriteImageFile(MemHandle image, const std::string& path, std::string* error
     return true;
 }
 
+bool IsHeightExtension(const std::string& path) {
+    const std::string ext = Extension(path);
+    return ext == "png" || ext == "r16" || ext == "raw";
+}
+
+namespace {
+
+bool WriteRaw16(const HeightField& h, std::FILE* f) {
+    std::vector<std::uint8_t> row(std::size_t(h.width) * 2);
+    for (int y = 0; y < h.depth; ++y) {
+        const std::uint16_t* levels = h.Row(y);
+        for (int x = 0; x < h.width; ++x) {
+            row[2 * x] = std::uint8_t(levels[x]);
+            row[2 * x + 1] = std::uint8_t(levels[x] >> 8);
+        }
+        if (std::fwrite(row.data(), 1, row.size(), f) != row.size()) return false;
+    }
+    return true;
+}
+
+void PngFailed(png_structp png, png_const_charp message) {
+    auto* why = static_cast<std::string*>(png_get_error_ptr(png));
+    if (why) *why = message;
+    png_longjmp(png, 1);
+}
+
+// libpng's 16-bit grey path: big-endian samples in the file, swapped from
+// ours by libpng.
+bool WriteGrey16Png(const HeightField& h, std::FILE* f, std::string* why) {
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, why, PngFailed, nullptr);
+    if (!png) return false;
+    png_infop info = png_create_info_struct(png);
+    bool ok = false;
+    if (info && setjmp(png_jmpbuf(png)) == 0) {
+        png_init_io(png, f);
+        png_set_compression_level(png, 6);
+        png_set_IHDR(png, info, png_uint_32(h.width), png_uint_32(h.depth), 16, PNG_COLOR_TYPE_GRAY,
+                     PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        png_write_info(png, info);
+        png_set_swap(png);
+        for (int y = 0; y < h.depth; ++y)
+            png_write_row(png, reinterpret_cast<png_const_bytep>(h.Row(y)));
+        png_write_end(png, nullptr);
+        ok = true;
+    }
+    png_destroy_write_struct(&png, info ? &info : nullptr);
+    return ok;
+}
+
+}  // namespace
+
+bool WriteHeightFile(const HeightField& h, const std::string& path, std::string* error) {
+    if (!IsHeightExtension(path)) {
+        *error = "cannot tell the format of '" + path + "': name it .png, .r16 or .raw";
+        return false;
+    }
+    if (h.width <= 0 || h.depth <= 0) {
+        *error = "no height field to write";
+        return false;
+    }
+    const bool png = Extension(path) == "png";
+    std::string why;
+    errno = 0;
+    const bool ok = WriteFileBeside(path.c_str(), "wb", [&](std::FILE* f) {
+        return png ? WriteGrey16Png(h, f, &why) : WriteRaw16(h, f);
+    });
+    if (!ok && why.empty() && errno) why = std::strerror(errno);
+    if (!ok) *error = "cannot write '" + path + "'" + (why.empty() ? "" : ": " + why);
+    return ok;
+}
+
+bool ReadHeightPng(const std::string& path, HeightField* out, std::string* error) {
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) {
+        *error = "cannot open '" + path + "'";
+        return false;
+    }
+    std::string why;
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &why, PngFailed, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    bool ok = false;
+    if (info && setjmp(png_jmpbuf(png)) == 0) {
+        png_init_io(png, f);
+        png_read_info(png, info);
+        const png_uint_32 w = png_get_image_width(png, info), d = png_get_image_height(png, info);
+        if (png_get_bit_depth(png, info) != 16 ||
+            png_get_color_type(png, info) != PNG_COLOR_TYPE_GRAY) {
+            why = "not a 16-bit grey PNG";
+        } else if (w > png_uint_32(kLargestPicture) || d > png_uint_32(kLargestPicture) ||
+                   !out->Resize(int(w), int(d))) {
+            why = "the height map is too large";
+        } else {
+            png_set_swap(png);
+            for (int y = 0; y < out->depth; ++y)
+                png_read_row(png, reinterpret_cast<png_bytep>(out->Row(y)), nullptr);
+            ok = true;
+        }
+    }
+    png_destroy_read_struct(png ? &png : nullptr, info ? &info : nullptr, nullptr);
+    std::fclose(f);
+    if (!ok) *error = why.empty() ? "cannot read '" + path + "'" : why;
+    return ok;
+}
+
 bool ReadPngFile(const std::string& path, RgbImage* out, std::string* error, int maxSide) {
     png_image img;
     std::memset(&img, 0, sizeof img);

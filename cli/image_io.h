@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "core/height_field.h"
 #include "core/platform.h"
 
 namespace tsn {
@@ -18,6 +19,16 @@ namespace tsn {
 constexpr int kDefaultPngLevel = 1;
 bool WriteImageFile(MemHandle image, const std::string& path, std::string* error,
                     int pngLevel = kDefaultPngLevel);
+
+// Writes a height field to `path`: a 16-bit grey PNG (.png), or raw
+// little-endian 16-bit levels, rows top first, no header (.r16 or .raw), as
+// terrain tools import them. Written beside `path` and renamed.
+bool WriteHeightFile(const HeightField& h, const std::string& path, std::string* error);
+// True for the extensions WriteHeightFile understands.
+bool IsHeightExtension(const std::string& path);
+
+// Reads a 16-bit grey PNG back (for tests and round trips).
+bool ReadHeightPng(const std::string& path, HeightField* out, std::string* error);
 
 // True for the extensions WriteImageFile understands.
 bool IsImageExtension(const std::string& path);

@@ -65,6 +65,22 @@ void AddKindCommands(CLI::App& app, Options& o) {
         ->add_option("--fountain-library", o.req.libraryFountain,
                      "colour with entry N (from 1) of the fountain library")
         ->check(CLI::PositiveNumber);
+    o.render->add_flag("--tileable", o.req.tileable,
+                       "make the picture periodic, so copies of it meet without a seam");
+    o.render->add_option("--height", o.req.height,
+                         "also write the height field: 16-bit grey .png, or .r16/.raw "
+                         "(little-endian 16-bit)");
+    o.render->add_option(
+        "--normal", o.req.normal,
+        "also write a tangent-space normal map from the height field (.png, .bmp)");
+    o.render
+        ->add_option("--normal-y", o.req.normalY,
+                     "the normal map's green axis: up (default) or down")
+        ->check(CLI::IsMember({"up", "down"}));
+    o.render
+        ->add_option("--normal-strength", o.req.normalStrength,
+                     "relief of the normal map: a full height range rises this many pixels (1)")
+        ->check(CLI::Range(0.0, 100000.0));
     o.mutations = app.add_subcommand("mutations",
                                      "Show the nine mutation colour maps on a kind's grey image");
     AddCommon(o.mutations, o.req);

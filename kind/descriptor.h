@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/height_field.h"
 #include "core/platform.h"
 #include "kind/master_record.h"
 #include "kind/page_table.h"
@@ -26,7 +27,18 @@ struct RenderValues {
     MemHandle tile = 0;
     // The state of the kind's option check box (see optionCheck).
     bool option = false;
+    // Beyond the plug-in's pages, asked for on the command line only (and
+    // only of kinds whose descriptor offers them, see `maps`):
+    // make the picture periodic, so it tiles without a seam;
+    bool tileable = false;
+    // and, when not null, fill this with the scalar field the picture was
+    // coloured from, at 16 bits.
+    HeightField* height = nullptr;
 };
+
+// What a kind offers beyond its page (KindDescriptor::maps).
+constexpr std::uint32_t kMapsTile = 1u << 0;    // renders periodic pictures on request
+constexpr std::uint32_t kMapsHeight = 1u << 1;  // hands out its height field
 
 using RenderFn = MemHandle (*)(MasterTextureRecord*, const RenderValues&);
 using ResetFn = int (*)(MasterTextureRecord*);
@@ -112,6 +124,8 @@ struct KindDescriptor {
     // and, as the page is edited, from what the next render would read.
     std::uint32_t statusControl = 0;
     StatusTextFn statusText = nullptr;
+    // kMapsTile, kMapsHeight.
+    std::uint32_t maps = 0;
 };
 
 constexpr int kKindCount = 23;

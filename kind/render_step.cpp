@@ -65,10 +65,13 @@ bool TakeRenderValues(const KindDescriptor& k, MasterTextureRecord* rec, RenderV
     return true;
 }
 
-MemHandle RenderTakingValues(const KindDescriptor& k, MasterTextureRecord* rec) {
+MemHandle RenderTakingValues(const KindDescriptor& k, MasterTextureRecord* rec,
+                             const MapRequest& maps) {
     if (!k.render) return 0;
     RenderValues values;
     if (!TakeRenderValues(k, rec, &values)) return 0;
+    values.tileable = maps.tileable && (k.maps & kMapsTile);
+    values.height = (k.maps & kMapsHeight) ? maps.height : nullptr;
     return k.render(rec, values);
 }
 

@@ -22,8 +22,16 @@ bool TakeRenderValues(const KindDescriptor& k, MasterTextureRecord* rec, RenderV
 void ShowStatus(const KindDescriptor& k, const std::uint8_t* block, PageRef page);
 void ShowEditedStatus(const KindDescriptor& k, MasterTextureRecord* rec);
 
+// What a render is asked for beyond the page (the command line's maps).
+struct MapRequest {
+    bool tileable = false;
+    HeightField* height = nullptr;
+};
+
 // TakeRenderValues, then the kind's render: for a block whose other fields
-// are already what the render should use.
-MemHandle RenderTakingValues(const KindDescriptor& k, MasterTextureRecord* rec);
+// are already what the render should use. A request the kind does not
+// offer is not passed on.
+MemHandle RenderTakingValues(const KindDescriptor& k, MasterTextureRecord* rec,
+                             const MapRequest& maps = {});
 
 }  // namespace tsn

@@ -1,0 +1,42 @@
+// A kind's scalar field before its colour map, at 16 bits, and the
+// tangent-space normal map made from it.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "core/platform.h"
+
+namespace tsn {
+
+// Levels 0 .. 65535, rows top first.
+struct HeightField {
+    int width = 0, depth = 0;
+    std::vector<std::uint16_t> level;
+
+    // Sizes the field for a width x depth picture (all levels 0); false
+    // when memory runs out or the size is not positive.
+    bool Resize(int w, int d);
+    std::uint16_t* Row(int y) { return level.data() + std::size_t(y) * std::size_t(width); }
+    const std::uint16_t* Row(int y) const {
+        return level.data() + std::size_t(y) * std::size_t(width);
+    }
+};
+
+// Spreads values from [lo, hi] over 0 .. 65535 (lo and hi included);
+// a flat range gives mid-grey.
+std::uint16_t SpreadLevel(double v, double lo, double hi);
+
+struct NormalOptions {
+    double strength = 1.0;  // heights are scaled by this before the slopes are taken
+    bool yDown = false;     // green grows towards the bottom (DirectX) instead of the top
+    bool wrap = false;      // the field tiles: its edges take their neighbours across the seam
+};
+
+// A 24-bit image of unit normals, each component mapped from -1 .. 1 to
+// 0 .. 255 (red x to the right, green y up or down, blue z out of the
+// surface). The slopes are central differences over a full level range of
+// one pixel's width per unit of strength. 0 when memory runs out.
+MemHandle NormalMapImage(const HeightField& h, const NormalOptions& options);
+
+}  // namespace tsn
