@@ -55,29 +55,48 @@ double Uniform(Rng& rng) {
     return double(rng.Next() & 0x7FFF) / 32767.0;
 }
 
+// The height field as the impacts address it. The plug-in's field keeps its
+// rows `depth` cells apart whatever the width, and clips at the edges; a
+// tileable field keeps rows `width` apart and wraps every coordinate.
+struct Field {
+    std::uint16_t* H;
+    int w, d;
+    bool wrap;
+
+    std::size_t Stride() const { return std::size_t(wrap ? w : d); }
+    std::uint16_t& At(int i, int j) const {
+        if (wrap) {
+            i = ((i % w) + w) % w;
+            j = ((j % d) + d) % d;
+        }
+        return H[std::size_t(j) * Stride() + std::size_t(i)];
+    }
+    // The first and last cell of a span around `c`: clipped, or whole.
+    int First(int c, int r) const { return wrap ? c - r : std::max(0, c - r); }
+    int Last(int c, int r, int n) const { return wrap ? c + r : std::min(n - 1, c + r); }
+};
+
 // Integer mean of the square of cells from (x - r, y - r) to (x + r,
-// y + r), clipped to the picture.
-std::uint32_t SquareMean(const std::uint16_t* H, int w, int d, int x, int y, int r) {
-    const int i0 = std::max(0, x - r), i1 = std::min(w - 1, x + r);
-    const int j0 = std::max(0, y - r), j1 = std::min(d - 1, y + r);
+// y + r), clipped to the picture or wrapped around it.
+std::uint32_t SquareMean(const Field& f, int x, int y, int r) {
     std::uint64_t sum = 0, n = 0;
-    for (int j = j0; j <= j1; ++j)
-        for (int i = i0; i <= i1; ++i) {
-            sum += H[std::size_t(j) * std::size_t(d) + std::size_t(i)];
+    for (int j = f.First(y, r); j <= f.Last(y, r, f.d); ++j)
+        for (int i = f.First(x, r); i <= f.Last(x, r, f.w); ++i) {
+            sum += f.At(i, j);
             ++n;
         }
     return std::uint32_t(sum / n);
 }
 
-void Crater(const CratersParameters& b, int w, int d, int x, int y, double s, std::uint16_t* H) {
+void Crater(const CratersParameters& b, const Field& f, int x, int y, double s) {
     const int r = Truncate(std::max(2.0, s / 3));
-    const double avg = SquareMean(H, w, d, x, y, r);
+    const double avg = SquareMean(f, x, y, r);
     const int R = Truncate(std::max(2.0, s));
     const double depthScale = DetPow(double(R), b.depthExponent);
     const double rim = b.rimLevel;
-    for (int j = std::max(0, y - R); j <= std::min(d - 1, y + R); ++j) {
+    for (int j = f.First(y, R); j <= f.Last(y, R, f.d); ++j) {
         const double dy = double(y - j) / R;
-        for (int i = std::max(0, x - R); i <= std::min(w - 1, x + R); ++i) {
+        for (int i = f.First(x, R); i <= f.Last(x, R, f.w); ++i) {
             const double dx = double(x - i) / R;
             const double q = dx * dx + dy * dy;
             const double d2 = q * 2.25;
@@ -88,7 +107,7 @@ void Crater(const CratersParameters& b, int w, int d, int x, int y, double s, st
             if (i == x && j == y && Truncate(e) == 0) e = e < 0 ? -1.0 : 1.0;
             const double wt =
                 (1 / (1 - std::min(0.9, q)) / 10.000000000000002 - 0.09999999999999998) / 0.9;
-            std::uint16_t& cell = H[std::size_t(j) * std::size_t(d) + std::size_t(i)];
+            std::uint16_t& cell = f.At(i, j);
             const double v = (cell + e) * wt + (avg + e) * (1 - wt);
             const std::uint32_t low = std::uint32_t(Truncate(v)) & 0xFFFF;
             cell = std::uint16_t(low > 64000 ? 64000 : low < 1000 ? 1000 : low);
@@ -103,23 +122,27 @@ std::size_t CratersFieldCells(int width, int depth) {
     return std::max(w * d, d > 0 ? (d - 1) * d + w : 0);
 }
 
-void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uint16_t* H) {
+void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uint16_t* H,
+                    bool wrap) {
+    const Field field{H, w, d, wrap};
     // The page offers densities up to its maximum; a larger value comes only
     // from a damaged file and would run for hours, so it counts as the
     // maximum. Smaller values, even below the page's minimum, are kept.
     const std::uint32_t density = b.density;  // packed: copied out, not referenced
     const std::uint64_t impacts = std::uint64_t(std::min(density, kCratersMaxDensity)) * 20;
     for (std::uint64_t n = 0; n < impacts; ++n) {
-        const int x = Truncate((w - 1) * Uniform(rng));
-        const int y = Truncate((d - 1) * Uniform(rng));
+        // The plug-in's impacts never land on the last column or row; on a
+        // tileable field every column is alike.
+        const int x = Truncate((wrap ? w : w - 1) * Uniform(rng));
+        const int y = Truncate((wrap ? d : d - 1) * Uniform(rng));
         const double s = std::sqrt(1 / ((1 - Uniform(rng) * 0.9999) * kPi));
         if (s < 3) {
             // A pit: the mean of its neighbourhood, roughened; not clamped.
-            std::uint32_t v = SquareMean(H, w, d, x, y, 1);
+            std::uint32_t v = SquareMean(field, x, y, 1);
             if (s >= 1) v += std::uint32_t(((rng.Next() >> 8) & 3) - 1);
-            H[std::size_t(y) * std::size_t(d) + std::size_t(x)] = std::uint16_t(v);
+            field.At(x, y) = std::uint16_t(v);
         } else {
-            Crater(b, w, d, x, y, s, H);
+            Crater(b, field, x, y, s);
         }
     }
 }
@@ -133,14 +156,17 @@ void CratersLightingTable(double shadeExponent, int table[105]) {
 }
 
 void CratersShade(const std::uint16_t* H, const int table[105], std::uint32_t colour,
-                  const ImageView& v) {
+                  const ImageView& v, bool wrap) {
     const int w = v.width, d = v.depth;
     const std::int64_t surface[3] = {colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF};
+    // Each pixel is lit by the step to its right-hand neighbour; without
+    // wrapping the last column has none and stays black.
+    const int lit = wrap ? w : w - 1;
     for (int y = 0; y < d; ++y) {
         std::uint8_t* row = v.Row(y);
-        const std::uint16_t* h = H + std::size_t(y) * std::size_t(d);
-        for (int x = 0; x + 1 < w; ++x) {
-            const int k = std::clamp(int(h[x + 1]) - int(h[x]), -52, 52);
+        const std::uint16_t* h = H + std::size_t(y) * std::size_t(wrap ? w : d);
+        for (int x = 0; x < lit; ++x) {
+            const int k = std::clamp(int(h[x + 1 < w ? x + 1 : 0]) - int(h[x]), -52, 52);
             const std::int64_t b = table[k + 52];
             // Blend onto the pixel as it is (black); bytes are blue, green, red.
             for (int c = 0; c < 3; ++c) {
@@ -183,6 +209,26 @@ std::int64_t CratersQuery(MasterTextureRecord* rec, int code) {
     }
 }
 
+namespace {
+
+// The field as the picture shows it, its whole range spread over 16 bits.
+bool CratersHeights(const std::uint16_t* H, int w, int d, bool wrap, HeightField* out) {
+    if (!out->Resize(w, d)) return false;
+    const std::size_t stride = std::size_t(wrap ? w : d);
+    int lo = 65535, hi = 0;
+    for (int y = 0; y < d; ++y)
+        for (int x = 0; x < w; ++x) {
+            lo = std::min<int>(lo, H[std::size_t(y) * stride + std::size_t(x)]);
+            hi = std::max<int>(hi, H[std::size_t(y) * stride + std::size_t(x)]);
+        }
+    for (int y = 0; y < d; ++y)
+        for (int x = 0; x < w; ++x)
+            out->Row(y)[x] = SpreadLevel(H[std::size_t(y) * stride + std::size_t(x)], lo, hi);
+    return true;
+}
+
+}  // namespace
+
 MemHandle CratersRender(MasterTextureRecord* rec, const RenderValues& values) {
     CratersParameters* b = CratersBlock(rec);
     const int w = values.width, d = values.depth;
@@ -199,10 +245,11 @@ MemHandle CratersRender(MasterTextureRecord* rec, const RenderValues& values) {
     std::fill(H, H + cells, std::uint16_t(32767));
     Rng rng;
     rng.Seed(values.seed);
-    CratersImpacts(*b, w, d, rng, H);
+    CratersImpacts(*b, w, d, rng, H, values.tileable);
     int table[105];
     CratersLightingTable(b->shadeExponent, table);
-    CratersShade(H, table, b->surfaceColour, view.view());
+    CratersShade(H, table, b->surfaceColour, view.view(), values.tileable);
+    if (values.height && !CratersHeights(H, w, d, values.tileable, values.height)) return 0;
     b->image = 0;
     return image.release();
 }
@@ -221,6 +268,7 @@ const KindDescriptor kCratersKind = {
     .query = CratersQuery,
     .presetList = kCratersPresetListId,
     .takesHostSize = true,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn

@@ -80,8 +80,10 @@ inline CratersParameters* CratersBlock(MasterTextureRecord* rec) {
 std::size_t CratersFieldCells(int width, int depth);
 
 // The impacts, drawn from `rng`, on a field of CratersFieldCells cells.
+// A tileable field (`wrap`) keeps its rows `width` apart and wraps the
+// impacts and their rims around its edges.
 void CratersImpacts(const CratersParameters& b, int width, int depth, Rng& rng,
-                    std::uint16_t* field);
+                    std::uint16_t* field, bool wrap = false);
 
 // Brightness by slope k = -52 .. 52, at table[k + 52].
 void CratersLightingTable(double shadeExponent, int table[105]);
@@ -89,7 +91,7 @@ void CratersLightingTable(double shadeExponent, int table[105]);
 // Lights the field into the picture (width x depth, black); the last
 // column is never written.
 void CratersShade(const std::uint16_t* field, const int table[105], std::uint32_t surfaceColour,
-                  const ImageView& picture);
+                  const ImageView& picture, bool wrap = false);
 
 extern const KindDescriptor kCratersKind;
 

@@ -1,0 +1,174 @@
+// The maps beyond the plug-in's pages: tileable pictures without a seam,
+// 16-bit height fields and the normal maps made from them.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <string>
+
+#include "app/kind_list.h"
+#include "core/height_field.h"
+#include "core/owners.h"
+#include "kind/page_transfer.h"
+#include "kind/render_step.h"
+#include "tests/test_support.h"
+
+namespace tsn {
+namespace {
+
+// "width=N depth=M", or "size=N" for a kind with one size.
+std::string SizeSettings(int kind, int w, int d) {
+    const PageTable& t = *KindOf(kind).page;
+    if (!FieldWithRole(t, Role::Depth)) return "size=" + std::to_string(w);
+    return "width=" + std::to_string(w) + " depth=" + std::to_string(d);
+}
+
+// Renders `kind` with the page's settings and the maps asked for.
+MemHandle RenderMaps(test::Session& s, int kind, const std::string& settings, bool tileable,
+                     HeightField* height = nullptr) {
+    const KindDescriptor& k = KindOf(kind);
+    s.rec()->kindIndex = kind;
+    test::Enter(s, kind, settings);
+    PageToBlock(*k.page, s.rec()->dialog, BlockAt(s.rec(), k.blockOffset));
+    return RenderTakingValues(k, s.rec(), MapRequest{tileable, height});
+}
+
+struct Steps {
+    double inside = 0, seam = 0;
+};
+
+// Mean channel step between neighbours along x (or y): inside the picture,
+// and across the wrap edge from the last column (row) to the first.
+Steps MeanSteps(const ImageView& v, bool alongX) {
+    const int n = alongX ? v.width : v.depth, m = alongX ? v.depth : v.width;
+    auto at = [&](int along, int across) {
+        return alongX ? GetPixel(v, along, across) : GetPixel(v, across, along);
+    };
+    auto step = [](std::uint32_t a, std::uint32_t b) {
+        int sum = 0;
+        for (int shift = 0; shift < 24; shift += 8)
+            sum += std::abs(int((a >> shift) & 0xFF) - int((b >> shift) & 0xFF));
+        return sum / 3.0;
+    };
+    Steps s;
+    for (int j = 0; j < m; ++j) {
+        for (int i = 0; i + 1 < n; ++i) s.inside += step(at(i, j), at(i + 1, j));
+        s.seam += step(at(n - 1, j), at(0, j));
+    }
+    s.inside /= double(m) * (n - 1);
+    s.seam /= m;
+    return s;
+}
+
+// Every kind that offers tiling, at a square and a non-square size: the mean
+// step across each wrap edge is within 10 % of the mean step inside. One
+// column's mean step varies by about 15 % in a busy texture (Craters), so
+// the means are taken over twelve seeds.
+TEST(Maps, TileablePicturesHaveNoVisibleSeam) {
+    int tiling = 0;
+    for (int kind = 0; kind < kKindCount; ++kind) {
+        const KindDescriptor& k = KindOf(kind);
+        if (!(k.maps & kMapsTile)) continue;
+        ++tiling;
+        for (const std::string& size :
+             {SizeSettings(kind, 512, 512), SizeSettings(kind, 640, 360)}) {
+            for (const bool alongX : {true, false}) {
+                Steps sum;
+                for (int seed = 1001; seed <= 12012; seed += 1001) {
+                    test::Session s;
+                    const std::string settings = size + " seed=" + std::to_string(seed);
+                    const test::Picture p(RenderMaps(s, kind, settings, true));
+                    ASSERT_TRUE(p.ok) << k.name << " " << size;
+                    const Steps st = MeanSteps(p.v, alongX);
+                    sum.inside += st.inside;
+                    sum.seam += st.seam;
+                }
+                EXPECT_GT(sum.inside, 0.0) << k.name;
+                EXPECT_NEAR(sum.seam, sum.inside, 0.1 * sum.inside)
+                    << k.name << " " << size << (alongX ? " across x" : " across y");
+            }
+        }
+    }
+    EXPECT_GE(tiling, 1);
+}
+
+// The same kinds without the switch keep their seam: the test above could
+// fail.
+TEST(Maps, WithoutTheSwitchTheCratersSeamShows) {
+    test::Session s;
+    const test::Picture p(RenderMaps(s, FindKind("craters"), "width=256 depth=256", false));
+    ASSERT_TRUE(p.ok);
+    const Steps st = MeanSteps(p.v, true);
+    EXPECT_GT(std::fabs(st.seam - st.inside), 0.1 * st.inside);
+}
+
+// Kinds that cannot tile or have no field are given neither, and their
+// pictures do not change when asked.
+TEST(Maps, RequestsAKindDoesNotOfferChangeNothing) {
+    for (const char* key : {"mandelbrot", "plasma"}) {
+        const int kind = FindKind(key);
+        if (KindOf(kind).maps) continue;
+        test::Session a, b;
+        HeightField h;
+        const test::Picture plain(RenderMaps(a, kind, "width=64 depth=48", false));
+        const test::Picture asked(RenderMaps(b, kind, "width=64 depth=48", true, &h));
+        EXPECT_EQ(test::BlockBytes(plain.h), test::BlockBytes(asked.h)) << key;
+        EXPECT_EQ(h.width, 0) << key;
+    }
+}
+
+// Height fields come at the precision the kind computes: many more than
+// 256 levels at 1024 x 1024. Craters computes whole levels of one height
+// unit, a few hundred of them at its defaults; the map holds every one.
+TEST(Maps, HeightFieldsHaveThousandsOfLevels) {
+    for (int kind = 0; kind < kKindCount; ++kind) {
+        const KindDescriptor& k = KindOf(kind);
+        if (!(k.maps & kMapsHeight)) continue;
+        test::Session s;
+        HeightField h;
+        const OwnedBlock image(RenderMaps(s, kind, SizeSettings(kind, 1024, 1024), false, &h));
+        ASSERT_TRUE(image) << k.name;
+        ASSERT_EQ(h.level.size(), std::size_t(h.width) * std::size_t(h.depth)) << k.name;
+        const std::set<std::uint16_t> levels(h.level.begin(), h.level.end());
+        EXPECT_GT(levels.size(), KindOf(kind).key == std::string("craters") ? 256u : 4096u)
+            << k.name;
+    }
+}
+
+// A flat field faces straight out; a field rising to the right leans its
+// normal left, and one rising downwards leans it up with +Y up and down
+// with +Y down.
+TEST(Maps, NormalMapsPointAwayFromTheSlope) {
+    HeightField flat;
+    ASSERT_TRUE(flat.Resize(5, 4));
+    std::fill(flat.level.begin(), flat.level.end(), 777);
+    const test::Picture f(NormalMapImage(flat, {}));
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 5; ++x) EXPECT_EQ(f(x, y), 0xFF8080u);  // (128, 128, 255)
+
+    HeightField right, down;
+    ASSERT_TRUE(right.Resize(8, 8) && down.Resize(8, 8));
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 8; ++x) {
+            right.Row(y)[x] = std::uint16_t(x * 8000);
+            down.Row(y)[x] = std::uint16_t(y * 8000);
+        }
+    auto red = [](std::uint32_t c) { return int(c & 0xFF); };
+    auto green = [](std::uint32_t c) { return int((c >> 8) & 0xFF); };
+    const NormalOptions up{8.0, false, false}, yDown{8.0, true, false};
+    const test::Picture r(NormalMapImage(right, up));
+    EXPECT_LT(red(r(4, 4)), 128);
+    EXPECT_EQ(green(r(4, 4)), 128);
+    const test::Picture dUp(NormalMapImage(down, up)), dDown(NormalMapImage(down, yDown));
+    EXPECT_EQ(red(dUp(4, 4)), 128);
+    EXPECT_GT(green(dUp(4, 4)), 128);
+    EXPECT_LT(green(dDown(4, 4)), 128);
+    // Tiled, the first column's left neighbour is the last one, so the
+    // ramp's seam is a cliff there.
+    const test::Picture wrapped(NormalMapImage(right, {8.0, false, true}));
+    EXPECT_GT(red(wrapped(0, 4)), 128);
+    EXPECT_EQ(wrapped(4, 4), r(4, 4));
+}
+
+}  // namespace
+}  // namespace tsn
