@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <vector>
 
 #include "core/image.h"
 #include "core/packed.h"
@@ -126,11 +127,14 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     if (!out) return 0;
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
+        std::vector<double> u(w), n(w);
+        for (int x = 0; x < w; ++x) u[x] = (x + 0.5) * cellsX;
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
             const double v = (y + 0.5) * cellsY;
+            NoiseRow(field, u.data(), &v, true, w, n.data());
             for (int x = 0; x < w; ++x) {
-                double t = (NoiseAt(field, (x + 0.5) * cellsX, v) - level.mean) * k;
+                double t = (n[x] - level.mean) * k;
                 t = absolute ? std::fabs(t) : 0.5 * (t + 1.0);
                 if (invert) t = 1.0 - t;
                 const int g = std::clamp(TruncToInt(t * 255.0 + 0.5), 0, 255);

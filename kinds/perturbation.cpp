@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <vector>
 
 #include "core/detmath.h"
 #include "core/image.h"
@@ -147,25 +148,32 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     if (!out) return 0;
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
+        // The noise of a row at (u, v), and for checks a long way off too,
+        // so the two displacements are unrelated.
+        std::vector<double> u(w), far(w), n(w), m(w);
+        for (int x = 0; x < w; ++x) {
+            u[x] = (x + 0.5) * cells;
+            far[x] = u[x] + 57.31;
+        }
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
             // Rows run downwards; the pattern's y axis points up.
             const double py = cy - (y + 0.5);
+            const double v = (y + 0.5) * cells, vFar = v + 23.79;
+            NoiseRow(field, u.data(), &v, true, w, n.data());
+            if (pattern == 2) NoiseRow(field, far.data(), &vFar, true, w, m.data());
             for (int x = 0; x < w; ++x) {
                 const double px = (x + 0.5) - cx;
-                const double u = (x + 0.5) * cells, v = (y + 0.5) * cells;
-                const double n = (NoiseAt(field, u, v) - level.mean) * push;
+                const double nx = (n[x] - level.mean) * push;
                 double value;
                 if (pattern == 1) {
-                    value = Wave(sine, wave, std::sqrt(px * px + py * py) * periods + n);
+                    value = Wave(sine, wave, std::sqrt(px * px + py * py) * periods + nx);
                 } else {
-                    const double along = (px * ca + py * sa) * periods + n;
+                    const double along = (px * ca + py * sa) * periods + nx;
                     value = Wave(sine, wave, along);
                     if (pattern == 2) {
-                        // The second axis reads the noise a long way off, so
-                        // the two displacements are unrelated.
-                        const double m = (NoiseAt(field, u + 57.31, v + 23.79) - level.mean) * push;
-                        const double across = (py * ca - px * sa) * periods + m;
+                        const double mx = (m[x] - level.mean) * push;
+                        const double across = (py * ca - px * sa) * periods + mx;
                         value = 0.5 +
                                 0.5 * (2.0 * value - 1.0) * (2.0 * Wave(sine, wave, across) - 1.0);
                     }

@@ -81,6 +81,7 @@
 #include "core/image.h"
 #include "core/parallel.h"
 #include "core/random.h"
+#include "synth/noise2d.h"
 
 namespace tsn {
 
@@ -88,7 +89,7 @@ namespace {
 
 constexpr int kTable = 1024;
 constexpr int kMask = kTable - 1;
-constexpr int kMaxOctaves = 64;
+constexpr int kMostOctaves = 64;
 constexpr int kFractals = 4;
 constexpr int kBatch = 256;         // samples per batch
 constexpr int kChunk = kBatch + 1;  // room for one neighbour more
@@ -100,8 +101,7 @@ constexpr float kGradientGain = 1.4142f;
 struct Lattice {
     float scaleX, scaleY;  // cells per picture unit
     float shiftX, shiftY;  // sub-cell shift
-    int periodX, periodY;  // wrap; kTable when not tileable
-    int hashX, hashY;
+    LatticeOctave at;      // the tables' octave: its wrap (0 when not tileable) and hash
 };
 
 enum class Shape { Plain, Ridge, Billow };
@@ -110,8 +110,8 @@ struct Fractal {
     int count = 0;
     Shape shape = Shape::Plain;
     float scale = 1;  // 1 / total amplitude
-    float amplitude[kMaxOctaves];
-    Lattice lattice[kMaxOctaves];
+    float amplitude[kMostOctaves];
+    Lattice lattice[kMostOctaves];
 };
 
 struct Service;
@@ -133,11 +133,10 @@ struct Service {
     bool quintic = true;
     int samples = 1;  // per pixel along each axis
     float step = 1;   // between samples, in picture units
-    std::uint16_t perm[kTable];
-    float gx[kTable], gy[kTable];
-    float jx[kTable], jy[kTable];  // feature points inside their cells
-    float value[kTable];           // a seeded value per cell, 0 .. 1
-    float weight[kTable];          // granite: how far each cell's crystal reaches
+    // The permutation, unit gradients, feature points inside their cells
+    // (jitter) and a seeded value per cell, 0 .. 1.
+    LatticeTables t;
+    float weight[kTable];  // granite: how far each cell's crystal reaches
     Fractal fractal[kFractals];
     std::uint8_t ramp[kRamp][3];
 };
@@ -149,16 +148,6 @@ inline int FloorInt(float x) {
     return i - (x < float(i) ? 1 : 0);
 }
 
-inline int Wrap(int i, int period) {
-    if (unsigned(i) < unsigned(period)) return i;
-    i %= period;
-    return i < 0 ? i + period : i;
-}
-
-inline float Fade(float t, bool quintic) {
-    return quintic ? t * t * t * (t * (t * 6.0f - 15.0f) + 10.0f) : t * t * (3.0f - 2.0f * t);
-}
-
 inline float Clamp01(float v) {
     return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v);
 }
@@ -168,94 +157,42 @@ inline float SmoothStep(float a, float b, float v) {
     return t * t * (3.0f - 2.0f * t);
 }
 
-// In three passes over the batch: the lattice cell, fractions and fades
-// (vectorised), the corner gradients through the hash (scalar lookups),
-// then the blends (vectorised).
-void GradientNoise(const Service& s, const Lattice& l, const float* X, const float* Y, int n,
-                   float* out) {
-    int ix[kChunk], iy[kChunk];
-    float fx[kChunk], fy[kChunk], u[kChunk], v[kChunk];
-    float n00[kChunk], n10[kChunk], n01[kChunk], n11[kChunk];
-    for (int i = 0; i < n; ++i) {
-        const float x = X[i] * l.scaleX + l.shiftX, y = Y[i] * l.scaleY + l.shiftY;
-        ix[i] = FloorInt(x);
-        iy[i] = FloorInt(y);
-        fx[i] = x - float(ix[i]);
-        fy[i] = y - float(iy[i]);
-    }
-    if (s.quintic) {
-        for (int i = 0; i < n; ++i) u[i] = Fade(fx[i], true), v[i] = Fade(fy[i], true);
-    } else {
-        for (int i = 0; i < n; ++i) u[i] = Fade(fx[i], false), v[i] = Fade(fy[i], false);
-    }
-    const std::uint16_t* p = s.perm;
-    for (int i = 0; i < n; ++i) {
-        const int a = p[(Wrap(ix[i], l.periodX) + l.hashX) & kMask];
-        const int b = p[(Wrap(ix[i] + 1, l.periodX) + l.hashX) & kMask];
-        const int y0 = Wrap(iy[i], l.periodY) + l.hashY, y1 = Wrap(iy[i] + 1, l.periodY) + l.hashY;
-        const int h00 = p[(a + y0) & kMask], h10 = p[(b + y0) & kMask];
-        const int h01 = p[(a + y1) & kMask], h11 = p[(b + y1) & kMask];
-        const float x = fx[i], y = fy[i];
-        n00[i] = s.gx[h00] * x + s.gy[h00] * y;
-        n10[i] = s.gx[h10] * (x - 1.0f) + s.gy[h10] * y;
-        n01[i] = s.gx[h01] * x + s.gy[h01] * (y - 1.0f);
-        n11[i] = s.gx[h11] * (x - 1.0f) + s.gy[h11] * (y - 1.0f);
-    }
-    for (int i = 0; i < n; ++i) {
-        const float n0 = n00[i] + u[i] * (n10[i] - n00[i]);
-        const float n1 = n01[i] + u[i] * (n11[i] - n01[i]);
-        out[i] = (n0 + v[i] * (n1 - n0)) * kGradientGain;
-    }
+// One octave of gradient noise over the batch, on the lattice core of
+// synth/noise2d.h: the samples moved onto the octave's lattice, then the
+// blend of the corners' ramps, brought near -1 .. 1. With `line`, every
+// sample lies on the row Y[0].
+void GradientNoise(const Service& s, const Lattice& l, const float* X, const float* Y, bool line,
+                   int n, float* out) {
+    float x[kChunk], y[kChunk];
+    for (int i = 0; i < n; ++i) x[i] = X[i] * l.scaleX + l.shiftX;
+    const int rows = line ? 1 : n;
+    for (int i = 0; i < rows; ++i) y[i] = Y[i] * l.scaleY + l.shiftY;
+    GradientRow({&s.t, l.at, s.quintic, x, y, line, n, out});
+    for (int i = 0; i < n; ++i) out[i] = out[i] * kGradientGain;
 }
 
-// Cellular noise weighted into a power diagram: every cell has one seeded
-// feature point carrying the weight of its hash, and a sample belongs to
-// the point, among those of the 3 x 3 cells around it, whose squared
-// distance less its weight is least. Heavier points claim larger cells, all
-// of them bounded by straight edges. Gives the winner's and the runner-up's
-// hashes (which name their cells), the distance from the sample to the edge
-// between the two, and the winner's offset from the sample, all in cells.
+// Cellular noise weighted into a power diagram (see PowerCells): the
+// winner's and the runner-up's hashes (which name their cells), the
+// distance from the sample to the edge between the two, and the winner's
+// offset from the sample, all in cells.
 void CellularNoise(const Service& s, const Lattice& l, const float* X, const float* Y, int n,
                    int* cell, int* next, float* edge, float* ox, float* oy) {
-    const std::uint16_t* p = s.perm;
+    float x[kChunk], y[kChunk];
     for (int i = 0; i < n; ++i) {
-        const float x = X[i] * l.scaleX + l.shiftX, y = Y[i] * l.scaleY + l.shiftY;
-        const int ix = FloorInt(x), iy = FloorInt(y);
-        float d1 = 1e30f, d2 = 1e30f, x1 = 0, y1 = 0, x2 = 0, y2 = 0;
-        int nearest = 0, second = 0;
-        for (int dy = -1; dy <= 1; ++dy) {
-            const int cy = Wrap(iy + dy, l.periodY) + l.hashY;
-            const float ry = float(iy + dy) - y;
-            for (int dx = -1; dx <= 1; ++dx) {
-                const int h = p[(p[(Wrap(ix + dx, l.periodX) + l.hashX) & kMask] + cy) & kMask];
-                const float ex = float(ix + dx) + s.jx[h] - x, ey = ry + s.jy[h];
-                const float d = ex * ex + ey * ey - s.weight[h];
-                if (d < d1) {
-                    d2 = d1, x2 = x1, y2 = y1, second = nearest;
-                    d1 = d, x1 = ex, y1 = ey, nearest = h;
-                } else if (d < d2) {
-                    d2 = d, x2 = ex, y2 = ey, second = h;
-                }
-            }
-        }
-        // The edge is the line where the two powers are equal; the sample
-        // lies (d2 - d1) / (2 |c2 - c1|) from it. The square root is
-        // correctly rounded in IEEE arithmetic, so it gives the same bits
-        // everywhere.
-        const float gap = std::sqrt((x2 - x1) * (x2 - x1) + (y2 - y1) * (y2 - y1));
-        cell[i] = nearest;
-        next[i] = second;
-        ox[i] = x1;
-        oy[i] = y1;
-        edge[i] = (d2 - d1) / (2.0f * gap + 1e-6f);
+        x[i] = X[i] * l.scaleX + l.shiftX;
+        y[i] = Y[i] * l.scaleY + l.shiftY;
     }
+    PowerCells({&s.t, s.weight, l.at, x, y, n, cell, next, edge, ox, oy});
 }
 
-void Sum(const Service& s, const Fractal& f, const float* X, const float* Y, int n, float* out) {
+// The fractal sum at the batch's samples; with `line` they all lie on the
+// row Y[0].
+void Sum(const Service& s, const Fractal& f, const float* X, const float* Y, bool line, int n,
+         float* out) {
     float v[kChunk];
     std::fill(out, out + n, 0.0f);
     for (int k = 0; k < f.count; ++k) {
-        GradientNoise(s, f.lattice[k], X, Y, n, v);
+        GradientNoise(s, f.lattice[k], X, Y, line, n, v);
         const float a = f.amplitude[k];
         switch (f.shape) {
             case Shape::Plain:
@@ -272,14 +209,15 @@ void Sum(const Service& s, const Fractal& f, const float* X, const float* Y, int
     for (int i = 0; i < n; ++i) out[i] *= f.scale;
 }
 
-// Bends the domain: X' = X + strength * sum a, Y' = Y + strength * sum b.
+// Bends the domain of a batch on the row Y[0]: X' = X + strength * sum a,
+// Y' = Y + strength * sum b.
 void Warp(const Service& s, const Fractal& a, const Fractal& b, float strength, const float* X,
           const float* Y, int n, float* WX, float* WY) {
     float d[kChunk];
-    Sum(s, a, X, Y, n, d);
+    Sum(s, a, X, Y, true, n, d);
     for (int i = 0; i < n; ++i) WX[i] = X[i] + strength * d[i];
-    Sum(s, b, X, Y, n, d);
-    for (int i = 0; i < n; ++i) WY[i] = Y[i] + strength * d[i];
+    Sum(s, b, X, Y, true, n, d);
+    for (int i = 0; i < n; ++i) WY[i] = Y[0] + strength * d[i];
 }
 
 void Colour(const Service& s, const float* t, int n, std::uint8_t* rgb) {
@@ -320,12 +258,13 @@ void Plan(Service& s, int channel, double cells, double lacunarity, double gain,
         Lattice& l = f.lattice[f.count];
         l.scaleX = float(whole * aspectX);
         l.scaleY = float(whole * aspectY);
-        l.periodX = s.tileable ? int(whole) * aspectX : kTable;
-        l.periodY = s.tileable ? int(whole) * aspectY : kTable;
+        // Unwrapped, a lattice repeats after the table's length anyway.
+        l.at.periodX = s.tileable ? int(whole) * aspectX : 0;
+        l.at.periodY = s.tileable ? int(whole) * aspectY : 0;
         l.shiftX = float(rng.Next()) / 32768.0f;
         l.shiftY = float(rng.Next()) / 32768.0f;
-        l.hashX = rng.Next() & kMask;
-        l.hashY = rng.Next() & kMask;
+        l.at.hashX = rng.Next() & kMask;
+        l.at.hashY = rng.Next() & kMask;
         f.amplitude[f.count++] = float(amplitude);
     }
     f.scale = float(1.0 / total);
@@ -334,18 +273,20 @@ void Plan(Service& s, int channel, double cells, double lacunarity, double gain,
 void BuildTables(Service& s) {
     Rng rng;
     rng.Seed(s.seed);
-    for (int i = 0; i < kTable; ++i) s.perm[i] = std::uint16_t(i);
-    for (int i = kTable - 1; i > 0; --i) std::swap(s.perm[i], s.perm[rng.Next() % (i + 1)]);
+    std::int32_t* perm = s.t.perm;
+    for (int i = 0; i < kTable; ++i) perm[i] = i;
+    for (int i = kTable - 1; i > 0; --i) std::swap(perm[i], perm[rng.Next() % (i + 1)]);
+    for (int i = 0; i < kTable; ++i) perm[kTable + i] = perm[i];
     constexpr double kTwoPi = 6.283185307179586;
     for (int i = 0; i < kTable; ++i) {
         const double angle = double(rng.Next()) * (kTwoPi / 32768.0);
-        s.gx[i] = float(DetCos(angle));
-        s.gy[i] = float(DetSin(angle));
+        s.t.gradX[i] = float(DetCos(angle));
+        s.t.gradY[i] = float(DetSin(angle));
     }
     for (int i = 0; i < kTable; ++i) {
-        s.jx[i] = float(rng.Next()) / 32768.0f;
-        s.jy[i] = float(rng.Next()) / 32768.0f;
-        s.value[i] = float(rng.Next()) / 32767.0f;
+        s.t.jitterX[i] = float(rng.Next()) / 32768.0f;
+        s.t.jitterY[i] = float(rng.Next()) / 32768.0f;
+        s.t.value[i] = float(rng.Next()) / 32767.0f;
     }
 }
 
@@ -377,10 +318,10 @@ void PlanTerrain(Service& s) {
 }
 void TerrainHeight(const Service& s, const float* X, const float* Y, int n, float* t) {
     float r[kChunk];
-    Sum(s, s.fractal[0], X, Y, n, t);
+    Sum(s, s.fractal[0], X, Y, true, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.5f + 0.9f * t[i];
     if (!s.complex) return;
-    Sum(s, s.fractal[1], X, Y, n, r);
+    Sum(s, s.fractal[1], X, Y, true, n, r);
     for (int i = 0; i < n; ++i) t[i] += 0.25f * SmoothStep(0.5f, 0.65f, t[i]) * r[i] * r[i];
 }
 // Land is lit from the top left by the slope to the next sample right and
@@ -414,7 +355,7 @@ void PlanJade(Service& s) {
 void ShadeJade(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], 0.25f, X, Y, n, wx, wy);
-    Sum(s, s.fractal[0], wx, wy, n, t);
+    Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.5f + 1.2f * t[i];
     Colour(s, t, n, rgb);
 }
@@ -426,7 +367,7 @@ void PlanSky(Service& s) {
 }
 void ShadeSky(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
     float t[kChunk];
-    Sum(s, s.fractal[0], X, Y, n, t);
+    Sum(s, s.fractal[0], X, Y, true, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.3f + 1.2f * t[i];
     Colour(s, t, n, rgb);
 }
@@ -441,7 +382,7 @@ void PlanSea(Service& s) {
 void ShadeSea(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], 0.08f, X, Y, n, wx, wy);
-    Sum(s, s.fractal[0], wx, wy, n, t);
+    Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = SmoothStep(0.35f, 0.95f, t[i]);
     Colour(s, t, n, rgb);
 }
@@ -456,7 +397,7 @@ void PlanSlime(Service& s) {
 void ShadeSlime(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], 0.35f, X, Y, n, wx, wy);
-    Sum(s, s.fractal[0], wx, wy, n, t);
+    Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = 1.0f - Clamp01(t[i] * 2.2f);
     for (int i = 0; i < n; ++i) t[i] = t[i] * t[i];
     Colour(s, t, n, rgb);
@@ -491,7 +432,7 @@ constexpr double kGrainPixels = 6.0;
 
 // Another seeded value of a cell, one for each salt.
 inline float GrainValue(const Service& s, int cell, int salt) {
-    return s.value[s.perm[(cell + salt) & kMask]];
+    return s.t.value[s.t.perm[(cell + salt) & kMask]];
 }
 // The colour that `v` in 0 .. 1 falls on when each takes its chance in turn.
 inline int PickColour(const float* chances, float v) {
@@ -530,9 +471,9 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
         const float* chances = k == 0 ? kCrystalColours : kMassColours;
         int left = 0;
         for (int j = 0; j < m; ++j) {
-            const float v = s.value[cell[j]];
+            const float v = s.t.value[cell[j]];
             const bool crystal = v < kCrystalShare;
-            const bool seam = edge[j] < kSeam && s.value[next[j]] < kCrystalShare &&
+            const bool seam = edge[j] < kSeam && s.t.value[next[j]] < kCrystalShare &&
                               GrainValue(s, cell[j] ^ next[j], 4) < kSeamShare;
             const int i = todo[j];
             if (crystal && (last || !seam)) {
@@ -550,7 +491,7 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
         }
         m = left;
     }
-    Sum(s, s.fractal[3], wx, wy, n, cloud);
+    Sum(s, s.fractal[3], wx, wy, false, n, cloud);
     for (int i = 0; i < n; ++i) {
         const int c = colour[i], g = grain[i];
         const Mineral mineral = kMineralOf[c];
@@ -562,9 +503,9 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
         // Bands across the grain at its own angle and spacing, measured from
         // its feature point (so they agree across a tile's wrap), shown only
         // where they are some pixels apart.
-        const int a = s.perm[(g + 5) & kMask];
+        const int a = s.t.perm[(g + 5) & kMask];
         const float bands = 5.0f + 4.0f * GrainValue(s, g, 6);
-        const float q = (bx[i] * s.gx[a] + by[i] * s.gy[a]) * bands + 0.4f * cloud[i];
+        const float q = (bx[i] * s.t.gradX[a] + by[i] * s.t.gradY[a]) * bands + 0.4f * cloud[i];
         const float r = std::fabs(2.0f * (q - float(FloorInt(q))) - 1.0f);
         const float seen = SmoothStep(3.0f, 8.0f, float(s.size) / (bands * scale[i]));
         const float band = kBands[mineral] * seen * SmoothStep(0.55f, 0.85f, r);
@@ -589,8 +530,8 @@ void PlanWood(Service& s) {
 }
 void ShadeWood(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
     float bend[kChunk], grain[kChunk], t[kChunk];
-    Sum(s, s.fractal[0], X, Y, n, bend);
-    Sum(s, s.fractal[1], X, Y, n, grain);
+    Sum(s, s.fractal[0], X, Y, true, n, bend);
+    Sum(s, s.fractal[1], X, Y, true, n, grain);
     const double across = 10 * s.frequency;
     const float rings =
         float(s.tileable ? std::max(1.0, double(std::int64_t(across + 0.5))) : across);
@@ -612,7 +553,7 @@ void PlanTurbulence(Service& s) {
 void ShadeTurbulence(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], float(0.25 * s.power), X, Y, n, wx, wy);
-    Sum(s, s.fractal[0], wx, wy, n, t);
+    Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.5f + 1.1f * t[i];
     Colour(s, t, n, rgb);
 }
@@ -635,7 +576,7 @@ void ReadCommon(const B& b, Service& s) {
 
 template <class B>
 void ReadOctaves(const B& b, Service& s) {
-    s.octaves = int(std::clamp<std::uint32_t>(b.octaves, 1, kMaxOctaves));
+    s.octaves = int(std::clamp<std::uint32_t>(b.octaves, 1, kMostOctaves));
 }
 
 // The common part of a look with octaves and a frequency; its planner.

@@ -1,9 +1,15 @@
-// Two-dimensional coherent noise: six bases (value, Perlin, simplex,
-// cellular, white, cubic) summed over octaves in one of four fractal modes,
-// with an optional domain warp and an optional wrap that makes the field
-// periodic over the picture. Every lattice table is drawn from the kind's
+// Two-dimensional coherent noise, the one lattice-noise core of the house:
+// six bases (value, Perlin, simplex, cellular, white, cubic) summed over
+// octaves in one of four fractal modes, with an optional domain warp and an
+// optional wrap that makes the field periodic over the picture; and, on the
+// same tables and loops in single precision, the gradient and power-diagram
+// cellular noise of the noise service. Every lattice table is drawn from a
 // random sequence, so a seed fixes the field; evaluation is pure and
 // thread-safe, so rows can be shared between cores.
+//
+// Rows of samples are evaluated with the widest vector instructions the
+// processor has (core/simd.h); every path gives the same bits as the
+// one-sample definition.
 #pragma once
 
 #include <cstdint>
@@ -56,16 +62,28 @@ struct NoiseOctave {
     double amplitude;
 };
 
-struct NoiseField {
+// The seeded tables a lattice is read through. A cell (i, j) of an octave
+// is entry perm[(perm[(i + hashX) mod 1024] + j + hashY) mod 1024]; the
+// permutation is stored twice over.
+struct LatticeTables {
+    std::int32_t perm[2 * kLattice];
+    float value[kLattice];  // noise2d: -1 .. 1
+    float gradX[kLattice];  // unit gradients
+    float gradY[kLattice];
+    float jitterX[kLattice];  // feature point within its cell
+    float jitterY[kLattice];
+};
+
+// Where one octave reads the tables, and its wrap.
+struct LatticeOctave {
+    int periodX, periodY;  // 0 when not periodic
+    int hashX, hashY;
+};
+
+struct NoiseField : LatticeTables {
     NoiseSettings s;
     NoiseOctave octave[kMaxOctaves];
     NoiseOctave warp[4];  // two components, two octaves each
-    std::uint16_t perm[2 * kLattice];
-    float value[kLattice];  // -1 .. 1
-    float gradX[kLattice];  // unit gradients
-    float gradY[kLattice];
-    float jitterX[kLattice];  // feature point within its cell, 0.2 .. 0.8
-    float jitterY[kLattice];
 };
 
 // Clamps the settings into their working ranges (damaged values included)
@@ -79,6 +97,56 @@ void BuildNoiseField(const NoiseSettings& s, Rng& rng, NoiseField* f);
 // -1 .. 1, but its spread depends on the basis and the mode; see
 // NoiseLevels.
 double NoiseAt(const NoiseField& f, double u, double v);
+
+// The field at n points (u[i], v[i]), or, with `line`, at (u[i], v[0]):
+// exactly the values NoiseAt gives, on the active vector path.
+void NoiseRow(const NoiseField& f, const double* u, const double* v, bool line, int n, double* out);
+
+// One octave of single-precision gradient noise at n points (x[i], y[i]),
+// or (x[i], y[0]) with `line`: the blend of the four corners' ramps, with
+// the quintic fade or else the cubic one, before any gain.
+struct GradientJob {
+    const LatticeTables* tables;
+    LatticeOctave octave;
+    bool quintic;
+    const float* x;
+    const float* y;
+    bool line;
+    int n;
+    float* out;
+};
+void GradientRow(const GradientJob& job);
+
+// Cellular noise weighted into a power diagram: every cell has one feature
+// point (its jitter) carrying the weight of its entry, and a sample belongs
+// to the point, among those of the 3 x 3 cells around it, whose squared
+// distance less its weight is least. Gives per sample the winner's and the
+// runner-up's entries, the winner's offset from the sample, and the
+// distance from the sample to the edge between the two, all in cells.
+struct CellJob {
+    const LatticeTables* tables;
+    const float* weight;  // per entry
+    LatticeOctave octave;
+    const float* x;
+    const float* y;
+    int n;
+    int* cell;
+    int* next;
+    float* edge;
+    float* ox;
+    float* oy;
+};
+void PowerCells(const CellJob& job);
+
+// The loops above for one instruction set (noise2d_kernel.h).
+struct NoiseKernels {
+    void (*field)(const NoiseField&, const double*, const double*, bool, int, double*);
+    void (*basis)(const NoiseField&, std::uint32_t, const NoiseOctave&, const double*,
+                  const double*, bool, int, double*);
+    void (*gradient)(const GradientJob&);
+    void (*cells)(const CellJob&);
+};
+extern const NoiseKernels kNoiseKernelsSse2, kNoiseKernelsAvx2, kNoiseKernelsAvx512;
 
 // One octave of a basis alone, for tests and for the warp.
 double NoiseBasisAt(const NoiseField& f, std::uint32_t basis, const NoiseOctave& o, double u,

@@ -1,0 +1,464 @@
+// The lattice noise loops, written once over plain arrays and compiled once
+// per instruction set (noise2d_sse2.cpp, noise2d_avx2.cpp,
+// noise2d_avx512.cpp), where the compiler turns every loop into vector
+// lanes. Each loop does, per sample, exactly the operations of the one-sample
+// definition in the same order: the lanes only run side by side, so every
+// instruction set gives the same bits. Branches are written as selections
+// between values both computed, and nothing here may be contracted or
+// reassociated (the build forbids both). These files alone are built
+// without trapping arithmetic and without errno from the square root,
+// which changes no value but lets the compiler turn those selections and
+// square roots into lane operations.
+//
+// Included by one source file per instruction set, inside no other
+// namespace: everything here has internal linkage, so no code built for a
+// wider instruction set can stand in for baseline code.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#include "synth/noise2d.h"
+
+namespace tsn {
+namespace {
+
+constexpr unsigned kLane = kLattice - 1;
+// Samples handled per pass over a row: enough to fill the vector loops,
+// few enough that the working arrays stay in the first-level cache.
+constexpr int kPass = 256;
+
+template <class T>
+[[gnu::always_inline]] inline int FloorOf(T v) {
+    const int i = int(v);
+    return i - int(T(i) > v);
+}
+
+// i modulo a period p > 0, 0 .. p - 1. The quotient is rounded to the
+// nearest double and truncated; for any int i it lies within one of the
+// truth, and the remainder is corrected into range.
+[[gnu::always_inline]] inline int WrapOf(int i, int p) {
+    const int r = i - int(double(i) / double(p)) * p;
+    return r < 0 ? r + p : r;
+}
+
+template <bool Quintic, class T>
+[[gnu::always_inline]] inline T FadeOf(T t) {
+    if constexpr (Quintic)
+        return t * t * t * (t * (t * T(6) - T(15)) + T(10));
+    else
+        return t * t * (T(3) - T(2) * t);
+}
+
+template <class T>
+[[gnu::always_inline]] inline T LerpOf(T t, T a, T b) {
+    return a + t * (b - a);
+}
+
+// Table entry of a lattice cell: the column through the permutation, then
+// the row added to it.
+[[gnu::always_inline]] inline int HashOf(const std::int32_t* perm, int column, int row) {
+    return perm[(unsigned(perm[column & kLane]) + unsigned(row)) & kLane];
+}
+
+// ---- gradient and value noise ----
+
+// One octave at n points: the blend of the four corner ramps (gradient
+// noise) or corner values (value noise), before any gain. With `Line`,
+// every sample has y = y[0].
+template <class T, bool Wrap, bool Quintic, bool Value, bool Line>
+void LatticeLoop(const LatticeTables& t, const LatticeOctave& o, const T* X, const T* Y, int n,
+                 T* __restrict out) {
+    const std::int32_t* p = t.perm;
+    const float* gx = t.gradX;
+    const float* gy = t.gradY;
+    const float* val = t.value;
+    // The row's part, once for a line.
+    int lineY0 = 0, lineY1 = 0;
+    T lineFy = 0, lineV = 0;
+    if constexpr (Line) {
+        const T y = Y[0];
+        const int iy = FloorOf(y);
+        lineFy = y - T(iy);
+        lineV = FadeOf<Quintic>(lineFy);
+        lineY0 = (Wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
+        lineY1 = (Wrap ? WrapOf(iy + 1, o.periodY) : iy + 1) + o.hashY;
+    }
+    for (int i = 0; i < n; ++i) {
+        const T x = X[i];
+        const int ix = FloorOf(x);
+        const T fx = x - T(ix);
+        const T u = FadeOf<Quintic>(fx);
+        T fy, v;
+        int y0, y1;
+        if constexpr (Line) {
+            fy = lineFy, v = lineV, y0 = lineY0, y1 = lineY1;
+        } else {
+            const T y = Y[i];
+            const int iy = FloorOf(y);
+            fy = y - T(iy);
+            v = FadeOf<Quintic>(fy);
+            y0 = (Wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
+            y1 = (Wrap ? WrapOf(iy + 1, o.periodY) : iy + 1) + o.hashY;
+        }
+        const int x0 = (Wrap ? WrapOf(ix, o.periodX) : ix) + o.hashX;
+        const int x1 = (Wrap ? WrapOf(ix + 1, o.periodX) : ix + 1) + o.hashX;
+        const int a = p[unsigned(x0) & kLane], b = p[unsigned(x1) & kLane];
+        const int h00 = p[(unsigned(a) + unsigned(y0)) & kLane];
+        const int h10 = p[(unsigned(b) + unsigned(y0)) & kLane];
+        const int h01 = p[(unsigned(a) + unsigned(y1)) & kLane];
+        const int h11 = p[(unsigned(b) + unsigned(y1)) & kLane];
+        T n00, n10, n01, n11;
+        if constexpr (Value) {
+            n00 = T(val[h00]), n10 = T(val[h10]), n01 = T(val[h01]), n11 = T(val[h11]);
+        } else {
+            n00 = T(gx[h00]) * fx + T(gy[h00]) * fy;
+            n10 = T(gx[h10]) * (fx - T(1)) + T(gy[h10]) * fy;
+            n01 = T(gx[h01]) * fx + T(gy[h01]) * (fy - T(1));
+            n11 = T(gx[h11]) * (fx - T(1)) + T(gy[h11]) * (fy - T(1));
+        }
+        const T n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+        out[i] = LerpOf(v, n0, n1);
+    }
+}
+
+template <class T, bool Quintic, bool Value>
+void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, const T* Y, bool line,
+                int n, T* out) {
+    const bool wrap = o.periodX > 0;
+    if (wrap) {
+        if (line)
+            LatticeLoop<T, true, Quintic, Value, true>(t, o, X, Y, n, out);
+        else
+            LatticeLoop<T, true, Quintic, Value, false>(t, o, X, Y, n, out);
+    } else {
+        if (line)
+            LatticeLoop<T, false, Quintic, Value, true>(t, o, X, Y, n, out);
+        else
+            LatticeLoop<T, false, Quintic, Value, false>(t, o, X, Y, n, out);
+    }
+}
+
+void GradientRowOf(const GradientJob& job) {
+    if (job.quintic)
+        LatticeRow<float, true, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
+                                       job.out);
+    else
+        LatticeRow<float, false, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
+                                        job.out);
+}
+
+// ---- cells ----
+
+// The service's cellular noise, weighted into a power diagram: for every
+// sample the winning and the runner-up feature point among the 3 x 3 cells
+// around it (see CellJob).
+template <bool Wrap>
+void PowerCellsLoop(const CellJob& job) {
+    const LatticeTables& t = *job.tables;
+    const LatticeOctave& o = job.octave;
+    const std::int32_t* p = t.perm;
+    const float* jx = t.jitterX;
+    const float* jy = t.jitterY;
+    const float* w = job.weight;
+    int* __restrict cell = job.cell;
+    int* __restrict next = job.next;
+    float* __restrict ox = job.ox;
+    float* __restrict oy = job.oy;
+    float* __restrict edge = job.edge;
+    const int n = job.n;
+    for (int i = 0; i < n; ++i) {
+        const float x = job.x[i], y = job.y[i];
+        const int ix = FloorOf(x), iy = FloorOf(y);
+        float d1 = 1e30f, d2 = 1e30f, x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+        int nearest = 0, second = 0;
+#pragma GCC unroll 3
+        for (int dy = -1; dy <= 1; ++dy) {
+            const int cy = (Wrap ? WrapOf(iy + dy, o.periodY) : iy + dy) + o.hashY;
+            const float ry = float(iy + dy) - y;
+#pragma GCC unroll 3
+            for (int dx = -1; dx <= 1; ++dx) {
+                const int cx = (Wrap ? WrapOf(ix + dx, o.periodX) : ix + dx) + o.hashX;
+                const int h = HashOf(p, cx, cy);
+                const float ex = float(ix + dx) + jx[h] - x, ey = ry + jy[h];
+                const float d = ex * ex + ey * ey - w[h];
+                const bool first = d < d1, runner = !first && d < d2;
+                d2 = first ? d1 : (runner ? d : d2);
+                x2 = first ? x1 : (runner ? ex : x2);
+                y2 = first ? y1 : (runner ? ey : y2);
+                second = first ? nearest : (runner ? h : second);
+                d1 = first ? d : d1;
+                x1 = first ? ex : x1;
+                y1 = first ? ey : y1;
+                nearest = first ? h : nearest;
+            }
+        }
+        const float gap = std::sqrt((x2 - x1) * (x2 - x1) + (y2 - y1) * (y2 - y1));
+        cell[i] = nearest;
+        next[i] = second;
+        ox[i] = x1;
+        oy[i] = y1;
+        edge[i] = (d2 - d1) / (2.0f * gap + 1e-6f);
+    }
+}
+
+void PowerCellsOf(const CellJob& job) {
+    if (job.octave.periodX > 0)
+        PowerCellsLoop<true>(job);
+    else
+        PowerCellsLoop<false>(job);
+}
+
+// ---- the field of noise2d ----
+
+// Wraps a cell index for an octave whose period may be 0 (none).
+template <bool Wrap>
+[[gnu::always_inline]] inline int WrapIf(int i, int p) {
+    if constexpr (Wrap)
+        return WrapOf(i, p);
+    else
+        return i;
+}
+
+inline LatticeOctave LatticeOf(const NoiseOctave& o) {
+    return {o.periodX, o.periodY, o.offsetX, o.offsetY};
+}
+
+// Simplex noise on the skewed triangular lattice, 99 times the sum of the
+// three corners' kernels; a corner past its reach adds nothing.
+[[gnu::always_inline]] inline double SimplexAt(const LatticeTables& t, const LatticeOctave& o,
+                                               double u, double v) {
+    constexpr double F2 = 0.36602540378443865;  // (sqrt 3 - 1) / 2
+    constexpr double G2 = 0.21132486540518713;  // (3 - sqrt 3) / 6
+    const double s = (u + v) * F2;
+    const int i = FloorOf(u + s), j = FloorOf(v + s);
+    const double g = double(i + j) * G2;
+    const double x0 = u - (double(i) - g), y0 = v - (double(j) - g);
+    const int i1 = int(x0 > y0), j1 = 1 - i1;
+    const double x1 = x0 - double(i1) + G2, y1 = y0 - double(j1) + G2;
+    const double x2 = x0 - 1.0 + 2.0 * G2, y2 = y0 - 1.0 + 2.0 * G2;
+    const int c = i + o.hashX, r = j + o.hashY;
+    auto corner = [&](double n, int h, double x, double y) {
+        double k = 0.5 - x * x - y * y;
+        const bool reach = !(k <= 0);
+        k *= k;
+        const double add = n + k * k * (double(t.gradX[h]) * x + double(t.gradY[h]) * y);
+        return reach ? add : n;
+    };
+    double n = 0;
+    n = corner(n, HashOf(t.perm, c, r), x0, y0);
+    n = corner(n, HashOf(t.perm, c + i1, r + j1), x1, y1);
+    n = corner(n, HashOf(t.perm, c + 1, r + 1), x2, y2);
+    return 99.0 * n;
+}
+
+template <bool Wrap>
+void SimplexLoop(const NoiseField& f, const LatticeOctave& o, const double* U, const double* V,
+                 int n, double* __restrict out) {
+    if constexpr (!Wrap) {
+        for (int i = 0; i < n; ++i) out[i] = SimplexAt(f, o, U[i], V[i]);
+    } else {
+        // The skewed lattice cannot wrap on the picture's axes, so the four
+        // copies one period apart are blended across the period.
+        const double px = o.periodX, py = o.periodY;
+        for (int i = 0; i < n; ++i) {
+            const double u = U[i], v = V[i];
+            const double a = u - px * double(FloorOf(u / px));
+            const double b = v - py * double(FloorOf(v / py));
+            const double wx = a / px, wy = b / py;
+            const double n00 = SimplexAt(f, o, a, b), n10 = SimplexAt(f, o, a - px, b);
+            const double n01 = SimplexAt(f, o, a, b - py), n11 = SimplexAt(f, o, a - px, b - py);
+            out[i] = LerpOf(wy, LerpOf(wx, n00, n10), LerpOf(wx, n01, n11));
+        }
+    }
+}
+
+// Cellular noise: distances to the nearest two feature points among the
+// 3 x 3 cells around the sample, reduced to the chosen output.
+template <bool Wrap>
+void CellularLoop(const NoiseField& f, const LatticeOctave& o, const double* U, const double* V,
+                  int n, double* __restrict out) {
+    const std::uint32_t output = f.s.cellular;
+    for (int k = 0; k < n; ++k) {
+        const double u = U[k], v = V[k];
+        const int i = FloorOf(u), j = FloorOf(v);
+        const double fu = u - double(i), fv = v - double(j);
+        double d1 = 1e30, d2 = 1e30;
+#pragma GCC unroll 3
+        for (int dj = -1; dj <= 1; ++dj) {
+            const int cj = WrapIf<Wrap>(j + dj, o.periodY) + o.hashY;
+#pragma GCC unroll 3
+            for (int di = -1; di <= 1; ++di) {
+                const int h = HashOf(f.perm, WrapIf<Wrap>(i + di, o.periodX) + o.hashX, cj);
+                const double x = double(di) + double(f.jitterX[h]) - fu;
+                const double y = double(dj) + double(f.jitterY[h]) - fv;
+                const double d = x * x + y * y;
+                d2 = d < d1 ? d1 : (d < d2 ? d : d2);
+                d1 = d < d1 ? d : d1;
+            }
+        }
+        const double second = 2.0 * std::sqrt(d2) - 1.5;
+        const double difference = 2.5 * (std::sqrt(d2) - std::sqrt(d1)) - 1.0;
+        const double nearest = 2.0 * std::sqrt(d1) - 1.0;
+        out[k] = output == kCellSecond ? second : output == kCellDifference ? difference : nearest;
+    }
+}
+
+template <bool Wrap>
+void WhiteLoop(const NoiseField& f, const LatticeOctave& o, const double* U, const double* V, int n,
+               double* __restrict out) {
+    for (int k = 0; k < n; ++k) {
+        const double v = V[k];
+        const int i = WrapIf<Wrap>(FloorOf(U[k]), o.periodX) + o.hashX;
+        const int j = WrapIf<Wrap>(FloorOf(v), o.periodY) + o.hashY;
+        out[k] = f.value[HashOf(f.perm, i, j)];
+    }
+}
+
+[[gnu::always_inline]] inline double CatmullRom(double p0, double p1, double p2, double p3,
+                                                double t) {
+    return p1 + 0.5 * t *
+                    (p2 - p0 +
+                     t * (2.0 * p0 - 5.0 * p1 + 4.0 * p2 - p3 + t * (3.0 * (p1 - p2) + p3 - p0)));
+}
+
+template <bool Wrap>
+void CubicLoop(const NoiseField& f, const LatticeOctave& o, const double* U, const double* V, int n,
+               double* __restrict out) {
+    for (int k = 0; k < n; ++k) {
+        const double u = U[k], v = V[k];
+        const int i = FloorOf(u), j = FloorOf(v);
+        const double fu = u - double(i), fv = v - double(j);
+        int cols[4];
+#pragma GCC unroll 4
+        for (int c = 0; c < 4; ++c) cols[c] = WrapIf<Wrap>(i - 1 + c, o.periodX) + o.hashX;
+        double rows[4];
+#pragma GCC unroll 4
+        for (int r = 0; r < 4; ++r) {
+            const int cj = WrapIf<Wrap>(j - 1 + r, o.periodY) + o.hashY;
+            double q[4];
+#pragma GCC unroll 4
+            for (int c = 0; c < 4; ++c) q[c] = f.value[HashOf(f.perm, cols[c], cj)];
+            rows[r] = CatmullRom(q[0], q[1], q[2], q[3], fu);
+        }
+        out[k] = CatmullRom(rows[0], rows[1], rows[2], rows[3], fv);
+    }
+}
+
+// One octave of the field's basis at n points.
+void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, const double* U,
+              const double* V, bool line, int n, double* out) {
+    const LatticeOctave o = LatticeOf(no);
+    const bool wrap = o.periodX > 0;
+    // The other bases take a row as n points.
+    double rowV[kPass] = {};
+    if (line && basis != kBasisValue && basis != kBasisPerlin) {
+        for (int i = 0; i < n; ++i) rowV[i] = V[0];
+        V = rowV;
+    }
+    switch (basis) {
+        case kBasisValue:
+            LatticeRow<double, true, true>(f, o, U, V, line, n, out);
+            return;
+        case kBasisSimplex:
+            wrap ? SimplexLoop<true>(f, o, U, V, n, out) : SimplexLoop<false>(f, o, U, V, n, out);
+            return;
+        case kBasisCellular:
+            wrap ? CellularLoop<true>(f, o, U, V, n, out) : CellularLoop<false>(f, o, U, V, n, out);
+            return;
+        case kBasisWhite:
+            wrap ? WhiteLoop<true>(f, o, U, V, n, out) : WhiteLoop<false>(f, o, U, V, n, out);
+            return;
+        case kBasisCubic:
+            wrap ? CubicLoop<true>(f, o, U, V, n, out) : CubicLoop<false>(f, o, U, V, n, out);
+            return;
+        default:
+            LatticeRow<double, true, false>(f, o, U, V, line, n, out);
+            for (int i = 0; i < n; ++i) out[i] = 1.4142135623730951 * out[i];
+            return;
+    }
+}
+
+// The field at up to kPass points.
+void FieldPass(const NoiseField& f, const double* U, const double* V, bool line, int n,
+               double* out) {
+    const NoiseSettings& s = f.s;
+    double wu[kPass], wv[kPass], b[kPass], weight[kPass];
+    double su[kPass] = {}, sv[kPass] = {};
+    if (s.warp > 0) {
+        // The domain is pushed by two components of two Perlin octaves each.
+        const NoiseOctave* w = f.warp;
+        double d0[kPass], d1[kPass];
+        auto component = [&](const NoiseOctave& first, const NoiseOctave& second, double* d) {
+            BasisRow(f, kBasisPerlin, first, U, V, line, n, d0);
+            for (int i = 0; i < n; ++i) su[i] = U[i] * second.scaleX;
+            if (line) {
+                sv[0] = V[0] * second.scaleY;
+            } else {
+                for (int i = 0; i < n; ++i) sv[i] = V[i] * second.scaleY;
+            }
+            BasisRow(f, kBasisPerlin, second, su, sv, line, n, d1);
+            for (int i = 0; i < n; ++i) d[i] = d0[i] + 0.5 * d1[i];
+        };
+        double du[kPass], dv[kPass];
+        component(w[0], w[1], du);
+        component(w[2], w[3], dv);
+        for (int i = 0; i < n; ++i) {
+            wu[i] = U[i] + s.warp * du[i];
+            wv[i] = (line ? V[0] : V[i]) + s.warp * dv[i];
+        }
+        U = wu, V = wv, line = false;
+    }
+    if (s.fractal == kFractalNone) {
+        BasisRow(f, s.basis, f.octave[0], U, V, line, n, out);
+        return;
+    }
+    for (int i = 0; i < n; ++i) out[i] = 0, weight[i] = 1;
+    for (int k = 0; k < s.octaves; ++k) {
+        const NoiseOctave& o = f.octave[k];
+        for (int i = 0; i < n; ++i) su[i] = U[i] * o.scaleX;
+        if (line) {
+            sv[0] = V[0] * o.scaleY;
+        } else {
+            for (int i = 0; i < n; ++i) sv[i] = V[i] * o.scaleY;
+        }
+        BasisRow(f, s.basis, o, su, sv, line, n, b);
+        const double a = o.amplitude;
+        if (s.fractal == kFractalBillow) {
+            for (int i = 0; i < n; ++i) out[i] += a * (2.0 * std::fabs(b[i]) - 1.0);
+        } else if (s.fractal == kFractalRidged) {
+            // Musgrave's ridges: each octave is weighted by the one before,
+            // so detail gathers along the ridges.
+            for (int i = 0; i < n; ++i) {
+                double r = 1.0 - std::fabs(b[i]);
+                r = r * r * weight[i];
+                const double twice = 2.0 * r;
+                weight[i] = twice < 0.0 ? 0.0 : (1.0 < twice ? 1.0 : twice);
+                out[i] += a * r;
+            }
+        } else {
+            for (int i = 0; i < n; ++i) out[i] += a * b[i];
+        }
+    }
+}
+
+void FieldRowOf(const NoiseField& f, const double* u, const double* v, bool line, int n,
+                double* out) {
+    for (int i = 0; i < n; i += kPass) {
+        const int m = n - i < kPass ? n - i : kPass;
+        FieldPass(f, u + i, line ? v : v + i, line, m, out + i);
+    }
+}
+
+void BasisRowOf(const NoiseField& f, std::uint32_t basis, const NoiseOctave& o, const double* u,
+                const double* v, bool line, int n, double* out) {
+    for (int i = 0; i < n; i += kPass) {
+        const int m = n - i < kPass ? n - i : kPass;
+        BasisRow(f, basis, o, u + i, line ? v : v + i, line, m, out + i);
+    }
+}
+
+constexpr NoiseKernels kKernelsOfThisSet = {FieldRowOf, BasisRowOf, GradientRowOf, PowerCellsOf};
+
+}  // namespace
+}  // namespace tsn

@@ -1,0 +1,173 @@
+// The vector loops of the lattice core against the one-sample literal
+// definitions (tests/reference/lattice_literal.*), bit for bit, on every
+// instruction set this processor has.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "core/random.h"
+#include "core/simd.h"
+#include "synth/noise2d.h"
+#include "tests/reference/lattice_literal.h"
+
+namespace tsn {
+namespace {
+
+// The paths this processor has; each test pins them in turn.
+std::vector<SimdPath> Paths() {
+    std::vector<SimdPath> paths;
+    for (SimdPath p : {SimdPath::Sse2, SimdPath::Avx2, SimdPath::Avx512})
+        if (SimdPathAvailable(p)) paths.push_back(p);
+    return paths;
+}
+
+struct Unpin {
+    ~Unpin() { UnpinSimdPath(); }
+};
+
+bool Same(double a, double b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+bool Same(float a, float b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// Points scattered over a few hundred cells either side of 0, and some
+// on cell edges exactly.
+void Scatter(std::uint32_t seed, double scale, int n, std::vector<double>* u,
+             std::vector<double>* v) {
+    Rng r;
+    r.Seed(seed);
+    u->resize(n);
+    v->resize(n);
+    for (int i = 0; i < n; ++i) {
+        (*u)[i] = (r.Next() - 16384) / 32768.0 * scale;
+        (*v)[i] = (r.Next() - 16384) / 32768.0 * scale;
+        if (i % 17 == 0) (*u)[i] = double(int((*u)[i]));
+    }
+}
+
+TEST(LatticeCore, FieldRowsEqualTheLiteralFieldOnEveryPath) {
+    Unpin unpin;
+    std::vector<double> u, v, out, line;
+    // More points than one pass, and not a whole number of vectors.
+    constexpr int kPoints = 613;
+    Scatter(99, 40.0, kPoints, &u, &v);
+    for (SimdPath path : Paths()) {
+        ASSERT_TRUE(PinSimdPath(path));
+        for (std::uint32_t basis = 0; basis < kBasisCount; ++basis)
+            for (std::uint32_t fractal = 0; fractal < kFractalCount; ++fractal)
+                for (int variant = 0; variant < 4; ++variant) {
+                    const bool tile = variant & 1, warp = variant & 2;
+                    NoiseSettings s;
+                    s.basis = basis;
+                    s.fractal = fractal;
+                    s.cellular = (fractal + variant) % kCellCount;
+                    s.octaves = 5;
+                    s.lacunarity = 2.3;
+                    s.gain = 0.6;
+                    s.warp = warp ? 1.7 : 0.0;
+                    s.tile = tile;
+                    s.periodX = 7;
+                    s.periodY = 3;
+                    Rng rng;
+                    rng.Seed(1000 + basis * 16 + fractal * 4 + variant);
+                    NoiseField f;
+                    BuildNoiseField(s, rng, &f);
+                    out.assign(kPoints, 0.0);
+                    NoiseRow(f, u.data(), v.data(), false, kPoints, out.data());
+                    for (int i = 0; i < kPoints; ++i)
+                        ASSERT_TRUE(Same(out[i], reference::LiteralField(f, u[i], v[i])))
+                            << "path " << int(path) << " basis " << basis << " fractal " << fractal
+                            << " variant " << variant << " at " << u[i] << "," << v[i] << ": "
+                            << out[i] << " against " << reference::LiteralField(f, u[i], v[i]);
+                    // A row: every sample on the line v[0].
+                    line.assign(kPoints, 0.0);
+                    NoiseRow(f, u.data(), v.data(), true, kPoints, line.data());
+                    for (int i = 0; i < kPoints; ++i)
+                        ASSERT_TRUE(Same(line[i], reference::LiteralField(f, u[i], v[0])))
+                            << "row, path " << int(path) << " basis " << basis << " fractal "
+                            << fractal << " variant " << variant << " at " << u[i];
+                }
+    }
+}
+
+void RandomTables(std::uint32_t seed, LatticeTables* t, std::vector<float>* weight) {
+    Rng r;
+    r.Seed(seed);
+    for (int i = 0; i < kLattice; ++i) t->perm[i] = i;
+    for (int i = kLattice - 1; i > 0; --i) std::swap(t->perm[i], t->perm[r.Next() % (i + 1)]);
+    for (int i = 0; i < kLattice; ++i) t->perm[kLattice + i] = t->perm[i];
+    weight->resize(kLattice);
+    for (int i = 0; i < kLattice; ++i) {
+        const float a = float(r.Next()) / 32768.0f * 6.2831853f;
+        t->gradX[i] = float(std::cos(a));
+        t->gradY[i] = float(std::sin(a));
+        t->jitterX[i] = float(r.Next()) / 32768.0f;
+        t->jitterY[i] = float(r.Next()) / 32768.0f;
+        t->value[i] = float(r.Next()) / 32767.0f;
+        (*weight)[i] = 0.12f * float(r.Next()) / 32767.0f;
+    }
+}
+
+TEST(LatticeCore, GradientRowsEqualTheLiteralOnEveryPath) {
+    Unpin unpin;
+    static LatticeTables t;
+    std::vector<float> weight;
+    RandomTables(4711, &t, &weight);
+    constexpr int kPoints = 257;
+    std::vector<double> u, v;
+    Scatter(5, 300.0, kPoints, &u, &v);
+    std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end()), out(kPoints);
+    const LatticeOctave octaves[] = {{0, 0, 17, 900}, {12, 5, 1023, 3}, {1, 1, 0, 0}};
+    for (SimdPath path : Paths()) {
+        ASSERT_TRUE(PinSimdPath(path));
+        for (const LatticeOctave& o : octaves)
+            for (bool quintic : {false, true})
+                for (bool line : {false, true}) {
+                    GradientRow({&t, o, quintic, x.data(), y.data(), line, kPoints, out.data()});
+                    for (int i = 0; i < kPoints; ++i) {
+                        const float expected =
+                            reference::LiteralGradient(t, o, quintic, x[i], line ? y[0] : y[i]);
+                        ASSERT_TRUE(Same(out[i], expected))
+                            << "path " << int(path) << " period " << o.periodX << " quintic "
+                            << quintic << " line " << line << " at " << x[i] << ": " << out[i]
+                            << " against " << expected;
+                    }
+                }
+    }
+}
+
+TEST(LatticeCore, PowerCellsEqualTheLiteralOnEveryPath) {
+    Unpin unpin;
+    static LatticeTables t;
+    std::vector<float> weight;
+    RandomTables(815, &t, &weight);
+    constexpr int kPoints = 301;
+    std::vector<double> u, v;
+    Scatter(6, 200.0, kPoints, &u, &v);
+    std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end());
+    std::vector<int> cell(kPoints), next(kPoints);
+    std::vector<float> edge(kPoints), ox(kPoints), oy(kPoints);
+    const LatticeOctave octaves[] = {{0, 0, 400, 7}, {9, 14, 3, 1000}};
+    for (SimdPath path : Paths()) {
+        ASSERT_TRUE(PinSimdPath(path));
+        for (const LatticeOctave& o : octaves) {
+            PowerCells({&t, weight.data(), o, x.data(), y.data(), kPoints, cell.data(), next.data(),
+                        edge.data(), ox.data(), oy.data()});
+            for (int i = 0; i < kPoints; ++i) {
+                const reference::LiteralCell c =
+                    reference::LiteralPowerCell(t, weight.data(), o, x[i], y[i]);
+                ASSERT_EQ(cell[i], c.cell) << "path " << int(path) << " at " << i;
+                ASSERT_EQ(next[i], c.next) << "path " << int(path) << " at " << i;
+                ASSERT_TRUE(Same(edge[i], c.edge) && Same(ox[i], c.ox) && Same(oy[i], c.oy))
+                    << "path " << int(path) << " at " << i;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace tsn
