@@ -111,6 +111,10 @@ bool TooMuchWork(const ScratchParameters* b) {
     return std::int64_t(b->iterations) * std::max(b->complexity, 1) > kMaxSegments;
 }
 
+int Abs(int v) {
+    return v < 0 ? -v : v;
+}
+
 // What both kinds set up before their lines: the seeded generator, the
 // colour list and an open surface of the background colour.
 struct LineCanvas {
@@ -119,6 +123,7 @@ struct LineCanvas {
     int count = 0;
     int w = 0, h = 0, cx = 0, cy = 0;
     bool antialias = false;
+    bool wrap = false;  // tileable
     int pen = 1;
     DrawSurface surface;
 
@@ -134,7 +139,27 @@ struct LineCanvas {
     std::vector<Segment> batch;
 
     void Line(int x0, int y0, int x1, int y1, std::uint32_t colour) {
-        batch.push_back({x0, y0, x1, y1, colour});
+        if (!wrap) return Add({x0, y0, x1, y1, colour});
+        // Tileable: the plane is covered with copies of the picture, and
+        // every copy of the line that can touch this one is drawn, so a
+        // line leaving one edge enters at the other.
+        const int pad = std::abs(pen) + 2;
+        for (int kx = FloorDiv(std::min(x0, x1) - pad, w);
+             kx <= FloorDiv(std::max(x0, x1) + pad, w); ++kx)
+            for (int ky = FloorDiv(std::min(y0, y1) - pad, h);
+                 ky <= FloorDiv(std::max(y0, y1) + pad, h); ++ky)
+                Add({x0 - kx * w, y0 - ky * h, x1 - kx * w, y1 - ky * h, colour});
+    }
+
+    static int FloorDiv(int a, int n) { return a >= 0 ? a / n : -((-a + n - 1) / n); }
+
+    // Where a coordinate that ran off the top or left edge is drawn: the
+    // plug-in mirrors it back in; a tileable picture lets it wrap round,
+    // so the lines are spread evenly up to the seam.
+    int Fold(int v) const { return wrap ? v : Abs(v); }
+
+    void Add(const Segment& s) {
+        batch.push_back(s);
         if (batch.size() >= kBatch) Flush();
     }
 
@@ -152,6 +177,7 @@ struct LineCanvas {
 
     bool Open(const ScratchParameters* b, const RenderValues& values) {
         rng.Seed(values.seed);
+        wrap = values.tileable;
         colours[count++] = b->foreground[0];
         colours[count++] = b->foreground[1];
         for (int i = 0; i < 3; ++i)
@@ -206,10 +232,6 @@ struct LineCanvas {
     }
 };
 
-int Abs(int v) {
-    return v < 0 ? -v : v;
-}
-
 // Next heading by the parity of a draw: turning an eighth of a circle, the
 // even draws clockwise from the left half and anticlockwise from the right.
 constexpr int kTurn[8][2] = {{7, 1}, {2, 0}, {3, 1}, {4, 2}, {5, 3}, {6, 4}, {5, 7}, {6, 0}};
@@ -256,8 +278,8 @@ MemHandle ScratchRender(MasterTextureRecord* rec, const RenderValues& values) {
             for (int attempt = 1; attempt <= 36; ++attempt) {
                 const int dx = (k.rng.Next() & 1) ? k.rng.Next() % stepX : -(k.rng.Next() % stepX);
                 const int dy = (k.rng.Next() & 1) ? k.rng.Next() % stepY : -(k.rng.Next() % stepY);
-                nx = Abs(x0 + dx);
-                ny = Abs(y0 + dy);
+                nx = k.Fold(x0 + dx);
+                ny = k.Fold(y0 + dy);
                 if (b->angle < 1 || px < 0 || py < 0) break;
                 if (Abs(nx - px) > limit && Abs(ny - py) > limit) break;
             }
@@ -294,9 +316,9 @@ MemHandle ThreadsRender(MasterTextureRecord* rec, const RenderValues& values) {
             x += int(step * DetSin(theta));
             y += int(-step * DetCos(theta));
             // The thread runs on outside; only what is drawn is mirrored in.
-            k.Line(drawnX, drawnY, Abs(x), Abs(y), colour);
-            drawnX = Abs(x);
-            drawnY = Abs(y);
+            k.Line(drawnX, drawnY, k.Fold(x), k.Fold(y), colour);
+            drawnX = k.Fold(x);
+            drawnY = k.Fold(y);
             last = d;
             ++drawn;
         }
@@ -330,6 +352,7 @@ const KindDescriptor kScratchKind = {
     .presetList = kScratchPresetListId,
     .refuses = ScratchRefuses,
     .seedQueryControl = kScratchQuerySeedId,
+    .maps = kMapsTile,
 };
 
 const KindDescriptor kThreadsKind = {
@@ -344,6 +367,7 @@ const KindDescriptor kThreadsKind = {
     .presetList = kThreadsPresetListId,
     .refuses = ThreadsRefuses,
     .seedQueryControl = kScratchQuerySeedId,
+    .maps = kMapsTile,
 };
 
 }  // namespace tsn
