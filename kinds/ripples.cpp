@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <vector>
 
 #include "core/detmath.h"
 #include "core/image.h"
+#include "core/owners.h"
 #include "core/parallel.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
@@ -148,39 +151,97 @@ double RippleSky(const RippleSettings& s, double py) {
     return 0.6 - 0.2 * py / s.h;
 }
 
-MemHandle RipplesPicture(const RipplesParameters& b) {
+namespace {
+
+// The drops a picture draws: the plug-in's, or for a tileable picture
+// every copy of each drop, shifted by whole pictures, whose rings can reach
+// the picture.
+std::vector<RippleDrop> PictureDrops(const RippleSettings& s, const RippleDrop* drawn, double reach,
+                                     bool wrap) {
+    std::vector<RippleDrop> drops(drawn, drawn + s.drops);
+    if (!wrap) return drops;
+    std::vector<RippleDrop> copies;
+    for (const RippleDrop& d : drops) {
+        const double r = d.front + reach;
+        const int kx = int(std::ceil(r / s.w)), ky = int(std::ceil(r / s.h));
+        for (int j = -ky; j <= ky; ++j)
+            for (int i = -kx; i <= kx; ++i) {
+                RippleDrop c = d;
+                c.x += double(i) * s.w;
+                c.y += double(j) * s.h;
+                // Only copies whose outer ring meets the picture.
+                const double nx = std::clamp(c.x, 0.0, double(s.w)) - c.x;
+                const double ny = std::clamp(c.y, 0.0, double(s.h)) - c.y;
+                if (nx * nx + ny * ny < r * r) copies.push_back(c);
+            }
+    }
+    return copies;
+}
+
+// A train's height at distance u past its front, whose slope RippleSlope
+// gives.
+double RippleHeight(const RippleSettings& s, double u) {
+    const double k = kTwoPi / s.wavelength;
+    const double q = u / s.sigma;
+    return (0.5 / k) * DetExp(-q * q) * DetCos(k * u);
+}
+
+// One train's shape, tabulated at `step` from -reach and read with linear
+// interpolation.
+struct TrainTable {
+    double reach = 0, step = 0;
+    int entries = 0;
+    double slope[kMaxTable], height[kMaxTable];
+
+    TrainTable(const RippleSettings& s, bool heights) {
+        reach = kReach * s.sigma;
+        step = s.wavelength / kStepsPerWave;
+        entries = std::min(kMaxTable, int(2.0 * reach / step) + 3);
+        for (int i = 0; i < entries; ++i) slope[i] = RippleSlope(s, -reach + i * step);
+        for (int i = 0; heights && i < entries; ++i) height[i] = RippleHeight(s, -reach + i * step);
+    }
+};
+
+}  // namespace
+
+MemHandle RipplesPicture(const RipplesParameters& b, bool tileable, HeightField* heights) {
     const RippleSettings s = RippleSettingsOf(b);
     if (s.w <= 0 || s.h <= 0) return 0;
-    RippleDrop drops[200];
-    DrawRippleDrops(s, std::uint32_t(b.seed), drops);
+    RippleDrop drawn[200];
+    DrawRippleDrops(s, std::uint32_t(b.seed), drawn);
 
-    // Every train has the same shape, so its slope is tabulated once and
-    // read with linear interpolation.
-    const double reach = kReach * s.sigma, step = s.wavelength / kStepsPerWave;
-    const int entries = std::min(kMaxTable, int(2.0 * reach / step) + 3);
-    double table[kMaxTable];
-    for (int i = 0; i < entries; ++i) table[i] = RippleSlope(s, -reach + i * step);
-
-    MemHandle out = NewImage(s.w, s.h);
-    ImageView o;
-    if (!out || !LockImage(out, &o)) {
-        MemFree(out);
-        return 0;
+    // Every train has the same shape, so its slope is tabulated once.
+    const auto train = std::make_unique<TrainTable>(s, heights != nullptr);
+    const double reach = train->reach, step = train->step;
+    const int entries = train->entries;
+    const double* table = train->slope;
+    const std::vector<RippleDrop> drops = PictureDrops(s, drawn, reach, tileable);
+    std::vector<double> field;
+    if (heights) {
+        if (!heights->Resize(s.w, s.h)) return 0;
+        field.resize(std::size_t(s.w) * std::size_t(s.h));
     }
+
+    OwnedBlock out(NewImage(s.w, s.h));
+    LockedImage o(out.get());
+    if (!o) return 0;
     PlanWork(s.h);
     ParallelRows(s.h, [&](int y0, int y1) {
-        int near[200];
+        std::vector<int> near(drops.size());
         for (int y = y0; y < y1; ++y) {
             const double py = y + 0.5;
-            const double sky = RippleSky(s, py);
+            // A tileable picture has no horizon: still water shows the
+            // sky's middle everywhere.
+            const double sky = tileable ? RippleSky(s, 0.5 * s.h) : RippleSky(s, py);
             // The trains this row crosses.
             int count = 0;
-            for (int d = 0; d < s.drops; ++d)
+            for (int d = 0; d < int(drops.size()); ++d)
                 if (std::fabs(py - drops[d].y) < drops[d].front + reach) near[count++] = d;
-            std::uint8_t* row = o.Row(y);
+            std::uint8_t* row = o->Row(y);
+            double* level = heights ? &field[std::size_t(y) * std::size_t(s.w)] : nullptr;
             for (int x = 0; x < s.w; ++x) {
                 const double px = x + 0.5;
-                double sx = 0, sy = 0;
+                double sx = 0, sy = 0, z = 0;
                 for (int k = 0; k < count; ++k) {
                     const RippleDrop& d = drops[near[k]];
                     const double dx = px - d.x, dy = py - d.y;
@@ -193,7 +254,12 @@ MemHandle RipplesPicture(const RipplesParameters& b) {
                     const double slope = table[i] + (t - i) * (table[i + 1] - table[i]);
                     sx += d.amplitude * slope * dx / r;
                     sy += d.amplitude * slope * dy / r;
+                    if (level) {
+                        const double* hs = train->height;
+                        z += d.amplitude * (hs[i] + (t - i) * (hs[i + 1] - hs[i]));
+                    }
                 }
+                if (level) level[x] = z;
                 const std::uint32_t c = RippleShade(s, sx, sy, sky);
                 row[3 * x] = std::uint8_t(c >> 16);
                 row[3 * x + 1] = std::uint8_t(c >> 8);
@@ -201,13 +267,17 @@ MemHandle RipplesPicture(const RipplesParameters& b) {
             }
         }
     });
-    UnlockImage(&o);
-    return out;
+    if (heights) {
+        const auto [lo, hi] = std::minmax_element(field.begin(), field.end());
+        for (std::size_t i = 0; i < field.size(); ++i)
+            heights->level[i] = SpreadLevel(field[i], *lo, *hi);
+    }
+    return out.release();
 }
 
-MemHandle RipplesRender(MasterTextureRecord* rec, const RenderValues&) {
+MemHandle RipplesRender(MasterTextureRecord* rec, const RenderValues& values) {
     // The render step has stored the page's size and seed into the block.
-    return RipplesPicture(*RipplesBlock(rec));
+    return RipplesPicture(*RipplesBlock(rec), values.tileable, values.height);
 }
 
 const KindDescriptor kRipplesKind = {
@@ -219,6 +289,7 @@ const KindDescriptor kRipplesKind = {
     .page = &kRipplesPage,
     .render = RipplesRender,
     .presetList = kRipplesPresetListId,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn

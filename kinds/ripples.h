@@ -95,7 +95,10 @@ double RippleSky(const RippleSettings& s, double py);
 std::uint32_t RippleShade(const RippleSettings& s, double sx, double sy, double sky);
 
 // The picture of the block's width, depth and seed, or 0.
-MemHandle RipplesPicture(const RipplesParameters& b);
+// `tileable` wraps the rings round the edges and keeps the sky level;
+// `heights`, when given, receives the water's height spread over 16 bits.
+MemHandle RipplesPicture(const RipplesParameters& b, bool tileable = false,
+                         HeightField* heights = nullptr);
 
 MemHandle RipplesRender(MasterTextureRecord* rec, const RenderValues& values);
 
