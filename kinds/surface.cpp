@@ -58,15 +58,20 @@ const LayoutField kSurfaceOlderFields[] = {
 const OlderLayout kSurfaceOlder{sizeof(SurfaceParameters), sizeof(SurfaceParameters1469),
                                 kSurfaceOlderFields, int(std::size(kSurfaceOlderFields))};
 
-bool FillGrey(const std::uint8_t* map, int n, MemHandle image) {
-    ImageView view;
-    if (!LockImage(image, &view)) return false;
-    const bool done = ResampleHeights(map, n, view, [](double v, std::uint8_t* px) {
-        const std::uint8_t g = std::uint8_t(SurfaceGrey(v));
-        px[0] = px[1] = px[2] = g;
-    });
-    UnlockImage(&view);
-    return done;
+// The grey picture of the map, and when asked its heights: the grey's
+// position at 16 bits, whose top byte is the grey.
+bool FillGrey(const std::uint8_t* map, int n, MemHandle image, bool wrap = false,
+              HeightField* heights = nullptr) {
+    const LockedImage view(image);
+    if (!view || (heights && !heights->Resize(view->width, view->depth))) return false;
+    return ResampleHeights(
+        map, n, view.view(),
+        [&](double v, std::uint8_t* px, int x, int y) {
+            const std::uint8_t g = std::uint8_t(SurfaceGrey(v));
+            px[0] = px[1] = px[2] = g;
+            if (heights) heights->Row(y)[x] = MapLevel(v);
+        },
+        wrap);
 }
 
 }  // namespace
@@ -112,7 +117,8 @@ MemHandle SurfaceRender(MasterTextureRecord* rec, const RenderValues& values) {
         int n = 0;
         const OwnedBlock map(SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n));
         const LockedBlock<const std::uint8_t> bytes(map.get());
-        if (!bytes || !FillGrey(bytes.get(), n, grey.get())) return 0;
+        if (!bytes || !FillGrey(bytes.get(), n, grey.get(), values.tileable, values.height))
+            return 0;
     }
     const MemHandle kept = grey.release();
     SetGreyImageAt(rec, kSurfaceGreySlot, kept);
@@ -137,6 +143,7 @@ const KindDescriptor kSurfaceKind = {
     .greySlot = kSurfaceGreySlot,
     .presetList = kSurfacePresetListId,
     .seedShowsNextRender = true,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn

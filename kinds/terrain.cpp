@@ -93,18 +93,22 @@ std::int64_t TerrainQuery(MasterTextureRecord* rec, int code) {
 
 namespace {
 
+// The map through the palettes, and when asked its heights (sea level at
+// 32768).
 bool FillTerrain(const std::uint8_t* map, int n, MemHandle image, const std::uint8_t* land,
-                 const std::uint8_t* water) {
-    ImageView view;
-    if (!LockImage(image, &view)) return false;
-    const bool done = ResampleHeights(map, n, view, [&](double v, std::uint8_t* px) {
-        const std::uint8_t* rgb = TerrainColour(v, land, water);
-        px[0] = rgb[2];
-        px[1] = rgb[1];
-        px[2] = rgb[0];
-    });
-    UnlockImage(&view);
-    return done;
+                 const std::uint8_t* water, bool wrap = false, HeightField* heights = nullptr) {
+    const LockedImage view(image);
+    if (!view || (heights && !heights->Resize(view->width, view->depth))) return false;
+    return ResampleHeights(
+        map, n, view.view(),
+        [&](double v, std::uint8_t* px, int x, int y) {
+            const std::uint8_t* rgb = TerrainColour(v, land, water);
+            px[0] = rgb[2];
+            px[1] = rgb[1];
+            px[2] = rgb[0];
+            if (heights) heights->Row(y)[x] = MapLevel(v);
+        },
+        wrap);
 }
 
 }  // namespace
@@ -132,7 +136,8 @@ MemHandle TerrainRender(MasterTextureRecord* rec, const RenderValues& values) {
     int n = 0;
     const OwnedBlock map(SpectralHeightMap({seed, b->density, b->elevation, meshPower}, &n));
     const LockedBlock<const std::uint8_t> bytes(map.get());
-    if (!bytes || !FillTerrain(bytes.get(), n, image.get(), b->landPalette, b->waterPalette))
+    if (!bytes || !FillTerrain(bytes.get(), n, image.get(), b->landPalette, b->waterPalette,
+                               values.tileable, values.height))
         return 0;
     return image.release();
 }
@@ -150,6 +155,7 @@ const KindDescriptor kTerrainKind = {
     .query = TerrainQuery,
     .presetList = kTerrainPresetListId,
     .seedShowsNextRender = true,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn

@@ -185,7 +185,7 @@ MemHandle SpectralHeightMap(const SpectralSettings& s, int* nOut) {
     return map;
 }
 
-bool BuildColumnTable(int width, int n, ColumnTable* t) {
+bool BuildColumnTable(int width, int n, ColumnTable* t, bool wrap) {
     if (width < 1) return false;
     const std::size_t w = std::size_t(width);
     t->handle = MemAlloc(w * (2 * sizeof(int) + 2 * sizeof(double)));
@@ -200,9 +200,9 @@ bool BuildColumnTable(int width, int n, ColumnTable* t) {
     t->ix = reinterpret_cast<int*>(t->omx + w);
     t->ix1 = t->ix + w;
     for (int x = 0; x < width; ++x) {
-        const double fx = SamplePosition(x, width, n);
+        const double fx = wrap ? WrappedSamplePosition(x, width, n) : SamplePosition(x, width, n);
         t->ix[x] = TruncToInt(fx);
-        t->ix1[x] = t->ix[x] + 1;
+        t->ix1[x] = wrap && t->ix[x] + 1 == n ? 0 : t->ix[x] + 1;
         t->wx[x] = fx - t->ix[x];
         t->omx[x] = 1 - t->wx[x];
     }

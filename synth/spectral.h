@@ -4,6 +4,7 @@
 // height bytes stretched over any picture size by bilinear interpolation.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "core/image.h"
@@ -43,6 +44,19 @@ inline double SamplePosition(int at, int size, int n) {
     if (size == 1) return 0.0;
     return double(at) / double(size - 1) * double(n - 1);
 }
+// The same for a tileable picture: the map is periodic, and its n samples
+// spread over the picture's whole period, so the last pixel leads back to
+// the first sample.
+inline double WrappedSamplePosition(int at, int size, int n) {
+    return double(at) * double(n) / double(size);
+}
+
+// A map height v (0 .. 255) as a 16-bit level: its position at 16 bits, so
+// the level's top byte is the whole part of v.
+inline std::uint16_t MapLevel(double v) {
+    const double level = std::floor(v * 256.0);
+    return std::uint16_t(level < 0 ? 0 : level > 65535 ? 65535 : level);
+}
 
 // Per-column indices and weights, computed once per picture.
 struct ColumnTable {
@@ -52,34 +66,37 @@ struct ColumnTable {
     double* wx = nullptr;
     double* omx = nullptr;  // 1 - wx
 };
-bool BuildColumnTable(int width, int n, ColumnTable* t);
+bool BuildColumnTable(int width, int n, ColumnTable* t, bool wrap = false);
 void FreeColumnTable(ColumnTable* t);
 
-// Calls shade(v, bgr) for every pixel of `out` with the interpolated height v
-// (0 .. 255) and the pixel's three bytes; rows are shared between the cores.
-// False when the column table cannot be allocated.
+// Calls shade(v, bgr, x, y) for every pixel of `out` with the interpolated
+// height v (0 .. 255), the pixel's three bytes and its place; rows are
+// shared between the cores. With `wrap` the picture is one period of the
+// map, so it tiles. False when the column table cannot be allocated.
 template <class Shade>
-bool ResampleHeights(const std::uint8_t* map, int n, const ImageView& out, Shade shade) {
+bool ResampleHeights(const std::uint8_t* map, int n, const ImageView& out, Shade shade,
+                     bool wrap = false) {
     ColumnTable t;
-    if (!BuildColumnTable(out.width, n, &t)) return false;
+    if (!BuildColumnTable(out.width, n, &t, wrap)) return false;
     PlanWork(out.depth);
     ParallelRows(out.depth, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y) {
             // Row weights once per row; the sums keep the written order so
             // every build rounds them alike.
-            const double fy = SamplePosition(y, out.depth, n);
+            const double fy =
+                wrap ? WrappedSamplePosition(y, out.depth, n) : SamplePosition(y, out.depth, n);
             const double fl = double(TruncToInt(fy));
             const double wy = fy - fl;
             const double omy = 1 - wy;
             const std::uint8_t* row0 = map + std::size_t(n) * TruncToInt(fl);
-            const std::uint8_t* row1 = row0 + n;
+            const std::uint8_t* row1 = wrap && TruncToInt(fl) + 1 == n ? map : row0 + n;
             std::uint8_t* px = out.Row(y);
             for (int x = 0; x < out.width; ++x, px += 3) {
                 const int ix = t.ix[x], ix1 = t.ix1[x];
                 const double wx = t.wx[x], omx = t.omx[x];
                 const double v = row0[ix] * omx * omy + row1[ix] * omx * wy + row1[ix1] * wx * wy +
                                  row0[ix1] * wx * omy;
-                shade(v, px);
+                shade(v, px, x, y);
             }
         }
     });

@@ -63,7 +63,11 @@ Steps MeanSteps(const ImageView& v, bool alongX) {
 // Every kind that offers tiling, at a square and a non-square size: the mean
 // step across each wrap edge is within 10 % of the mean step inside. One
 // column's mean step varies by 15 to 30 % in a textured picture (rings and
-// craters have a direction), so the means are taken over 48 seeds.
+// craters have a direction), so the means are taken over 48 seeds. Terrain
+// and Surface resample a mesh of 2^k samples, and where the picture does not
+// hold it a whole number of times each column's step depends on how it falls
+// between samples (the seam's column is like every other of its phase); the
+// sizes here hold the default mesh evenly.
 TEST(Maps, TileablePicturesHaveNoVisibleSeam) {
     int tiling = 0;
     for (int kind = 0; kind < kKindCount; ++kind) {
@@ -71,7 +75,7 @@ TEST(Maps, TileablePicturesHaveNoVisibleSeam) {
         if (!(k.maps & kMapsTile)) continue;
         ++tiling;
         for (const std::string& size :
-             {SizeSettings(kind, 256, 256), SizeSettings(kind, 320, 192)}) {
+             {SizeSettings(kind, 256, 256), SizeSettings(kind, 512, 256)}) {
             Steps x, y;
             for (int seed = 101; seed < 101 + 48 * 307; seed += 307) {
                 test::Session s;
