@@ -31,7 +31,7 @@ struct RenderRequest {
     std::string height;  // 16-bit height map: .png, .r16 or .raw
     std::string normal;  // tangent-space normal map: .png or .bmp
     std::string normalY = "up";
-    double normalStrength = 1.0;
+    double normalStrength = 8.0;
 };
 
 int ListKinds(bool markdown);

@@ -79,7 +79,7 @@ void AddKindCommands(CLI::App& app, Options& o) {
         ->check(CLI::IsMember({"up", "down"}));
     o.render
         ->add_option("--normal-strength", o.req.normalStrength,
-                     "relief of the normal map: a full height range rises this many pixels (1)")
+                     "relief of the normal map: a full height range rises this many pixels (8)")
         ->check(CLI::Range(0.0, 100000.0));
     o.mutations = app.add_subcommand("mutations",
                                      "Show the nine mutation colour maps on a kind's grey image");

@@ -28,7 +28,7 @@ struct HeightField {
 std::uint16_t SpreadLevel(double v, double lo, double hi);
 
 struct NormalOptions {
-    double strength = 1.0;  // heights are scaled by this before the slopes are taken
+    double strength = 8.0;  // pixels a full range of levels rises
     bool yDown = false;     // green grows towards the bottom (DirectX) instead of the top
     bool wrap = false;      // the field tiles: its edges take their neighbours across the seam
 };
