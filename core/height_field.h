@@ -35,8 +35,8 @@ struct NormalOptions {
 
 // A 24-bit image of unit normals, each component mapped from -1 .. 1 to
 // 0 .. 255 (red x to the right, green y up or down, blue z out of the
-// surface). The slopes are central differences over a full level range of
-// one pixel's width per unit of strength. 0 when memory runs out.
+// surface). The slopes are central differences, a full range of levels
+// rising `strength` pixels. 0 when memory runs out.
 MemHandle NormalMapImage(const HeightField& h, const NormalOptions& options);
 
 }  // namespace tsn

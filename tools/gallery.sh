@@ -22,3 +22,14 @@ XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render pipes --set reduction=4 --set wid
   --set depthCells=3 --set effect=0 --seed 4242 --set style=1 --set density=2 --set valves=3 \
   -o docs/gallery/pipes-stainless.png >/dev/null
 echo docs/gallery/pipes-industrial.png docs/gallery/pipes-stainless.png
+# The maps beyond the plug-in: a tileable picture laid 2 x 2, and a height
+# field with the normal map made from it.
+maps=$(mktemp -d)
+XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render craters --width 192 --depth 144 --seed 700 --tileable \
+  -o "$maps/craters.png" >/dev/null
+"${1:-build}/tile_preview" "$maps/craters.png" docs/gallery/maps-craters-tiled.png 2
+XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render terrain --width 320 --depth 240 --tileable \
+  -o docs/gallery/maps-terrain.png --height docs/gallery/maps-terrain-height.png \
+  --normal docs/gallery/maps-terrain-normal.png --normal-strength 16 >/dev/null
+rm -rf "$maps"
+echo docs/gallery/maps-*.png
