@@ -64,7 +64,7 @@ void AddSheet(CLI::App& app, Options& o) {
     sub->add_option("--cell", o.sheet.cellSide,
                     "side of a square cell in pixels (128); the Size of a CGI kind");
     sub->add_option("--columns", o.sheet.columns, "cells across (default: about square)")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, tsn::cli::kMostSheetCells));
     sub->add_option("--png-level", o.req.pngLevel, "PNG compression, 0 .. 9")
         ->check(CLI::Range(0, 9));
 }

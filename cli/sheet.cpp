@@ -182,8 +182,15 @@ bool ParseSweep(const std::string& vary, bool hasCount, int count, const KindDes
     const PageTable& page = *k.page;
     const std::size_t eq = vary.find('='), dots = vary.find("..", eq == std::string::npos ? 0 : eq);
     if (eq == std::string::npos || dots == std::string::npos) {
-        Fail("--vary takes FIELD=FROM..TO, such as --vary " +
-             std::string(page.count ? page.fields[0].name : "field") + "=1..4; not '" + vary + "'");
+        std::string example = "FIELD=FROM..TO";
+        for (int i = 0; i < page.count; ++i) {
+            const PageField& f = page.fields[i];
+            if (f.role != Role::Plain || !Sweepable(f) || f.control == Control::None) continue;
+            example = std::string(f.name) + "=" + FormatFieldValue(f, f.min) + ".." +
+                      FormatFieldValue(f, f.max);
+            break;
+        }
+        Fail("--vary takes FIELD=FROM..TO, such as --vary " + example + "; not '" + vary + "'");
         return false;
     }
     const std::string name = vary.substr(0, eq);
@@ -328,9 +335,9 @@ bool SheetTooLarge(const Layout& l) {
         l.Width() * l.Depth() <= kMostSheetPixels)
         return false;
     Fail("the sheet would be " + std::to_string(l.Width()) + " x " + std::to_string(l.Depth()) +
-         " pixels, more than a sheet may be (" + std::to_string(kMostSheetPixels / 1000000) +
-         " million pixels, " + std::to_string(kLargestPicture) +
-         " a side); use smaller cells, fewer of them or other --columns");
+         " pixels, more than the 8192 x 8192 pixels' worth a sheet may be (and at most " +
+         std::to_string(kLargestPicture) + " a side); use smaller cells, fewer of them or other " +
+         "--columns");
     return true;
 }
 
@@ -466,10 +473,6 @@ int Sheet(const SheetRequest& r) {
     int width = 0, depth = 0;
     if (!SizeCells(r, k, &base, &width, &depth)) return 2;
     const int n = int(cells.size());
-    if (r.columns < 0) {
-        Fail("--columns takes 1 or more");
-        return 2;
-    }
     int scale = 1;
     std::vector<std::string> captions = Captions(cells, width, &scale);
     if (width > 0 && SheetTooLarge(LayOut(n, r.columns, width, depth, scale))) return 2;
