@@ -125,6 +125,21 @@ TEST_F(Sheet, OblongCellsTakeTheKindsOptionsAndColumns) {
     EXPECT_EQ(spots[1].x, spots[2].x);
 }
 
+TEST_F(Sheet, CellsStartFromTheSettingsFileOrPresetAsRenderDoes) {
+    const std::string settings = folder.File("look.texture");
+    ASSERT_EQ(Tsntxtr("render noise --set layers=3 --set squareAspect=0 --set yScale=9 -o '" +
+                      folder.File("x.png") + "' --save-settings '" + settings + "'")
+                  .code,
+              0);
+    const std::string from = "--from '" + settings + "'";
+    ExpectCells(from + " --seeds 100,101 --cell 64", {from + " --seed 100 --width 64 --depth 64",
+                                                      from + " --seed 101 --width 64 --depth 64"});
+    ASSERT_EQ(Tsntxtr("presets plasma --save Strong --set turbulence=400").code, 0);
+    ExpectCells("plasma --preset Strong --seeds 100,101 --cell 64",
+                {"plasma --preset Strong --seed 100 --width 64 --depth 64",
+                 "plasma --preset Strong --seed 101 --width 64 --depth 64"});
+}
+
 TEST_F(Sheet, ACgiKindsCellIsItsSize) {
     ExpectCells("cgisea --seeds 300-302 --cell 64",
                 {"cgisea --seed 300 --set size=64", "cgisea --seed 301 --set size=64",
