@@ -17,7 +17,7 @@ constexpr int kGlyphWidth = 5, kGlyphRows = 9, kGlyphAdvance = 6;
 // (and a box in `rows`) for a character the font lacks.
 bool GlyphRows(char c, std::uint8_t rows[kGlyphRows]);
 
-// The width and height in pixels of `text` drawn at `scale`.
+// The width and the height in pixels of `text` drawn at `scale`.
 int TextWidth(const std::string& text, int scale);
 inline int TextHeight(int scale) {
     return kGlyphRows * scale;

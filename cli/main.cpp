@@ -62,7 +62,8 @@ void AddSheet(CLI::App& app, Options& o) {
         ->needs(vary)
         ->each([&o](const std::string&) { o.sheet.hasCount = true; });
     sub->add_option("--cell", o.sheet.cellSide,
-                    "side of a square cell in pixels (128); the Size of a CGI kind");
+                    "side of a square cell in pixels (128); the Size of a CGI kind")
+        ->check(CLI::Range(1, 32760));
     sub->add_option("--columns", o.sheet.columns, "cells across (default: about square)")
         ->check(CLI::Range(1, tsn::cli::kMostSheetCells));
     sub->add_option("--png-level", o.req.pngLevel, "PNG compression, 0 .. 9")

@@ -262,8 +262,8 @@ bool ParseSweep(const std::string& vary, bool hasCount, int count, const KindDes
 
 // Gives every cell its size: width and depth where the kind has them, the
 // side of a square picture where it has one Size; kinds whose picture size
-// follows from other fields take none. Returns the predicted cell size (0
-// where only a render tells), or false after reporting.
+// follows from other fields take none. *width and *depth receive the size
+// the cells will have (0 where only a render tells); false after reporting.
 bool SizeCells(const SheetRequest& r, const KindDescriptor& k, RenderRequest* cell, int* width,
                int* depth) {
     const PageTable& page = *k.page;

@@ -3,6 +3,7 @@
 // value, and bad requests must fail with a message and no file.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -38,6 +39,10 @@ std::vector<Spot> Find(const RgbImage& whole, const RgbImage& part) {
 
 class Sheet : public test::CliTest {
   protected:
+    // The command's presets and configuration live in the test's folder.
+    Sheet() { setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1); }
+    ~Sheet() override { unsetenv("XDG_CONFIG_HOME"); }
+
     RgbImage Read(const std::string& path) {
         RgbImage img;
         std::string error;
