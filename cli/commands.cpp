@@ -276,12 +276,15 @@ void ReportClamps(MasterTextureRecord* rec, int kind, const std::vector<Requeste
     }
 }
 
-// Renders the prepared kind; reports clamping and failures.
+// Renders the prepared kind with the maps asked for; reports clamping and
+// failures. `progress` shows a progress line on a terminal.
 MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Requested>& asked,
-                         const MapRequest& maps = {}) {
+                         const MapRequest& maps = {}, bool progress = true) {
     MemHandle image;
-    {
-        ProgressLine progress;
+    if (progress) {
+        ProgressLine line;
+        image = RenderSelectedKind(s.rec, maps);
+    } else {
         image = RenderSelectedKind(s.rec, maps);
     }
     ReportClamps(s.rec, kind, asked);
@@ -440,6 +443,24 @@ bool WriteMaps(const RenderRequest& r, const HeightField& field) {
         return false;
     }
     return true;
+}
+
+MemHandle RenderToImage(const RenderRequest& r, int* code, bool reportClamps) {
+    PreparedSession p(r);
+    if (p.kind < 0) {
+        *code = p.code;
+        return 0;
+    }
+    const MemHandle image =
+        RenderPrepared(p.s, p.kind, reportClamps ? p.asked : std::vector<Requested>{}, {}, false);
+    *code = image ? 0 : 1;
+    return image;
+}
+
+int KindOfRequest(const RenderRequest& r, int* code) {
+    PreparedSession p(r);
+    *code = p.code;
+    return p.kind;
 }
 
 int Render(const RenderRequest& r) {

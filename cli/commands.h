@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "core/platform.h"
+
 namespace tsn {
 struct FountainDefinition;
 }
@@ -39,6 +41,15 @@ int ListKinds(bool markdown);
 // written to `output` or, when that is empty, to standard output.
 int DescribeKind(const std::string& kind, bool html = false, const std::string& output = "");
 int Render(const RenderRequest& r);
+// Renders the request as `render` does, without writing it: the picture,
+// which the caller frees, or 0 after reporting why, with the exit code in
+// *code. With `reportClamps` false the values the page clamped go
+// unreported. No progress line is shown.
+MemHandle RenderToImage(const RenderRequest& r, int* code, bool reportClamps);
+// The kind the request names (KIND, or the kind of its --from file), after
+// every check `render` makes before it renders; -1 after reporting what was
+// wrong, with the exit code in *code.
+int KindOfRequest(const RenderRequest& r, int* code);
 int Mutations(const RenderRequest& r);
 // Writes the 432-byte request a CGI kind sends to the noise service.
 int Request(const RenderRequest& r);

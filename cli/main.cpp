@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "cli/commands.h"
+#include "cli/sheet.h"
 
 namespace {
 
@@ -12,6 +13,7 @@ using tsn::cli::RenderRequest;
 // Every option's value and every sub-command, filled in by CLI11.
 struct Options {
     RenderRequest req;
+    tsn::cli::SheetRequest sheet;
     std::string describeKind, describeOutput;
     bool describeHtml = false, listMarkdown = false;
     std::string savePreset, deletePreset;
@@ -20,6 +22,7 @@ struct Options {
     std::string colourName, colourValue;
     std::string matrixAction, matrixArgument, matrixLibrary;
     CLI::App *describe = nullptr, *render = nullptr, *mutations = nullptr, *request = nullptr;
+    CLI::App* sheetCommand = nullptr;
     CLI::App *presets = nullptr, *fountains = nullptr, *colours = nullptr, *matrix = nullptr;
     CLI::App *fountainsList = nullptr, *fountainsShow = nullptr, *fountainsAdd = nullptr;
     CLI::App *coloursList = nullptr, *coloursAdd = nullptr;
@@ -37,6 +40,34 @@ void AddCommon(CLI::App* sub, RenderRequest& req) {
     sub->add_option("--from", req.from,
                     "start from a settings file (texture.texture) or a preset file");
     sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
+}
+
+// sheet: a captioned grid of small renders, one per seed or field value.
+void AddSheet(CLI::App& app, Options& o) {
+    CLI::App* sub = app.add_subcommand(
+        "sheet", "Draw a grid of small renders, one per seed or per value of one field");
+    o.sheetCommand = sub;
+    AddCommon(sub, o.req);
+    sub->get_option("--width")->description("cell width in pixels (default: --cell)");
+    sub->get_option("--depth")->description("cell height in pixels (default: --cell)");
+    sub->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    auto* seeds = sub->add_option("--seeds", o.sheet.seeds,
+                                  "one cell per seed: 100-115, or 100,250,400, or both mixed");
+    auto* vary = sub->add_option("--vary", o.sheet.vary,
+                                 "one cell per value of a field: FIELD=FROM..TO, evenly spaced");
+    seeds->excludes(vary);
+    seeds->excludes("--seed");
+    sub->add_option("--count", o.sheet.count,
+                    "with --vary: how many values (default: each the range holds, at most 16)")
+        ->needs(vary)
+        ->each([&o](const std::string&) { o.sheet.hasCount = true; });
+    sub->add_option("--cell", o.sheet.cellSide,
+                    "side of a square cell in pixels (128); the Size of a CGI kind")
+        ->check(CLI::Range(1, 32760));
+    sub->add_option("--columns", o.sheet.columns, "cells across (default: about square)")
+        ->check(CLI::Range(1, tsn::cli::kMostSheetCells));
+    sub->add_option("--png-level", o.req.pngLevel, "PNG compression, 0 .. 9")
+        ->check(CLI::Range(0, 9));
 }
 
 // list, describe, render, mutations and request: the kinds themselves.
@@ -81,6 +112,7 @@ void AddKindCommands(CLI::App& app, Options& o) {
         ->add_option("--normal-strength", o.req.normalStrength,
                      "relief of the normal map: a full height range rises this many pixels (8)")
         ->check(CLI::Range(0.0, 100000.0));
+    AddSheet(app, o);
     o.mutations = app.add_subcommand("mutations",
                                      "Show the nine mutation colour maps on a kind's grey image");
     AddCommon(o.mutations, o.req);
@@ -154,6 +186,8 @@ void AddExamples(CLI::App& app) {
         "  tsntxtr render noise --set sum=0 --set xScale=12.5 -o plain.bmp\n"
         "  tsntxtr render --from texture.texture -o last-session.png\n"
         "  tsntxtr mutations noise --generation 3 -o grid.png\n"
+        "  tsntxtr sheet plasma --seeds 100-115 --cell 120 -o seeds.png\n"
+        "  tsntxtr sheet noise --vary xScale=6..60 --count 8 -o scales.png\n"
         "  tsntxtr render noise --set layers=7 -o soft.png --save-preset Soft\n"
         "  tsntxtr presets noise\n"
         "  tsntxtr request cgiterrain --set octaves=6 -o terrain.bin\n"
@@ -178,6 +212,10 @@ int Run(CLI::App& app, Options& o) {
         return tsn::cli::DescribeKind(o.describeKind, o.describeHtml, o.describeOutput);
     if (app.got_subcommand(o.render)) return tsn::cli::Render(o.req);
     if (app.got_subcommand(o.mutations)) return tsn::cli::Mutations(o.req);
+    if (app.got_subcommand(o.sheetCommand)) {
+        o.sheet.cell = o.req;
+        return tsn::cli::Sheet(o.sheet);
+    }
     if (app.got_subcommand(o.request)) return tsn::cli::Request(o.req);
     if (app.got_subcommand(o.presets))
         return tsn::cli::Presets(o.req, o.savePreset, o.deletePreset);
