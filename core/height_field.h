@@ -2,6 +2,7 @@
 // tangent-space normal map made from it.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -26,6 +27,14 @@ struct HeightField {
 // Spreads values from [lo, hi] over 0 .. 65535 (lo and hi included);
 // a flat range gives mid-grey.
 std::uint16_t SpreadLevel(double v, double lo, double hi);
+
+// The 16-bit level of a position t along a colour map whose index is
+// t x 255 rounded half up (clamped to 0 .. 255): the level's top byte is
+// that index, its low byte the position between indices.
+inline std::uint16_t PositionLevel(double t) {
+    const double level = std::floor((t * 255.0 + 0.5) * 256.0);
+    return std::uint16_t(level < 0 ? 0 : level > 65535 ? 65535 : level);
+}
 
 struct NormalOptions {
     double strength = 8.0;  // pixels a full range of levels rises

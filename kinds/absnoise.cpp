@@ -101,7 +101,7 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     s.lacunarity = b->lacunarity;
     s.gain = b->gain;
     s.warp = b->warp;
-    s.tile = b->tileable != 0;
+    s.tile = b->tileable != 0 || values.tileable;
     // Tiled, each side holds a whole number of features; otherwise features
     // are square and the longer side holds `frequency` of them.
     double cellsX = frequency / longer, cellsY = cellsX;
@@ -111,6 +111,13 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
         cellsX = double(s.periodX) / w;
         cellsY = double(s.periodY) / h;
     }
+    // Every octave's lattice lines meet at the origin, and whole features
+    // later; the page's tileable picture puts its seam there. Asked for a
+    // tileable picture from outside the page, the pattern moves off them by
+    // a fraction of a feature that the seed chooses, so the seam falls
+    // anywhere in the lattice, as any other column does.
+    const double golden = double(values.seed) * 0.6180339887498949;
+    const double shift = values.tileable ? golden - std::floor(golden) : 0.0;
     Rng rng;
     rng.Seed(values.seed);
     NoiseField field;
@@ -122,22 +129,25 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
 
     FountainToColourTable(b->fountain, rec->colourTable);
     const std::uint8_t* table = rec->colourTable;
+    HeightField* heights = values.height;
+    if (heights && !heights->Resize(w, h)) return 0;
     ImageView o;
     MemHandle out = NewLockedImage(w, h, &o);
     if (!out) return 0;
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
         std::vector<double> u(w), n(w);
-        for (int x = 0; x < w; ++x) u[x] = (x + 0.5) * cellsX;
+        for (int x = 0; x < w; ++x) u[x] = (x + 0.5) * cellsX + shift;
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
-            const double v = (y + 0.5) * cellsY;
+            const double v = (y + 0.5) * cellsY + shift;
             NoiseRow(field, u.data(), &v, true, w, n.data());
             for (int x = 0; x < w; ++x) {
                 double t = (n[x] - level.mean) * k;
                 t = absolute ? std::fabs(t) : 0.5 * (t + 1.0);
                 if (invert) t = 1.0 - t;
                 const int g = std::clamp(TruncToInt(t * 255.0 + 0.5), 0, 255);
+                if (heights) heights->Row(y)[x] = PositionLevel(t);
                 row[3 * x] = table[3 * g + 2];
                 row[3 * x + 1] = table[3 * g + 1];
                 row[3 * x + 2] = table[3 * g];
@@ -158,6 +168,7 @@ const KindDescriptor kAbsNoiseKind = {
     .render = AbsNoiseRender,
     .reset = AbsNoiseReset,
     .presetList = kAbsNoisePresetListId,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn

@@ -147,6 +147,12 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     MemHandle out = NewLockedImage(w, h, &o);
     if (!out) return 0;
     PlanWork(h);
+    HeightField* heights = values.height;
+    if (heights && !heights->Resize(w, h)) {
+        UnlockImage(&o);
+        MemFree(out);
+        return 0;
+    }
     ParallelRows(h, [&](int y0, int y1) {
         // The noise of a row at (u, v), and for checks a long way off too,
         // so the two displacements are unrelated.
@@ -179,6 +185,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
                     }
                 }
                 const int g = std::clamp(TruncToInt(value * 255.0 + 0.5), 0, 255);
+                if (heights) heights->Row(y)[x] = PositionLevel(value);
                 row[3 * x] = table[3 * g + 2];
                 row[3 * x + 1] = table[3 * g + 1];
                 row[3 * x + 2] = table[3 * g];
@@ -200,6 +207,7 @@ const KindDescriptor kPerturbationKind = {
     .reset = PerturbationReset,
     .presetList = kPerturbationPresetListId,
     .takesHostSize = true,
+    .maps = kMapsHeight,
 };
 
 }  // namespace tsn

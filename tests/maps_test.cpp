@@ -141,6 +141,33 @@ TEST(Maps, HeightFieldsHaveThousandsOfLevels) {
     }
 }
 
+// Where a kind colours by a position along its colour map, the height is
+// that position at 16 bits: its top byte through the colour table gives the
+// picture again, byte for byte.
+TEST(Maps, APositionHeightsTopByteIsTheColourIndex) {
+    for (const char* key : {"absnoise", "perturb", "surface"}) {
+        const int kind = FindKind(key);
+        test::Session s;
+        HeightField h;
+        const test::Picture p(RenderMaps(s, kind, "width=300 depth=170", false, &h));
+        ASSERT_TRUE(p.ok && h.width == 300 && h.depth == 170) << key;
+        const std::uint8_t* table = s.rec()->colourTable;
+        int differ = 0;
+        std::set<int> lowBytes;
+        for (int y = 0; y < h.depth; ++y)
+            for (int x = 0; x < h.width; ++x) {
+                const int g = h.Row(y)[x] >> 8;
+                lowBytes.insert(h.Row(y)[x] & 0xFF);
+                const std::uint32_t want = std::uint32_t(table[3 * g]) |
+                                           std::uint32_t(table[3 * g + 1]) << 8 |
+                                           std::uint32_t(table[3 * g + 2]) << 16;
+                differ += p(x, y) != want;
+            }
+        EXPECT_EQ(differ, 0) << key;
+        EXPECT_GT(lowBytes.size(), 200u) << key << ": the low byte carries the fraction";
+    }
+}
+
 // A flat field faces straight out; a field rising to the right leans its
 // normal left, and one rising downwards leans it up with +Y up and down
 // with +Y down.
