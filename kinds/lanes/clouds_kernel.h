@@ -1,0 +1,107 @@
+// Clouds' field on the sphere (three planar projections of a periodic
+// field, each optionally twisted by the field and carrying finer copies of
+// it) written once over a lanes type V, compiled once per instruction set.
+#pragma once
+
+#include "kinds/lanes/lanes.h"
+
+namespace tsn {
+namespace {
+
+template <class V>
+struct CloudFieldLanes {
+    using D = typename V::D;
+    using F = typename V::F;
+    using I = typename V::I;
+    const CloudFieldJob& job;
+    D n;
+    I mask;
+    float weights[4];
+
+    explicit CloudFieldLanes(const CloudFieldJob& j) : job(j), n(V::Set(double(j.n))) {
+        mask = V::SetI(j.n - 1);
+        float w = 1;
+        for (int o = 0; o < 4; ++o) {
+            weights[o] = w;
+            w *= 0.16f;
+        }
+    }
+
+    // Bilinear sample of the periodic field at (u, v) in cells.
+    F Sample(D u, D v) const {
+        const D fu = V::Floor(u), fv = V::Floor(v);
+        const F tu = V::ToFloat(V::Sub(u, fu)), tv = V::ToFloat(V::Sub(v, fv));
+        const I i0 = V::AndI(V::Trunc(fu), mask), j0 = V::AndI(V::Trunc(fv), mask);
+        const I i1 = V::AndI(V::AddI(i0, V::SetI(1)), mask);
+        const I j1 = V::AndI(V::AddI(j0, V::SetI(1)), mask);
+        const I row0 = V::ShiftLeftI(j0, job.bits), row1 = V::ShiftLeftI(j1, job.bits);
+        const F r00 = V::Gather(job.f, V::AddI(row0, i0)),
+                r01 = V::Gather(job.f, V::AddI(row0, i1));
+        const F r10 = V::Gather(job.f, V::AddI(row1, i0)),
+                r11 = V::Gather(job.f, V::AddI(row1, i1));
+        const F a = V::FAdd(r00, V::FMul(tu, V::FSub(r01, r00)));
+        const F b = V::FAdd(r10, V::FMul(tu, V::FSub(r11, r10)));
+        return V::FAdd(a, V::FMul(tv, V::FSub(b, a)));
+    }
+
+    // One planar projection at (a, b) in field periods, offset by (ox, oy).
+    F Plane(D a, D b, double ox, double oy) const {
+        D u = V::Mul(V::Add(a, V::Set(ox)), n), v = V::Mul(V::Add(b, V::Set(oy)), n);
+        const double cells = job.n;
+        if (job.twist) {
+            const D k = V::Set(job.swirl * cells * 0.32);
+            const D du = V::ToDouble(
+                Sample(V::Add(u, V::Set(0.37 * cells)), V::Add(v, V::Set(0.71 * cells))));
+            const D dv = V::ToDouble(
+                Sample(V::Add(u, V::Set(0.83 * cells)), V::Add(v, V::Set(0.19 * cells))));
+            u = V::Add(u, V::Mul(k, du));
+            v = V::Add(v, V::Mul(k, dv));
+        }
+        F total = Sample(u, v);
+        const D finer = V::Set(4.3), shiftU = V::Set(0.29 * cells), shiftV = V::Set(0.53 * cells);
+        for (int o = 1; o < job.octaves; ++o) {
+            u = V::Add(V::Mul(u, finer), shiftU);
+            v = V::Add(V::Mul(v, finer), shiftV);
+            total = V::FAdd(total, V::FMul(V::FSet(weights[o]), Sample(u, v)));
+        }
+        return total;
+    }
+
+    void Run() const {
+        constexpr int N = V::kLanes;
+        const D scale = V::Set(job.scale), least = V::Set(0.01);
+        for (int i = 0; i < job.count; i += N) {
+            const D x = V::Load(job.x + i), y = V::Load(job.y + i), z = V::Load(job.z + i);
+            D wx = V::Mul(x, x), wy = V::Mul(y, y), wz = V::Mul(z, z);
+            wx = V::Mul(wx, wx);
+            wy = V::Mul(wy, wy);
+            wz = V::Mul(wz, wz);
+            const D sum = V::Add(V::Add(wx, wy), wz);
+            wx = V::Div(wx, sum);
+            wy = V::Div(wy, sum);
+            wz = V::Div(wz, sum);
+            // A plane that weighs under a hundredth in a lane adds nothing
+            // there; a plane no lane needs is not sampled at all.
+            D v = V::Set(0.0);
+            const auto plane = [&](D w, D a, D b, double ox, double oy) {
+                const auto needed = V::GreaterEqual(w, least);
+                if (!V::Any(needed)) return;
+                const D p = V::ToDouble(Plane(V::Mul(a, scale), V::Mul(b, scale), ox, oy));
+                v = V::Select(needed, V::Add(v, V::Mul(w, p)), v);
+            };
+            plane(wx, y, z, job.offset, 0.11);
+            plane(wy, z, x, 0.47 + job.offset, 0.61);
+            plane(wz, x, y, 0.23, 0.89 + job.offset);
+            const D norm = V::Sqrt(V::Add(V::Add(V::Mul(wx, wx), V::Mul(wy, wy)), V::Mul(wz, wz)));
+            V::StoreFloat(job.out + i, V::ToFloat(V::Div(v, norm)));
+        }
+    }
+};
+
+template <class V>
+void CloudFieldOf(const CloudFieldJob& job) {
+    CloudFieldLanes<V>(job).Run();
+}
+
+}  // namespace
+}  // namespace tsn

@@ -1,0 +1,76 @@
+// The double-lane row loops with AVX2, for processors that have it. The
+// standard headers come first so that only our own code below is built for
+// the wider instruction set.
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "core/simd_target.h"
+#include "kinds/lanes/lanes.h"
+
+TSN_TARGET_BEGIN("avx2")
+
+#include "kinds/lanes/clouds_kernel.h"
+#include "kinds/lanes/particle_kernel.h"
+
+namespace tsn {
+namespace {
+
+struct Avx2 {
+    using D = __m256d;
+    using M = __m256d;
+    using F = __m128;
+    using I = __m128i;
+    static constexpr int kLanes = 4;
+    static D Set(double v) { return _mm256_set1_pd(v); }
+    static D Iota() { return _mm256_setr_pd(0, 1, 2, 3); }
+    static D Load(const double* p) { return _mm256_loadu_pd(p); }
+    static void Store(double* p, D v) { _mm256_storeu_pd(p, v); }
+    static D Add(D a, D b) { return _mm256_add_pd(a, b); }
+    static D Sub(D a, D b) { return _mm256_sub_pd(a, b); }
+    static D Mul(D a, D b) { return _mm256_mul_pd(a, b); }
+    static D Div(D a, D b) { return _mm256_div_pd(a, b); }
+    static D Min(D a, D b) { return _mm256_min_pd(a, b); }
+    static D Sqrt(D a) { return _mm256_sqrt_pd(a); }
+    static D Floor(D a) { return _mm256_floor_pd(a); }
+    static D FloorNonNegative(D a) { return Floor(a); }
+    static double First(D a) { return _mm_cvtsd_f64(_mm256_castpd256_pd128(a)); }
+    static double Last(D a) {
+        return _mm_cvtsd_f64(_mm_unpackhi_pd(_mm256_extractf128_pd(a, 1), _mm_setzero_pd()));
+    }
+    static M Equal(D a, D b) { return _mm256_cmp_pd(a, b, _CMP_EQ_OQ); }
+    static M Less(D a, D b) { return _mm256_cmp_pd(a, b, _CMP_LT_OQ); }
+    static M LessEqual(D a, D b) { return _mm256_cmp_pd(a, b, _CMP_LE_OQ); }
+    static M GreaterEqual(D a, D b) { return _mm256_cmp_pd(a, b, _CMP_GE_OQ); }
+    static M And(M a, M b) { return _mm256_and_pd(a, b); }
+    static bool Any(M m) { return _mm256_movemask_pd(m) != 0; }
+    static D Select(M m, D yes, D no) { return _mm256_blendv_pd(no, yes, m); }
+
+    static F FSet(float v) { return _mm_set1_ps(v); }
+    static F FAdd(F a, F b) { return _mm_add_ps(a, b); }
+    static F FSub(F a, F b) { return _mm_sub_ps(a, b); }
+    static F FMul(F a, F b) { return _mm_mul_ps(a, b); }
+    static F ToFloat(D a) { return _mm256_cvtpd_ps(a); }
+    static D ToDouble(F a) { return _mm256_cvtps_pd(a); }
+    static void StoreFloat(float* p, F v) { _mm_storeu_ps(p, v); }
+
+    static I SetI(int v) { return _mm_set1_epi32(v); }
+    static I Trunc(D a) { return _mm256_cvttpd_epi32(a); }
+    static I AndI(I a, I b) { return _mm_and_si128(a, b); }
+    static I AddI(I a, I b) { return _mm_add_epi32(a, b); }
+    static I ShiftLeftI(I a, int bits) { return _mm_sll_epi32(a, _mm_cvtsi32_si128(bits)); }
+    static F Gather(const float* table, I at) { return _mm_i32gather_ps(table, at, 4); }
+};
+
+}  // namespace
+
+void ParticleRowAvx2(const ParticleRowJob& job) {
+    ParticleRowOf<Avx2>(job);
+}
+void CloudFieldAvx2(const CloudFieldJob& job) {
+    CloudFieldOf<Avx2>(job);
+}
+
+}  // namespace tsn
+
+TSN_TARGET_END

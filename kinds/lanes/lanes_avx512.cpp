@@ -1,0 +1,79 @@
+// The double-lane row loops with AVX-512, for processors that have it.
+// The standard headers come first so that only our own code below is built
+// for the wider instruction set.
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "core/simd_target.h"
+#include "kinds/lanes/lanes.h"
+
+TSN_TARGET_BEGIN("avx512f")
+
+#include "kinds/lanes/clouds_kernel.h"
+#include "kinds/lanes/particle_kernel.h"
+
+namespace tsn {
+namespace {
+
+struct Avx512 {
+    using D = __m512d;
+    using M = __mmask8;
+    using F = __m256;
+    using I = __m256i;
+    static constexpr int kLanes = 8;
+    static D Set(double v) { return _mm512_set1_pd(v); }
+    static D Iota() { return _mm512_setr_pd(0, 1, 2, 3, 4, 5, 6, 7); }
+    static D Load(const double* p) { return _mm512_loadu_pd(p); }
+    static void Store(double* p, D v) { _mm512_storeu_pd(p, v); }
+    static D Add(D a, D b) { return _mm512_add_pd(a, b); }
+    static D Sub(D a, D b) { return _mm512_sub_pd(a, b); }
+    static D Mul(D a, D b) { return _mm512_mul_pd(a, b); }
+    static D Div(D a, D b) { return _mm512_div_pd(a, b); }
+    static D Min(D a, D b) { return _mm512_min_pd(a, b); }
+    static D Sqrt(D a) { return _mm512_sqrt_pd(a); }
+    static D Floor(D a) {
+        return _mm512_roundscale_pd(a, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+    }
+    static D FloorNonNegative(D a) { return Floor(a); }
+    static double First(D a) { return _mm_cvtsd_f64(_mm512_castpd512_pd128(a)); }
+    static double Last(D a) {
+        const __m128d top = _mm256_extractf128_pd(_mm512_extractf64x4_pd(a, 1), 1);
+        return _mm_cvtsd_f64(_mm_unpackhi_pd(top, top));
+    }
+    static M Equal(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+    static M Less(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_LT_OQ); }
+    static M LessEqual(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_LE_OQ); }
+    static M GreaterEqual(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_GE_OQ); }
+    static M And(M a, M b) { return M(a & b); }
+    static bool Any(M m) { return m != 0; }
+    static D Select(M m, D yes, D no) { return _mm512_mask_blend_pd(m, no, yes); }
+
+    static F FSet(float v) { return _mm256_set1_ps(v); }
+    static F FAdd(F a, F b) { return _mm256_add_ps(a, b); }
+    static F FSub(F a, F b) { return _mm256_sub_ps(a, b); }
+    static F FMul(F a, F b) { return _mm256_mul_ps(a, b); }
+    static F ToFloat(D a) { return _mm512_cvtpd_ps(a); }
+    static D ToDouble(F a) { return _mm512_cvtps_pd(a); }
+    static void StoreFloat(float* p, F v) { _mm256_storeu_ps(p, v); }
+
+    static I SetI(int v) { return _mm256_set1_epi32(v); }
+    static I Trunc(D a) { return _mm512_cvttpd_epi32(a); }
+    static I AndI(I a, I b) { return _mm256_and_si256(a, b); }
+    static I AddI(I a, I b) { return _mm256_add_epi32(a, b); }
+    static I ShiftLeftI(I a, int bits) { return _mm256_sll_epi32(a, _mm_cvtsi32_si128(bits)); }
+    static F Gather(const float* table, I at) { return _mm256_i32gather_ps(table, at, 4); }
+};
+
+}  // namespace
+
+void ParticleRowAvx512(const ParticleRowJob& job) {
+    ParticleRowOf<Avx512>(job);
+}
+void CloudFieldAvx512(const CloudFieldJob& job) {
+    CloudFieldOf<Avx512>(job);
+}
+
+}  // namespace tsn
+
+TSN_TARGET_END
