@@ -31,14 +31,15 @@ struct CloudFieldLanes {
     F Sample(D u, D v) const {
         const D fu = V::Floor(u), fv = V::Floor(v);
         const F tu = V::ToFloat(V::Sub(u, fu)), tv = V::ToFloat(V::Sub(v, fv));
+        // Rows of n + 1: row j starts at j * 2^bits + j; a cell's two values
+        // in a row come as one pair.
         const I i0 = V::AndI(V::Trunc(fu), mask), j0 = V::AndI(V::Trunc(fv), mask);
-        const I i1 = V::AndI(V::AddI(i0, V::SetI(1)), mask);
         const I j1 = V::AndI(V::AddI(j0, V::SetI(1)), mask);
-        const I row0 = V::ShiftLeftI(j0, job.bits), row1 = V::ShiftLeftI(j1, job.bits);
-        const F r00 = V::Gather(job.f, V::AddI(row0, i0)),
-                r01 = V::Gather(job.f, V::AddI(row0, i1));
-        const F r10 = V::Gather(job.f, V::AddI(row1, i0)),
-                r11 = V::Gather(job.f, V::AddI(row1, i1));
+        const I row0 = V::AddI(V::ShiftLeftI(j0, job.bits), j0);
+        const I row1 = V::AddI(V::ShiftLeftI(j1, job.bits), j1);
+        F r00, r01, r10, r11;
+        V::GatherPairs(job.f, V::AddI(row0, i0), &r00, &r01);
+        V::GatherPairs(job.f, V::AddI(row1, i0), &r10, &r11);
         const F a = V::FAdd(r00, V::FMul(tu, V::FSub(r01, r00)));
         const F b = V::FAdd(r10, V::FMul(tu, V::FSub(r11, r10)));
         return V::FAdd(a, V::FMul(tv, V::FSub(b, a)));

@@ -44,8 +44,10 @@ inline void (*ParticleRowKernel())(const ParticleRowJob&) {
 
 // Clouds' field on the sphere at `count` points (x, y, z), written to
 // `out`; the arrays have room for `count` rounded up to a whole vector,
-// with valid points in the rest. The field is n x n, sampled with
-// `octaves` copies, twisted by `swirl` when `twist`.
+// with valid points in the rest. The field is n x n (n = 2^bits), stored
+// in rows of n + 1 whose last value repeats the first, so that every cell's
+// two values in a row lie side by side; it is sampled with `octaves`
+// copies, twisted by `swirl` when `twist`.
 struct CloudFieldJob {
     const float* f;
     int n, bits, octaves;

@@ -59,7 +59,15 @@ struct Avx2 {
     static I AndI(I a, I b) { return _mm_and_si128(a, b); }
     static I AddI(I a, I b) { return _mm_add_epi32(a, b); }
     static I ShiftLeftI(I a, int bits) { return _mm_sll_epi32(a, _mm_cvtsi32_si128(bits)); }
-    static F Gather(const float* table, I at) { return _mm_i32gather_ps(table, at, 4); }
+    // table[at] and table[at + 1] of every lane: one 64-bit gather, then
+    // the first of each pair to `first` and the second to `second`.
+    static void GatherPairs(const float* table, I at, F* first, F* second) {
+        const __m256d pairs = _mm256_i32gather_pd(reinterpret_cast<const double*>(table), at, 4);
+        const __m256 split = _mm256_permutevar8x32_ps(_mm256_castpd_ps(pairs),
+                                                      _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
+        *first = _mm256_castps256_ps128(split);
+        *second = _mm256_extractf128_ps(split, 1);
+    }
 };
 
 }  // namespace

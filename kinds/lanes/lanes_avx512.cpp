@@ -62,7 +62,16 @@ struct Avx512 {
     static I AndI(I a, I b) { return _mm256_and_si256(a, b); }
     static I AddI(I a, I b) { return _mm256_add_epi32(a, b); }
     static I ShiftLeftI(I a, int bits) { return _mm256_sll_epi32(a, _mm_cvtsi32_si128(bits)); }
-    static F Gather(const float* table, I at) { return _mm256_i32gather_ps(table, at, 4); }
+    // table[at] and table[at + 1] of every lane: one 64-bit gather, then
+    // the first of each pair to `first` and the second to `second`.
+    static void GatherPairs(const float* table, I at, F* first, F* second) {
+        const __m512d pairs = _mm512_i32gather_pd(at, table, 4);
+        const __m512 split = _mm512_permutexvar_ps(
+            _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15),
+            _mm512_castpd_ps(pairs));
+        *first = _mm512_castps512_ps256(split);
+        *second = _mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(split), 1));
+    }
 };
 
 }  // namespace

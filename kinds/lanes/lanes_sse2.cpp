@@ -59,9 +59,10 @@ struct Sse2 {
     static I AndI(I a, I b) { return _mm_and_si128(a, b); }
     static I AddI(I a, I b) { return _mm_add_epi32(a, b); }
     static I ShiftLeftI(I a, int bits) { return _mm_sll_epi32(a, _mm_cvtsi32_si128(bits)); }
-    static F Gather(const float* table, I at) {
+    static void GatherPairs(const float* table, I at, F* first, F* second) {
         const int a = _mm_cvtsi128_si32(at), b = _mm_cvtsi128_si32(_mm_srli_si128(at, 4));
-        return _mm_setr_ps(table[a], table[b], 0.0f, 0.0f);
+        *first = _mm_setr_ps(table[a], table[b], 0.0f, 0.0f);
+        *second = _mm_setr_ps(table[a + 1], table[b + 1], 0.0f, 0.0f);
     }
 };
 
