@@ -327,19 +327,6 @@ struct Scene {
         c = Mix(c, Scale(airColour, lit), 0.75 * haze);
         return Add(c, Scale(airColour, 0.25 * haze * lit));
     }
-
-    // The rim of air outside the disc, at distance d (pixels) from the
-    // centre along direction (dx, dy) (viewer's frame, y up).
-    Rgb Halo(double d, double dx, double dy) const {
-        const double h = (d / radius - 1.0) / air;
-        if (h > 6) return {0, 0, 0};
-        const Vec rim{dx / d, dy / d, 0.0};
-        const double lit = Smooth(-0.4, 0.6, Dot(rim, sun));
-        // Sunlight scattered forward makes a backlit planet ring with light.
-        const double back = std::max(0.0, -sun.z);
-        const double strength = (lit + 1.2 * back * back * back) * DetExp(-1.6 * h);
-        return Scale(airColour, 0.85 * strength);
-    }
 };
 
 void DrawStars(const ImageView& o, Rng& rng, long long count, double size) {
@@ -536,7 +523,11 @@ void DrawPlanet(const ImageView& o, const Scene& sc) {
         const std::size_t room = lit.out.size();
         std::vector<float> base(room), detail(room), broad(room), streaks(room), dry(room),
             ice(room);
-        int at[kRun], climateOf[kRun], frostOf[kRun];
+        int at[kRun], climateOf[kRun], frostOf[kRun], glowOf[kRun];
+        double distance[kRun], across[kRun], coverage[kRun];
+        Rgb space[kRun];
+        constexpr int kRoom = kRun + kMaxDoubleLanes;
+        double glowD[kRoom], glowX[kRoom], glowY[kRoom], glowR[kRoom], glowG[kRoom], glowB[kRoom];
         Vec normal[kRun];
         Rgb behind[kRun];
         double coverOf[kRun], lightOf[kRun];
@@ -546,22 +537,59 @@ void DrawPlanet(const ImageView& o, const Scene& sc) {
             for (int x0 = 0; x0 < w; x0 += kRun) {
                 const int x1 = std::min(w, x0 + kRun);
                 lit.count = 0;
+                // Which pixels of the run the glow reaches, and how far out.
+                int glows = 0;
                 for (int x = x0; x < x1; ++x) {
+                    const int j = x - x0;
                     std::uint8_t* px = row + 3 * x;
                     const double dx = (x + 0.5) - sc.cx;
                     const double d2 = dx * dx + dy * dy;
-                    Rgb back = Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
+                    const Rgb back =
+                        Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
                     if (d2 > reach * reach) {
                         px[0] = Byte(back.b);
                         px[1] = Byte(back.g);
                         px[2] = Byte(back.r);
+                        distance[j] = -1;
                         continue;
                     }
                     const double d = std::sqrt(d2);
                     // Coverage of the pixel by the disc, for a smooth edge.
                     const double cover = std::clamp(sc.radius - d + 0.5, 0.0, 1.0);
-                    if (sc.atmosphere && cover < 1 && d > 0)
-                        back = Add(back, sc.Halo(std::max(d, sc.radius), dx, dy));
+                    distance[j] = d;
+                    across[j] = dx;
+                    coverage[j] = cover;
+                    space[j] = back;
+                    glowOf[j] = -1;
+                    if (sc.atmosphere && cover < 1 && d > 0) {
+                        glowOf[j] = glows;
+                        glowD[glows] = std::max(d, sc.radius);
+                        glowX[glows] = dx;
+                        glowY[glows] = dy;
+                        ++glows;
+                    }
+                }
+                if (glows > 0) {
+                    for (int i = glows; i < glows + kMaxDoubleLanes; ++i) {
+                        glowD[i] = glowD[glows - 1];
+                        glowX[i] = glowX[glows - 1];
+                        glowY[i] = glowY[glows - 1];
+                    }
+                    CloudHaloKernel()({glowD, glowX, glowY, glows, sc.radius, sc.air, sc.sun.x,
+                                       sc.sun.y, sc.sun.z, sc.airColour.r, sc.airColour.g,
+                                       sc.airColour.b, glowR, glowG, glowB});
+                }
+                for (int x = x0; x < x1; ++x) {
+                    const int j = x - x0;
+                    const double d = distance[j];
+                    if (d < 0) continue;
+                    std::uint8_t* px = row + 3 * x;
+                    const double dx = across[j], cover = coverage[j];
+                    Rgb back = space[j];
+                    if (glowOf[j] >= 0) {
+                        const int g = glowOf[j];
+                        back = Add(back, Rgb{glowR[g], glowG[g], glowB[g]});
+                    }
                     Rgb c = back;
                     if (cover > 0) {
                         const double r = std::min(d, sc.radius) / sc.radius;

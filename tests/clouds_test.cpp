@@ -7,6 +7,7 @@
 #include <random>
 
 #include "app/kind_list.h"
+#include "core/detmath.h"
 #include "core/image.h"
 #include "kinds/clouds.h"
 #include "kinds/lanes/lanes.h"
@@ -142,6 +143,55 @@ TEST(Clouds, FieldKernelGivesTheScalarFieldsBitsOnEveryPath) {
         MemUnlock(h);
         MemFree(h);
     }
+}
+
+// The glow kernel on every vector path against the literal glow, bit for
+// bit: from the disc's edge out past six glow heights, all round the disc,
+// for suns in front, to the side and behind, and runs ending mid vector.
+TEST(Clouds, GlowKernelGivesTheScalarGlowsBitsOnEveryPath) {
+    const double radius = 1234.5;
+    std::vector<double> d, dx, dy;
+    for (int i = 0; i < 523; ++i) {
+        const double angle = i * 0.7853;
+        const double reach = radius * (1 + (i % 37) * 0.05 * 0.3 * 1.1) + (i % 3) * 0.25;
+        d.push_back(reach);
+        dx.push_back(reach * DetCos(angle));
+        dy.push_back(reach * DetSin(angle));
+    }
+    const std::array<double, 3> suns[] = {
+        {0, 0, 1}, {0.6, -0.3, 0.74}, {-0.2, 0.9, -0.38}, {0.0, 0.0, -1.0}};
+    test::ForEachSimdPath([&](const std::string& path) {
+        int mismatches = 0, glowing = 0;
+        for (const auto& sun : suns)
+            for (const double air : {0.01, 0.05, 0.3})
+                for (const int count : {1, 5, int(d.size())}) {
+                    const std::size_t room = std::size_t(count) + kMaxDoubleLanes;
+                    std::vector<double> cd(room), cx(room), cy(room), r(room), g(room), b(room);
+                    for (std::size_t i = 0; i < room; ++i) {
+                        const std::size_t k = std::min<std::size_t>(i, count - 1);
+                        cd[i] = d[k];
+                        cx[i] = dx[k];
+                        cy[i] = dy[k];
+                    }
+                    CloudHaloKernel()({cd.data(), cx.data(), cy.data(), count, radius, air, sun[0],
+                                       sun[1], sun[2], 96.0, 176.0, 255.0, r.data(), g.data(),
+                                       b.data()});
+                    for (int i = 0; i < count; ++i) {
+                        const double want[3] = {
+                            reference::LiteralHalo(d[i], dx[i], dy[i], radius, air, sun[0], sun[1],
+                                                   sun[2], 96.0),
+                            reference::LiteralHalo(d[i], dx[i], dy[i], radius, air, sun[0], sun[1],
+                                                   sun[2], 176.0),
+                            reference::LiteralHalo(d[i], dx[i], dy[i], radius, air, sun[0], sun[1],
+                                                   sun[2], 255.0)};
+                        const double got[3] = {r[i], g[i], b[i]};
+                        mismatches += std::memcmp(want, got, sizeof want) != 0;
+                        glowing += want[0] > 0;
+                    }
+                }
+        EXPECT_EQ(mismatches, 0) << path;
+        EXPECT_GT(glowing, 500) << path;
+    });
 }
 
 // Whole pictures agree on every vector path: the field, the levels the

@@ -104,5 +104,59 @@ void CloudFieldOf(const CloudFieldJob& job) {
     CloudFieldLanes<V>(job).Run();
 }
 
+// e^x for -745 < x <= 0 with DetExp's operations in its order: k = x / ln 2
+// rounded half away from zero, the remainder's Taylor series, times 2^k.
+template <class V>
+typename V::D ExpLanes(typename V::D x) {
+    using D = typename V::D;
+    constexpr double kInvLn2 = 1.44269504088896338700e+00;
+    constexpr double kLn2Hi = 6.93147180369123816490e-01;
+    constexpr double kLn2Lo = 1.90821492927058770002e-10;
+    const D zero = V::Set(0.0);
+    const D q = V::Mul(x, V::Set(kInvLn2));
+    const D t = V::Select(V::Less(q, zero), V::Negate(q), q);
+    const D whole = V::FromInt(V::Trunc(V::Add(t, V::Set(0.5))));
+    const D k = V::Select(V::Less(q, zero), V::Negate(whole), whole);
+    const D r = V::Sub(V::Sub(x, V::Mul(k, V::Set(kLn2Hi))), V::Mul(k, V::Set(kLn2Lo)));
+    D p = V::Set(1.0 / 87178291200.0);
+    constexpr double inv[] = {6227020800.0, 479001600.0, 39916800.0, 3628800.0, 362880.0, 40320.0,
+                              5040.0,       720.0,       120.0,      24.0,      6.0,      2.0};
+    for (double d : inv) p = V::Add(V::Mul(p, r), V::Set(1.0 / d));
+    p = V::Add(V::Mul(p, r), V::Set(1.0));
+    p = V::Add(V::Mul(p, r), V::Set(1.0));
+    return V::Mul(p, V::TwoTo(V::Trunc(k)));
+}
+
+template <class V>
+void CloudHaloOf(const CloudHaloJob& job) {
+    using D = typename V::D;
+    constexpr int N = V::kLanes;
+    const D radius = V::Set(job.radius), air = V::Set(job.air), one = V::Set(1.0);
+    const D zero = V::Set(0.0), six = V::Set(6.0);
+    const D sunX = V::Set(job.sunX), sunY = V::Set(job.sunY), sunZ = V::Set(job.sunZ);
+    // Smooth(-0.4, 0.6, x) and the backlight, as Scene::Halo has them.
+    const double e0 = -0.4, e1 = 0.6;
+    const D low = V::Set(e0), width = V::Set(e1 - e0), three = V::Set(3.0), two = V::Set(2.0);
+    const double back = 0.0 < -job.sunZ ? -job.sunZ : 0.0;  // std::max(0.0, -sunZ)
+    const D backlight = V::Set(1.2 * back * back * back);
+    for (int i = 0; i < job.count; i += N) {
+        const D d = V::Load(job.d + i);
+        const D h = V::Div(V::Sub(V::Div(d, radius), one), air);
+        const D rimX = V::Div(V::Load(job.dx + i), d), rimY = V::Div(V::Load(job.dy + i), d);
+        const D dot = V::Add(V::Add(V::Mul(rimX, sunX), V::Mul(rimY, sunY)), V::Mul(zero, sunZ));
+        D t = V::Div(V::Sub(dot, low), width);
+        t = V::Select(V::Less(t, zero), zero, t);
+        t = V::Select(V::Less(one, t), one, t);
+        const D lit = V::Mul(V::Mul(t, t), V::Sub(three, V::Mul(two, t)));
+        const D strength = V::Mul(V::Add(lit, backlight), ExpLanes<V>(V::Mul(V::Set(-1.6), h)));
+        const D k = V::Mul(V::Set(0.85), strength);
+        // Beyond six glow heights there is no glow.
+        const auto beyond = V::Less(six, h);
+        V::Store(job.r + i, V::Select(beyond, zero, V::Mul(V::Set(job.red), k)));
+        V::Store(job.g + i, V::Select(beyond, zero, V::Mul(V::Set(job.green), k)));
+        V::Store(job.b + i, V::Select(beyond, zero, V::Mul(V::Set(job.blue), k)));
+    }
+}
+
 }  // namespace
 }  // namespace tsn

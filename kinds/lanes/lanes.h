@@ -68,4 +68,25 @@ inline void (*CloudFieldKernel())(const CloudFieldJob&) {
                                                                     CloudFieldAvx512});
 }
 
+// Clouds' glow of air outside the disc at `count` pixels: distance d from
+// the centre (at least the radius) along (dx, dy), as Scene::Halo gives it
+// (its exponential by DetExp's operations), into r, g and b. The arrays have
+// room for `count` rounded up to a whole vector, with valid pixels in the
+// rest.
+struct CloudHaloJob {
+    const double *d, *dx, *dy;
+    int count;
+    double radius, air, sunX, sunY, sunZ, red, green, blue;
+    double *r, *g, *b;
+};
+
+void CloudHaloSse2(const CloudHaloJob& job);
+void CloudHaloAvx2(const CloudHaloJob& job);
+void CloudHaloAvx512(const CloudHaloJob& job);
+
+inline void (*CloudHaloKernel())(const CloudHaloJob&) {
+    return ActiveKernel(
+        SimdKernels<void (*)(const CloudHaloJob&)>{CloudHaloSse2, CloudHaloAvx2, CloudHaloAvx512});
+}
+
 }  // namespace tsn

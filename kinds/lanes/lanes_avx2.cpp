@@ -54,6 +54,13 @@ struct Avx2 {
     static D ToDouble(F a) { return _mm256_cvtps_pd(a); }
     static void StoreFloat(float* p, F v) { _mm_storeu_ps(p, v); }
 
+    static D Negate(D a) { return _mm256_xor_pd(a, _mm256_set1_pd(-0.0)); }
+    static D FromInt(I a) { return _mm256_cvtepi32_pd(a); }
+    // 2^k for whole k of -1022 .. 1023.
+    static D TwoTo(I k) {
+        const __m256i e = _mm256_cvtepi32_epi64(_mm_add_epi32(k, _mm_set1_epi32(1023)));
+        return _mm256_castsi256_pd(_mm256_slli_epi64(e, 52));
+    }
     static I SetI(int v) { return _mm_set1_epi32(v); }
     static I Trunc(D a) { return _mm256_cvttpd_epi32(a); }
     static I AndI(I a, I b) { return _mm_and_si128(a, b); }
@@ -74,6 +81,9 @@ struct Avx2 {
 
 void ParticleRowAvx2(const ParticleRowJob& job) {
     ParticleRowOf<Avx2>(job);
+}
+void CloudHaloAvx2(const CloudHaloJob& job) {
+    CloudHaloOf<Avx2>(job);
 }
 void CloudFieldAvx2(const CloudFieldJob& job) {
     CloudFieldOf<Avx2>(job);

@@ -57,6 +57,16 @@ struct Avx512 {
     static D ToDouble(F a) { return _mm512_cvtps_pd(a); }
     static void StoreFloat(float* p, F v) { _mm256_storeu_ps(p, v); }
 
+    static D Negate(D a) {
+        return _mm512_castsi512_pd(
+            _mm512_xor_si512(_mm512_castpd_si512(a), _mm512_set1_epi64(0x8000000000000000LL)));
+    }
+    static D FromInt(I a) { return _mm512_cvtepi32_pd(a); }
+    // 2^k for whole k of -1022 .. 1023.
+    static D TwoTo(I k) {
+        const __m512i e = _mm512_cvtepi32_epi64(_mm256_add_epi32(k, _mm256_set1_epi32(1023)));
+        return _mm512_castsi512_pd(_mm512_slli_epi64(e, 52));
+    }
     static I SetI(int v) { return _mm256_set1_epi32(v); }
     static I Trunc(D a) { return _mm512_cvttpd_epi32(a); }
     static I AndI(I a, I b) { return _mm256_and_si256(a, b); }
@@ -78,6 +88,9 @@ struct Avx512 {
 
 void ParticleRowAvx512(const ParticleRowJob& job) {
     ParticleRowOf<Avx512>(job);
+}
+void CloudHaloAvx512(const CloudHaloJob& job) {
+    CloudHaloOf<Avx512>(job);
 }
 void CloudFieldAvx512(const CloudFieldJob& job) {
     CloudFieldOf<Avx512>(job);

@@ -54,6 +54,14 @@ struct Sse2 {
     static D ToDouble(F a) { return _mm_cvtps_pd(a); }
     static void StoreFloat(float* p, F v) { _mm_storel_pi(reinterpret_cast<__m64*>(p), v); }
 
+    static D Negate(D a) { return _mm_xor_pd(a, _mm_set1_pd(-0.0)); }
+    static D FromInt(I a) { return _mm_cvtepi32_pd(a); }
+    // 2^k for whole k of -1022 .. 1023 (so k + 1023 is never negative).
+    static D TwoTo(I k) {
+        const __m128i e =
+            _mm_unpacklo_epi32(_mm_add_epi32(k, _mm_set1_epi32(1023)), _mm_setzero_si128());
+        return _mm_castsi128_pd(_mm_slli_epi64(e, 52));
+    }
     static I SetI(int v) { return _mm_set1_epi32(v); }
     static I Trunc(D a) { return _mm_cvttpd_epi32(a); }
     static I AndI(I a, I b) { return _mm_and_si128(a, b); }
@@ -70,6 +78,9 @@ struct Sse2 {
 
 void ParticleRowSse2(const ParticleRowJob& job) {
     ParticleRowOf<Sse2>(job);
+}
+void CloudHaloSse2(const CloudHaloJob& job) {
+    CloudHaloOf<Sse2>(job);
 }
 void CloudFieldSse2(const CloudFieldJob& job) {
     CloudFieldOf<Sse2>(job);

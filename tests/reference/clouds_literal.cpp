@@ -1,7 +1,9 @@
 #include "tests/reference/clouds_literal.h"
 
+#include <algorithm>
 #include <cmath>
 
+#include "core/detmath.h"
 #include "core/random.h"
 
 namespace tsn::reference {
@@ -104,6 +106,20 @@ float LiteralSphereField(const float* f, int n, int octaves, double swirl, doubl
     if (wz >= 0.01)
         v += wz * Plane(f, n, octaves, swirl, x * scale, y * scale, 0.23, 0.89 + offset, twist);
     return float(v / std::sqrt(wx * wx + wy * wy + wz * wz));
+}
+
+double LiteralHalo(double d, double dx, double dy, double radius, double air, double sunX,
+                   double sunY, double sunZ, double channel) {
+    const double h = (d / radius - 1.0) / air;
+    if (h > 6) return 0;
+    const double rimX = dx / d, rimY = dy / d, rimZ = 0.0;
+    const double towardSun = rimX * sunX + rimY * sunY + rimZ * sunZ;
+    const double e0 = -0.4, e1 = 0.6;
+    const double t = std::clamp((towardSun - e0) / (e1 - e0), 0.0, 1.0);
+    const double lit = t * t * (3 - 2 * t);
+    const double back = std::max(0.0, -sunZ);
+    const double strength = (lit + 1.2 * back * back * back) * DetExp(-1.6 * h);
+    return channel * (0.85 * strength);
 }
 
 }  // namespace tsn::reference

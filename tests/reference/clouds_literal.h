@@ -21,4 +21,12 @@ std::vector<double> LiteralCloudField(std::uint32_t seed, double roughness, int 
 float LiteralSphereField(const float* f, int n, int octaves, double swirl, double x, double y,
                          double z, double scale, double offset, bool twist);
 
+// The rim of air outside the planet's disc in one colour channel of
+// strength `channel`: at distance d (pixels, at least the radius) from the
+// centre along direction (dx, dy), for a sun at (sunX, sunY, sunZ) and a
+// glow `air` radii high, fading as e^(-1.6 h) over h glow heights, lit on
+// the sunward side and, for a backlit planet, all round.
+double LiteralHalo(double d, double dx, double dy, double radius, double air, double sunX,
+                   double sunY, double sunZ, double channel);
+
 }  // namespace tsn::reference
