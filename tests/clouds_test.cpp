@@ -150,20 +150,26 @@ TEST(Clouds, FieldKernelGivesTheScalarFieldsBitsOnEveryPath) {
 // for suns in front, to the side and behind, and runs ending mid vector.
 TEST(Clouds, GlowKernelGivesTheScalarGlowsBitsOnEveryPath) {
     const double radius = 1234.5;
-    std::vector<double> d, dx, dy;
-    for (int i = 0; i < 523; ++i) {
-        const double angle = i * 0.7853;
-        const double reach = radius * (1 + (i % 37) * 0.05 * 0.3 * 1.1) + (i % 3) * 0.25;
-        d.push_back(reach);
-        dx.push_back(reach * DetCos(angle));
-        dy.push_back(reach * DetSin(angle));
-    }
+    // Points spread evenly over 0 to 6.5 glow heights and all round.
+    auto ring = [&](double air, std::vector<double>* d, std::vector<double>* dx,
+                    std::vector<double>* dy) {
+        for (int i = 0; i < 523; ++i) {
+            const double spread = i * 0.6180339887 - std::floor(i * 0.6180339887);
+            const double reach = radius * (1 + air * 6.5 * spread);
+            const double angle = i * 0.7853;
+            d->push_back(reach);
+            dx->push_back(reach * DetCos(angle));
+            dy->push_back(reach * DetSin(angle));
+        }
+    };
     const std::array<double, 3> suns[] = {
         {0, 0, 1}, {0.6, -0.3, 0.74}, {-0.2, 0.9, -0.38}, {0.0, 0.0, -1.0}};
     test::ForEachSimdPath([&](const std::string& path) {
         int mismatches = 0, glowing = 0;
         for (const auto& sun : suns)
-            for (const double air : {0.01, 0.05, 0.3})
+            for (const double air : {0.01, 0.05, 0.3}) {
+                std::vector<double> d, dx, dy;
+                ring(air, &d, &dx, &dy);
                 for (const int count : {1, 5, int(d.size())}) {
                     const std::size_t room = std::size_t(count) + kMaxDoubleLanes;
                     std::vector<double> cd(room), cx(room), cy(room), r(room), g(room), b(room);
@@ -189,6 +195,7 @@ TEST(Clouds, GlowKernelGivesTheScalarGlowsBitsOnEveryPath) {
                         glowing += want[0] > 0;
                     }
                 }
+            }
         EXPECT_EQ(mismatches, 0) << path;
         EXPECT_GT(glowing, 500) << path;
     });
