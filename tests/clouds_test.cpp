@@ -89,6 +89,13 @@ std::vector<std::array<double, 3>> SpherePoints() {
             p[(a + 1) % 3] = s * 0.7;
             points.push_back(p);
         }
+    // Neighbouring pixels of a disc 900 pixels across, along two rows: the
+    // kernels read such runs from one stretch of a row of the grid.
+    for (const double y : {-0.21, 0.63})
+        for (int x = -300; x < 300; x += 3) {
+            const double px = x / 450.0, z = std::sqrt(1 - px * px - y * y);
+            points.push_back({px, y, z});
+        }
     // x^4 / (x^4 + 2 y^4) = 0.01 at x = y * (2 / 99)^(1/4).
     const double edge = std::pow(2.0 / 99.0, 0.25);
     for (double k : {edge * 0.999999, edge, edge * 1.000001, edge * 1.01})
