@@ -11,7 +11,7 @@
 #include "core/parallel.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
-#include "kinds/lanes/lanes.h"
+#include "kinds/clouds/clouds_lanes.h"
 #include "synth/fft.h"
 
 namespace tsn {
@@ -146,7 +146,7 @@ inline double Smooth(double e0, double e1, double x) {
 // the surface faces each axis, so there are no seams and no pinched poles.
 // Each projection is twisted by the field itself (for the clouds) and
 // carries scaled copies of the grid for detail it lacks. The row kernel
-// (kinds/lanes) evaluates it at many points at once.
+// (kinds/clouds/) evaluates it at many points at once.
 struct SphereField {
     const float* f = nullptr;
     int n = 0, bits = 0;

@@ -25,7 +25,7 @@
 #include "core/packed.h"
 #include "kind/descriptor.h"
 #include "kind/master_record.h"
-#include "kinds/lanes/lanes.h"
+#include "kinds/particle/particle_lanes.h"
 
 namespace tsn {
 

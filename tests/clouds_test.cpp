@@ -10,7 +10,7 @@
 #include "core/detmath.h"
 #include "core/image.h"
 #include "kinds/clouds.h"
-#include "kinds/lanes/lanes.h"
+#include "kinds/clouds/clouds_lanes.h"
 #include "tests/reference/clouds_literal.h"
 #include "tests/test_support.h"
 

@@ -1,15 +1,13 @@
-// The double-lane row loops with SSE2, which every x86-64 processor has.
-#include <immintrin.h>
-
-#include <cstdint>
-
-#include "kinds/lanes/clouds_kernel.h"
-#include "kinds/lanes/particle_kernel.h"
+// Lanes of doubles (with the floats and 32-bit integers that go with them) for
+// row kernels written over a lanes type: SSE2, two lanes. Include <immintrin.h>
+// first and this in baseline code; the type has internal linkage, so nothing
+// built for one instruction set stands in for another's code.
+#pragma once
 
 namespace tsn {
 namespace {
 
-struct Sse2 {
+struct DoubleLanesSse2 {
     using D = __m128d;
     using M = __m128d;
     using F = __m128;   // two lanes used
@@ -75,15 +73,4 @@ struct Sse2 {
 };
 
 }  // namespace
-
-void ParticleRowSse2(const ParticleRowJob& job) {
-    ParticleRowOf<Sse2>(job);
-}
-void CloudHaloSse2(const CloudHaloJob& job) {
-    CloudHaloOf<Sse2>(job);
-}
-void CloudFieldSse2(const CloudFieldJob& job) {
-    CloudFieldOf<Sse2>(job);
-}
-
 }  // namespace tsn

@@ -1,8 +1,8 @@
-// Particle's row loop written once over a lanes type V (lanes_traits.h),
+// Particle's row loop written once over a lanes type V (core/double_lanes_*.h),
 // compiled once per instruction set.
 #pragma once
 
-#include "kinds/lanes/lanes.h"
+#include "kinds/particle/particle_lanes.h"
 
 namespace tsn {
 namespace {

@@ -1,22 +1,14 @@
-// The double-lane row loops with AVX-512, for processors that have it.
-// The standard headers come first so that only our own code below is built
-// for the wider instruction set.
-#include <immintrin.h>
-
-#include <cstdint>
-
-#include "core/simd_target.h"
-#include "kinds/lanes/lanes.h"
-
-TSN_TARGET_BEGIN("avx512f")
-
-#include "kinds/lanes/clouds_kernel.h"
-#include "kinds/lanes/particle_kernel.h"
+// Lanes of doubles (with the floats and 32-bit integers that go with them) for
+// row kernels written over a lanes type: AVX-512, eight lanes. Include
+// <immintrin.h> first and this inside TSN_TARGET_BEGIN("avx512f"); the type has
+// internal linkage, so nothing built for one instruction set stands in for
+// another's code.
+#pragma once
 
 namespace tsn {
 namespace {
 
-struct Avx512 {
+struct DoubleLanesAvx512 {
     using D = __m512d;
     using M = __mmask8;
     using F = __m256;
@@ -85,17 +77,4 @@ struct Avx512 {
 };
 
 }  // namespace
-
-void ParticleRowAvx512(const ParticleRowJob& job) {
-    ParticleRowOf<Avx512>(job);
-}
-void CloudHaloAvx512(const CloudHaloJob& job) {
-    CloudHaloOf<Avx512>(job);
-}
-void CloudFieldAvx512(const CloudFieldJob& job) {
-    CloudFieldOf<Avx512>(job);
-}
-
 }  // namespace tsn
-
-TSN_TARGET_END

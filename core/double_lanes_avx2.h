@@ -1,22 +1,14 @@
-// The double-lane row loops with AVX2, for processors that have it. The
-// standard headers come first so that only our own code below is built for
-// the wider instruction set.
-#include <immintrin.h>
-
-#include <cstdint>
-
-#include "core/simd_target.h"
-#include "kinds/lanes/lanes.h"
-
-TSN_TARGET_BEGIN("avx2")
-
-#include "kinds/lanes/clouds_kernel.h"
-#include "kinds/lanes/particle_kernel.h"
+// Lanes of doubles (with the floats and 32-bit integers that go with them) for
+// row kernels written over a lanes type: AVX2, four lanes. Include
+// <immintrin.h> first and this inside TSN_TARGET_BEGIN("avx2"); the type has
+// internal linkage, so nothing built for one instruction set stands in for
+// another's code.
+#pragma once
 
 namespace tsn {
 namespace {
 
-struct Avx2 {
+struct DoubleLanesAvx2 {
     using D = __m256d;
     using M = __m256d;
     using F = __m128;
@@ -78,17 +70,4 @@ struct Avx2 {
 };
 
 }  // namespace
-
-void ParticleRowAvx2(const ParticleRowJob& job) {
-    ParticleRowOf<Avx2>(job);
-}
-void CloudHaloAvx2(const CloudHaloJob& job) {
-    CloudHaloOf<Avx2>(job);
-}
-void CloudFieldAvx2(const CloudFieldJob& job) {
-    CloudFieldOf<Avx2>(job);
-}
-
 }  // namespace tsn
-
-TSN_TARGET_END

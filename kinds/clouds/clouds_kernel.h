@@ -1,9 +1,9 @@
 // Clouds' field on the sphere (three planar projections of a periodic
 // field, each optionally twisted by the field and carrying finer copies of
-// it) written once over a lanes type V, compiled once per instruction set.
+// it) written once over a lanes type V (core/double_lanes_*.h), compiled once per instruction set.
 #pragma once
 
-#include "kinds/lanes/lanes.h"
+#include "kinds/clouds/clouds_lanes.h"
 
 namespace tsn {
 namespace {
