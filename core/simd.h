@@ -10,6 +10,10 @@ namespace tsn {
 
 enum class SimdPath { Sse2 = 0, Avx2 = 1, Avx512 = 2 };
 
+// Lanes of doubles in the widest vector (AVX-512); row loops on double lanes
+// leave this much room past their last value.
+constexpr int kMaxDoubleLanes = 8;
+
 inline bool SimdPathAvailable(SimdPath path) {
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(_M_X64))
     switch (path) {

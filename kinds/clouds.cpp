@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "core/detmath.h"
 #include "core/image.h"
 #include "core/parallel.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
+#include "kinds/clouds/clouds_lanes.h"
 #include "synth/fft.h"
 
 namespace tsn {
@@ -118,20 +120,6 @@ Complex Coefficient(std::uint32_t seed, int kx, int ky, double roughness) {
     return {amplitude * DetCos(phase), amplitude * DetSin(phase)};
 }
 
-// Bilinear sample of the n x n periodic field at (u, v) in cells.
-inline float Sample(const float* f, int n, double u, double v) {
-    const double fu = std::floor(u), fv = std::floor(v);
-    const float tu = float(u - fu), tv = float(v - fv);
-    const int mask = n - 1;
-    const int i0 = int(fu) & mask, j0 = int(fv) & mask;
-    const int i1 = (i0 + 1) & mask, j1 = (j0 + 1) & mask;
-    const float* r0 = f + std::size_t(j0) * n;
-    const float* r1 = f + std::size_t(j1) * n;
-    const float a = r0[i0] + tu * (r0[i1] - r0[i0]);
-    const float b = r1[i0] + tu * (r1[i1] - r1[i0]);
-    return a + tv * (b - a);
-}
-
 struct Vec {
     double x, y, z;
 };
@@ -155,53 +143,47 @@ inline double Smooth(double e0, double e1, double x) {
 
 // The field on the sphere: three planar projections blended by how squarely
 // the surface faces each axis, so there are no seams and no pinched poles.
+// Each projection is twisted by the field itself (for the clouds) and
+// carries scaled copies of the grid for detail it lacks. The row kernel
+// (kinds/clouds/) evaluates it at many points at once.
 struct SphereField {
     const float* f = nullptr;
-    int n = 0;
+    int n = 0, bits = 0;
     int octaves = 1;  // the grid, then scaled copies for detail it lacks
     double swirl = 0;
+};
 
-    // One planar projection at (a, b) (in field periods), twisted by the
-    // field itself, with its detail octaves.
-    float Plane(double a, double b, double ox, double oy, bool twist) const {
-        double u = (a + ox) * n, v = (b + oy) * n;
-        if (twist) {
-            // The twist moves the point once; the finer copies follow it,
-            // so their detail is carried along the same eddies.
-            const double k = swirl * n * 0.32;
-            const double du = Sample(f, n, u + 0.37 * n, v + 0.71 * n);
-            const double dv = Sample(f, n, u + 0.83 * n, v + 0.19 * n);
-            u += k * du;
-            v += k * dv;
-        }
-        float total = Sample(f, n, u, v), weight = 1;
-        for (int o = 1; o < octaves; ++o) {
-            // The next copy 4.3 times finer, scaled as the spectrum falls.
-            u = u * 4.3 + 0.29 * n;
-            v = v * 4.3 + 0.53 * n;
-            weight *= 0.16f;
-            total += weight * Sample(f, n, u, v);
-        }
-        return total;
+// Points on the unit sphere for the field kernel, with room for whole
+// vectors past the last one.
+struct FieldPoints {
+    std::vector<double> x, y, z;
+    std::vector<float> out;
+    int count = 0;
+
+    explicit FieldPoints(int capacity) {
+        const std::size_t room = std::size_t(capacity) + kMaxDoubleLanes;
+        x.resize(room);
+        y.resize(room);
+        z.resize(room);
+        out.resize(room);
     }
-
-    float At(const Vec& p, double scale, double offset, bool twist) const {
-        double wx = p.x * p.x, wy = p.y * p.y, wz = p.z * p.z;
-        wx *= wx;
-        wy *= wy;
-        wz *= wz;
-        const double sum = wx + wy + wz;
-        wx /= sum;
-        wy /= sum;
-        wz /= sum;
-        // A plane that weighs under a hundredth is not sampled: it would
-        // change nothing visible, and most points need only one or two.
-        double v = 0;
-        if (wx >= 0.01) v += wx * Plane(p.y * scale, p.z * scale, offset, 0.11, twist);
-        if (wy >= 0.01) v += wy * Plane(p.z * scale, p.x * scale, 0.47 + offset, 0.61, twist);
-        if (wz >= 0.01) v += wz * Plane(p.x * scale, p.y * scale, 0.23, 0.89 + offset, twist);
-        // Blending lowers the contrast; this gives it back.
-        return float(v / std::sqrt(wx * wx + wy * wy + wz * wz));
+    void Add(const Vec& p) {
+        x[count] = p.x;
+        y[count] = p.y;
+        z[count] = p.z;
+        ++count;
+    }
+    // The field at every point into `values` (which has the same room);
+    // the kernel's spare lanes repeat the last point.
+    void FieldAt(const SphereField& fd, double scale, double offset, bool twist, float* values) {
+        if (count == 0) return;
+        for (int i = count; i < count + kMaxDoubleLanes; ++i) {
+            x[i] = x[count - 1];
+            y[i] = y[count - 1];
+            z[i] = z[count - 1];
+        }
+        CloudFieldKernel()({fd.f, fd.n, fd.bits, fd.octaves, fd.swirl, x.data(), y.data(), z.data(),
+                            count, scale, offset, twist, values});
     }
 };
 
@@ -213,10 +195,14 @@ struct Planet {
     Vec m0, m1, m2;
 
     Vec ToBody(const Vec& n) const { return {Dot(m0, n), Dot(m1, n), Dot(m2, n)}; }
-    double Cloud(const Vec& p) const {
+    // The two fields the clouds are made of, at every point of `pts`.
+    void CloudFields(FieldPoints& pts, float* broad, float* streaks) const {
+        pts.FieldAt(field, scale, 0.0, true, broad);
+        pts.FieldAt(field, scale * 1.7, 0.57, true, streaks);
+    }
+    double Cloud(const Vec& p, float broad, float streaks) const {
         // Broad systems plus streaks where a finer field crosses zero.
-        double c = field.At(p, scale, 0.0, true) +
-                   0.5 * (0.55 - std::fabs(field.At(p, scale * 1.7, 0.57, true)));
+        double c = broad + 0.5 * (0.55 - std::fabs(streaks));
         if (bands > 0) {
             // Belts and zones of several widths, their edges rippled by
             // the field.
@@ -229,9 +215,11 @@ struct Planet {
     }
     // Continents, with finer detail so the coasts stay ragged however
     // smooth the weather is.
-    double Height(const Vec& p) const {
-        return field.At(p, scale * 0.45, 0.31, false) + 0.3 * field.At(p, scale * 1.9, 0.13, false);
+    void HeightFields(FieldPoints& pts, float* base, float* detail) const {
+        pts.FieldAt(field, scale * 0.45, 0.31, false, base);
+        pts.FieldAt(field, scale * 1.9, 0.13, false, detail);
     }
+    static double Height(float base, float detail) { return base + 0.3 * detail; }
 };
 
 // Evenly spread points on the sphere, for the levels that give the asked
@@ -277,22 +265,29 @@ struct Scene {
     Vec sun, halfway;
     Rgb airColour, cloudColour, oceanColour, landColour, spaceColour, iceColour, desertColour;
 
-    // The lit surface at unit normal n (viewer's frame).
-    Rgb Surface(const Vec& n) const {
+    // The fields the lit surface at one point needs (Surface's order of
+    // use): the height, a slow field of climate where that is land, the
+    // field that roughens the ice line near the poles, and the clouds.
+    struct Fields {
+        float base = 0, detail = 0, climate = 0, frost = 0, broad = 0, streaks = 0;
+    };
+    bool NeedsClimate(double height) const { return planet.hasLand && height > planet.landLevel; }
+    bool NeedsFrost(const Vec& p) const {
+        return planet.hasIce && std::fabs(p.y) > planet.iceLine - 0.35;
+    }
+
+    // The lit surface at unit normal n (viewer's frame), where the sun
+    // reaches (light > -0.15); p is n in the planet's frame.
+    Rgb Surface(const Vec& n, const Vec& p, double light, const Fields& f) const {
         const Planet& pl = planet;
-        const Vec p = pl.ToBody(n);
-        const double light = Dot(n, sun);
-        // Night: nothing of the surface shows, only the haze.
-        if (light <= -0.15) return Haze(Rgb{0, 0, 0}, n, light);
         Rgb ground = oceanColour;
         double wet = 1;
         if (pl.hasLand) {
-            const double h = pl.Height(p);
+            const double h = Planet::Height(f.base, f.detail);
             if (h > pl.landLevel) {
                 const double up = std::clamp((h - pl.landLevel) / 1.6, 0.0, 1.0);
                 // Dry country where a slow field of climate runs high.
-                const double dry =
-                    0.75 * Smooth(0.3, 1.3, pl.field.At(p, pl.scale * 0.3, 0.77, false));
+                const double dry = 0.75 * Smooth(0.3, 1.3, f.climate);
                 ground = Scale(Mix(landColour, desertColour, dry), 1.0 - 0.45 * up);
                 wet = 0;
             } else {
@@ -301,13 +296,14 @@ struct Scene {
                     Scale(oceanColour, 0.7 + 0.5 * Smooth(pl.landLevel - 0.8, pl.landLevel, h));
             }
         }
-        if (pl.hasIce && std::fabs(p.y) > pl.iceLine - 0.35) {
-            const double ice = Smooth(pl.iceLine - 0.03, pl.iceLine + 0.03,
-                                      std::fabs(p.y) + 0.05 * pl.field.At(p, 2.0, 0.7, false));
+        if (NeedsFrost(p)) {
+            const double ice =
+                Smooth(pl.iceLine - 0.03, pl.iceLine + 0.03, std::fabs(p.y) + 0.05 * f.frost);
             ground = Mix(ground, iceColour, ice);
             wet *= 1 - ice;
         }
-        const double cloud = Smooth(pl.coverLevel, pl.coverLevel + 1.3, pl.Cloud(p));
+        const double cloud =
+            Smooth(pl.coverLevel, pl.coverLevel + 1.3, pl.Cloud(p, f.broad, f.streaks));
         // A soft terminator: light wraps a little past the edge of the disc
         // of day, as it does through an atmosphere.
         const double day = Smooth(-0.12, 1.0, light) * 1.08;
@@ -329,19 +325,6 @@ struct Scene {
         const double lit = Smooth(-0.35, 0.6, light);
         c = Mix(c, Scale(airColour, lit), 0.75 * haze);
         return Add(c, Scale(airColour, 0.25 * haze * lit));
-    }
-
-    // The rim of air outside the disc, at distance d (pixels) from the
-    // centre along direction (dx, dy) (viewer's frame, y up).
-    Rgb Halo(double d, double dx, double dy) const {
-        const double h = (d / radius - 1.0) / air;
-        if (h > 6) return {0, 0, 0};
-        const Vec rim{dx / d, dy / d, 0.0};
-        const double lit = Smooth(-0.4, 0.6, Dot(rim, sun));
-        // Sunlight scattered forward makes a backlit planet ring with light.
-        const double back = std::max(0.0, -sun.z);
-        const double strength = (lit + 1.2 * back * back * back) * DetExp(-1.6 * h);
-        return Scale(airColour, 0.85 * strength);
     }
 };
 
@@ -437,6 +420,28 @@ MemHandle CloudField(std::uint32_t seed, double roughness, int bits) {
 
 namespace {
 
+// The 2^bits square field of `square` laid out as the field kernel reads
+// it: rows of 2^bits + 1 values, the last repeating the first. Frees
+// `square`; 0 when memory runs out.
+MemHandle WithRowsWrapped(MemHandle square, int bits) {
+    const auto* f = static_cast<const float*>(MemLock(square));
+    const std::size_t n = std::size_t(1) << bits;
+    const MemHandle wrapped = f ? MemAlloc((n + 1) * n * sizeof(float)) : 0;
+    auto* g = static_cast<float*>(MemLock(wrapped));
+    if (g) {
+        for (std::size_t y = 0; y < n; ++y) {
+            std::memcpy(g + y * (n + 1), f + y * n, n * sizeof(float));
+            g[y * (n + 1) + n] = f[y * n];
+        }
+        MemUnlock(wrapped);
+    } else {
+        MemFree(wrapped);
+    }
+    if (f) MemUnlock(square);
+    MemFree(square);
+    return g ? wrapped : 0;
+}
+
 // The scene a block asks for in a w x h picture: the disc, the light, the
 // colours and the planet's turn; its field comes later.
 Scene SceneOf(const CloudsParameters& b, int w, int h) {
@@ -479,11 +484,16 @@ Scene SceneOf(const CloudsParameters& b, int w, int h) {
 
 // The levels over which the asked shares of cloud and land lie.
 void SetLevels(const CloudsParameters& b, Planet* pl) {
+    FieldPoints probes(kProbes);
+    for (int i = 0; i < kProbes; ++i) probes.Add(Probe(i));
+    std::vector<float> broad(probes.out.size()), streaks(broad.size()), base(broad.size()),
+        detail(broad.size());
+    pl->CloudFields(probes, broad.data(), streaks.data());
+    pl->HeightFields(probes, base.data(), detail.data());
     double clouds[kProbes], heights[kProbes];
     for (int i = 0; i < kProbes; ++i) {
-        const Vec p = Probe(i);
-        clouds[i] = pl->Cloud(p);
-        heights[i] = pl->Height(p);
+        clouds[i] = pl->Cloud(Probe(i), broad[i], streaks[i]);
+        heights[i] = Planet::Height(base[i], detail[i]);
     }
     const int cover = std::clamp(int(b.cover), 0, 100);
     pl->coverLevel = cover == 0 ? 1e30 : Level(clouds, cover) - 0.3;
@@ -495,41 +505,153 @@ void SetLevels(const CloudsParameters& b, Planet* pl) {
     pl->iceLine = 1.0 - ice / 100.0;
 }
 
-// The planet and its glow over the stars already in the picture.
+// The planet and its glow over the stars already in the picture. Each row
+// goes in runs of pixels: the geometry of every pixel first, then the
+// field at all the sunlit points of the run at once, then their colours.
+constexpr int kRun = 256;
+
 void DrawPlanet(const ImageView& o, const Scene& sc) {
     const int w = o.width, h = o.depth;
     const double reach = sc.radius * (1 + (sc.atmosphere ? 6 * sc.air : 0)) + 2;
+    const Planet& pl = sc.planet;
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
+        // The run's sunlit points: where they go, what lies behind them, and
+        // how much of their pixel the disc covers.
+        FieldPoints lit(kRun), climate(kRun), frost(kRun);
+        const std::size_t room = lit.out.size();
+        std::vector<float> base(room), detail(room), broad(room), streaks(room), dry(room),
+            ice(room);
+        int at[kRun], climateOf[kRun], frostOf[kRun], glowOf[kRun];
+        double distance[kRun], across[kRun], coverage[kRun];
+        Rgb space[kRun];
+        constexpr int kRoom = kRun + kMaxDoubleLanes;
+        double glowD[kRoom], glowX[kRoom], glowY[kRoom], glowR[kRoom], glowG[kRoom], glowB[kRoom];
+        Vec normal[kRun];
+        Rgb behind[kRun];
+        double coverOf[kRun], lightOf[kRun];
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
             const double dy = sc.cy - (y + 0.5);
-            for (int x = 0; x < w; ++x) {
-                std::uint8_t* px = row + 3 * x;
-                const double dx = (x + 0.5) - sc.cx;
-                const double d2 = dx * dx + dy * dy;
-                Rgb back = Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
-                if (d2 > reach * reach) {
-                    px[0] = Byte(back.b);
-                    px[1] = Byte(back.g);
-                    px[2] = Byte(back.r);
-                    continue;
+            for (int x0 = 0; x0 < w; x0 += kRun) {
+                const int x1 = std::min(w, x0 + kRun);
+                lit.count = 0;
+                // Which pixels of the run the glow reaches, and how far out.
+                int glows = 0;
+                for (int x = x0; x < x1; ++x) {
+                    const int j = x - x0;
+                    std::uint8_t* px = row + 3 * x;
+                    const double dx = (x + 0.5) - sc.cx;
+                    const double d2 = dx * dx + dy * dy;
+                    const Rgb back =
+                        Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
+                    if (d2 > reach * reach) {
+                        px[0] = Byte(back.b);
+                        px[1] = Byte(back.g);
+                        px[2] = Byte(back.r);
+                        distance[j] = -1;
+                        continue;
+                    }
+                    const double d = std::sqrt(d2);
+                    // Coverage of the pixel by the disc, for a smooth edge.
+                    const double cover = std::clamp(sc.radius - d + 0.5, 0.0, 1.0);
+                    distance[j] = d;
+                    across[j] = dx;
+                    coverage[j] = cover;
+                    space[j] = back;
+                    glowOf[j] = -1;
+                    if (sc.atmosphere && cover < 1 && d > 0) {
+                        glowOf[j] = glows;
+                        glowD[glows] = std::max(d, sc.radius);
+                        glowX[glows] = dx;
+                        glowY[glows] = dy;
+                        ++glows;
+                    }
                 }
-                const double d = std::sqrt(d2);
-                // Coverage of the pixel by the disc, for a smooth edge.
-                const double cover = std::clamp(sc.radius - d + 0.5, 0.0, 1.0);
-                if (sc.atmosphere && cover < 1 && d > 0)
-                    back = Add(back, sc.Halo(std::max(d, sc.radius), dx, dy));
-                Rgb c = back;
-                if (cover > 0) {
-                    const double r = std::min(d, sc.radius) / sc.radius;
-                    const double nz = std::sqrt(std::max(0.0, 1 - r * r));
-                    const double k = d > 0 ? r / d : 0;
-                    c = Mix(back, sc.Surface({dx * k, dy * k, nz}), cover);
+                if (glows > 0) {
+                    for (int i = glows; i < glows + kMaxDoubleLanes; ++i) {
+                        glowD[i] = glowD[glows - 1];
+                        glowX[i] = glowX[glows - 1];
+                        glowY[i] = glowY[glows - 1];
+                    }
+                    CloudHaloKernel()({glowD, glowX, glowY, glows, sc.radius, sc.air, sc.sun.x,
+                                       sc.sun.y, sc.sun.z, sc.airColour.r, sc.airColour.g,
+                                       sc.airColour.b, glowR, glowG, glowB});
                 }
-                px[0] = Byte(c.b);
-                px[1] = Byte(c.g);
-                px[2] = Byte(c.r);
+                for (int x = x0; x < x1; ++x) {
+                    const int j = x - x0;
+                    const double d = distance[j];
+                    if (d < 0) continue;
+                    std::uint8_t* px = row + 3 * x;
+                    const double dx = across[j], cover = coverage[j];
+                    Rgb back = space[j];
+                    if (glowOf[j] >= 0) {
+                        const int g = glowOf[j];
+                        back = Add(back, Rgb{glowR[g], glowG[g], glowB[g]});
+                    }
+                    Rgb c = back;
+                    if (cover > 0) {
+                        const double r = std::min(d, sc.radius) / sc.radius;
+                        const double nz = std::sqrt(std::max(0.0, 1 - r * r));
+                        const double k = d > 0 ? r / d : 0;
+                        const Vec n{dx * k, dy * k, nz};
+                        const double light = Dot(n, sc.sun);
+                        if (light > -0.15) {
+                            // Coloured once the run's fields are known.
+                            const int i = lit.count;
+                            at[i] = x;
+                            normal[i] = n;
+                            behind[i] = back;
+                            coverOf[i] = cover;
+                            lightOf[i] = light;
+                            lit.Add(pl.ToBody(n));
+                            continue;
+                        }
+                        // Night: nothing of the surface shows, only the haze.
+                        c = Mix(back, sc.Haze(Rgb{0, 0, 0}, n, light), cover);
+                    }
+                    px[0] = Byte(c.b);
+                    px[1] = Byte(c.g);
+                    px[2] = Byte(c.r);
+                }
+                if (lit.count == 0) continue;
+                climate.count = frost.count = 0;
+                if (pl.hasLand) {
+                    pl.HeightFields(lit, base.data(), detail.data());
+                    for (int i = 0; i < lit.count; ++i) {
+                        climateOf[i] = -1;
+                        if (!sc.NeedsClimate(Planet::Height(base[i], detail[i]))) continue;
+                        climateOf[i] = climate.count;
+                        climate.Add({lit.x[i], lit.y[i], lit.z[i]});
+                    }
+                    climate.FieldAt(pl.field, pl.scale * 0.3, 0.77, false, dry.data());
+                }
+                for (int i = 0; i < lit.count; ++i) {
+                    frostOf[i] = -1;
+                    if (!sc.NeedsFrost({lit.x[i], lit.y[i], lit.z[i]})) continue;
+                    frostOf[i] = frost.count;
+                    frost.Add({lit.x[i], lit.y[i], lit.z[i]});
+                }
+                frost.FieldAt(pl.field, 2.0, 0.7, false, ice.data());
+                pl.CloudFields(lit, broad.data(), streaks.data());
+                for (int i = 0; i < lit.count; ++i) {
+                    Scene::Fields f;
+                    if (pl.hasLand) {
+                        f.base = base[i];
+                        f.detail = detail[i];
+                        if (climateOf[i] >= 0) f.climate = dry[climateOf[i]];
+                    }
+                    if (frostOf[i] >= 0) f.frost = ice[frostOf[i]];
+                    f.broad = broad[i];
+                    f.streaks = streaks[i];
+                    const Vec p{lit.x[i], lit.y[i], lit.z[i]};
+                    const Rgb c =
+                        Mix(behind[i], sc.Surface(normal[i], p, lightOf[i], f), coverOf[i]);
+                    std::uint8_t* px = row + 3 * at[i];
+                    px[0] = Byte(c.b);
+                    px[1] = Byte(c.g);
+                    px[2] = Byte(c.r);
+                }
             }
         }
     });
@@ -557,9 +679,10 @@ MemHandle CloudsRender(MasterTextureRecord* rec, const RenderValues& values) {
     for (double need = cellsWanted / (1 << bits); need > 2.0 && pl.field.octaves < 4; need /= 4.3)
         ++pl.field.octaves;
     const double roughness = Sane(b->roughness, 0.5, 3.0, 2.0);
-    const MemHandle fieldBlock = CloudField(seed, roughness, bits);
+    const MemHandle fieldBlock = WithRowsWrapped(CloudField(seed, roughness, bits), bits);
     pl.field.f = static_cast<const float*>(MemLock(fieldBlock));
     pl.field.n = 1 << bits;
+    pl.field.bits = bits;
     MemHandle out = pl.field.f ? NewImage(w, h) : 0;
     ImageView o;
     if (!out || !LockImage(out, &o)) {

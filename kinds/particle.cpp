@@ -457,6 +457,72 @@ int ParticleGrey(const ParticleCells& g, double u, double v) {
     return 1 + std::clamp(TruncToInt(grey * 254.0), 0, 254);
 }
 
+void ParticleRowGreys::Gather(const ParticleCells& g, int cy) {
+    segments_.clear();
+    first_.assign(std::size_t(g.width) + 1, 0);
+    for (int cx = 0; cx < g.width; ++cx) {
+        first_[cx] = std::uint32_t(segments_.size());
+        for (int j = -1; j <= 1; ++j)
+            for (int i = -1; i <= 1; ++i) {
+                int x = cx + i, y = cy + j;
+                if (g.wrap) {
+                    x = (x + g.width) % g.width;
+                    y = (y + g.height) % g.height;
+                } else if (x < 0 || y < 0 || x >= g.width || y >= g.height) {
+                    continue;
+                }
+                const std::size_t c = std::size_t(y) * g.width + x;
+                if (!g.occupied[c]) continue;
+                double jx, jy;
+                ParticleJitter(x, y, &jx, &jy);
+                ParticleSegment s{};
+                s.cx = cx + i + 0.5 + jx;
+                s.cy = cy + j + 0.5 + jy;
+                const unsigned links = g.links[c];
+                if (!links) {
+                    const double r = g.radius[c];
+                    s.r2 = r * r;
+                    s.v0 = g.value[c];
+                    s.point = true;
+                    segments_.push_back(s);
+                    continue;
+                }
+                for (int d = 0; d < 8; ++d) {
+                    if (!(links & (1u << d))) continue;
+                    int nx = 0, ny = 0;
+                    StepOn(g.width, g.height, g.wrap, x, y, d, &nx, &ny);
+                    const std::size_t n = std::size_t(ny) * g.width + nx;
+                    double kx, ky;
+                    ParticleJitter(nx, ny, &kx, &ky);
+                    s.hx = 0.5 * (kDx[d] + kx - jx);
+                    s.hy = 0.5 * (kDy[d] + ky - jy);
+                    s.hh = s.hx * s.hx + s.hy * s.hy;
+                    const double r = g.parent[c] == d ? g.radius[c] : g.radius[n];
+                    s.r2 = r * r;
+                    s.v0 = g.value[c];
+                    s.dv = g.value[n] - g.value[c];  // in float, as ParticleGrey
+                    s.point = false;
+                    segments_.push_back(s);
+                }
+            }
+    }
+    first_[g.width] = std::uint32_t(segments_.size());
+    cellRow_ = cy;
+    cells_ = &g;
+}
+
+void ParticleRowGreys::Row(const ParticleCells& g, double v, double sx, int count,
+                           std::uint8_t* greys) {
+    const int cy = int(std::floor(v));
+    if (cy != cellRow_ || cells_ != &g) Gather(g, cy);
+    nearest_.resize(std::size_t(count) + kMaxDoubleLanes);
+    ParticleRowKernel()({segments_.data(), first_.data(), v, sx, count, nearest_.data()});
+    for (int x = 0; x < count; ++x) {
+        const double grey = nearest_[x];
+        greys[x] = grey < 0 ? 0 : std::uint8_t(1 + std::clamp(TruncToInt(grey * 254.0), 0, 254));
+    }
+}
+
 bool GrowParticles(const ParticleParameters& b, int w, int h,
                    const std::function<bool(const ParticleCells&)>& use) {
     if (w < 1 || h < 1) return false;
@@ -519,12 +585,14 @@ MemHandle ParticleRender(MasterTextureRecord* rec, const RenderValues& values) {
         const double sx = double(g.width) / w, sy = double(g.height) / h;
         PlanWork(h);
         ParallelRows(h, [&](int y0, int y1) {
+            ParticleRowGreys greys;
+            std::vector<std::uint8_t> line(std::size_t(w), 0);
             for (int y = y0; y < y1; ++y) {
                 std::uint8_t* gr = gv.Row(y);
                 std::uint8_t* orow = ov.Row(y);
-                const double v = (y + 0.5) * sy;
+                greys.Row(g, (y + 0.5) * sy, sx, w, line.data());
                 for (int x = 0; x < w; ++x) {
-                    const int i = ParticleGrey(g, (x + 0.5) * sx, v);
+                    const int i = line[x];
                     gr[3 * x + 2] = std::uint8_t(i);
                     orow[3 * x] = table[3 * i + 2];
                     orow[3 * x + 1] = table[3 * i + 1];

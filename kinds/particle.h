@@ -19,11 +19,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "colour/fountain.h"
 #include "core/packed.h"
 #include "kind/descriptor.h"
 #include "kind/master_record.h"
+#include "kinds/particle/particle_lanes.h"
 
 namespace tsn {
 
@@ -116,6 +118,25 @@ bool GrowParticles(const ParticleParameters& b, int w, int h,
 // The grey at cell coordinates (u, v): 0 off the strands, else 1 .. 255
 // from the value of the strand nearest relative to its radius.
 int ParticleGrey(const ParticleCells& c, double u, double v);
+
+// ParticleGrey along a row of pixels: pixel x of `count` at cell coordinates
+// ((x + 0.5) * sx, v). The strands that can reach a column of cells are
+// gathered once per row of cells and then measured against every pixel
+// over that column, with the same operations in the same order, so each
+// grey equals ParticleGrey's. One per thread: it keeps the row of cells it
+// last gathered.
+class ParticleRowGreys {
+  public:
+    void Row(const ParticleCells& g, double v, double sx, int count, std::uint8_t* greys);
+
+  private:
+    void Gather(const ParticleCells& g, int cy);
+    int cellRow_ = -1;
+    const ParticleCells* cells_ = nullptr;
+    std::vector<ParticleSegment> segments_;
+    std::vector<double> nearest_;
+    std::vector<std::uint32_t> first_;  // column cx's segments: first_[cx] .. first_[cx + 1]
+};
 
 MemHandle ParticleRender(MasterTextureRecord* rec, const RenderValues& values);
 int ParticleReset(MasterTextureRecord* rec);

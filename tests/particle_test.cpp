@@ -151,5 +151,44 @@ TEST(Particle, DrawingEqualsTheSearchOverEveryLink) {
     }
 }
 
+// The row drawing on every vector path against ParticleGrey pixel by
+// pixel: many pixels to a cell and less than one, wrapped and not, rows
+// that end in the middle of a vector, and rows that move between rows of
+// cells and back.
+TEST(Particle, RowsOfGreysEqualParticleGreyOnEveryPath) {
+    test::Session s;
+    ParticleParameters b = *Block(s);
+    b.resolution = 40;
+    b.particles = 260;
+    for (std::uint32_t wrap : {0u, 1u}) {
+        b.flags = wrap;
+        b.nuclei = wrap ? 4 : 1;
+        ASSERT_TRUE(GrowParticles(b, 80, 60, [&](const ParticleCells& g) {
+            test::ForEachSimdPath([&](const std::string& path) {
+                int mismatches = 0, covered = 0;
+                for (const int w : {13, 80, 203, 401}) {
+                    ParticleRowGreys rows;
+                    std::vector<std::uint8_t> line(static_cast<std::size_t>(w));
+                    const double sx = double(g.width) / w;
+                    const int h = w * 3 / 4 + 1;
+                    const double sy = double(g.height) / h;
+                    for (int y : {0, 1, h / 3, h / 3 + 1, h / 2, h / 3, h - 1}) {
+                        const double v = (y + 0.5) * sy;
+                        rows.Row(g, v, sx, w, line.data());
+                        for (int x = 0; x < w; ++x) {
+                            const int want = ParticleGrey(g, (x + 0.5) * sx, v);
+                            mismatches += line[x] != want;
+                            covered += want > 0;
+                        }
+                    }
+                }
+                EXPECT_EQ(mismatches, 0) << path << " wrap " << wrap;
+                EXPECT_GT(covered, 200) << path << " wrap " << wrap;
+            });
+            return true;
+        }));
+    }
+}
+
 }  // namespace
 }  // namespace tsn
