@@ -32,8 +32,8 @@ int main(int argc, char** argv) {
         for (int x = 0; x < v->width; ++x) {
             const unsigned char* p =
                 &in.rgb[(std::size_t(y % in.height) * in.width + std::size_t(x % in.width)) * 3];
-            SetPixel(v.view(), x, y, std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 |
-                                         std::uint32_t(p[2]) << 16);
+            SetPixel(v.view(), x, y,
+                     std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16);
         }
     if (!WriteImageFile(out.get(), argv[2], &error)) {
         std::fprintf(stderr, "tile_preview: %s\n", error.c_str());
