@@ -278,26 +278,53 @@ void PngFailed(png_structp png, png_const_charp message) {
 }
 
 // libpng's 16-bit grey path: big-endian samples in the file, swapped from
-// ours by libpng.
+// ours by libpng. A libpng error returns here through longjmp, and nothing
+// set after setjmp is read afterwards.
+bool WriteGrey16Rows(png_structp png, png_infop info, const HeightField& h, std::FILE* f) {
+    if (setjmp(png_jmpbuf(png)) != 0) return false;
+    png_init_io(png, f);
+    png_set_compression_level(png, 6);
+    png_set_IHDR(png, info, png_uint_32(h.width), png_uint_32(h.depth), 16, PNG_COLOR_TYPE_GRAY,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    png_set_swap(png);
+    for (int y = 0; y < h.depth; ++y)
+        png_write_row(png, reinterpret_cast<png_const_bytep>(h.Row(y)));
+    png_write_end(png, nullptr);
+    return true;
+}
+
 bool WriteGrey16Png(const HeightField& h, std::FILE* f, std::string* why) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, why, PngFailed, nullptr);
     if (!png) return false;
     png_infop info = png_create_info_struct(png);
-    bool ok = false;
-    if (info && setjmp(png_jmpbuf(png)) == 0) {
-        png_init_io(png, f);
-        png_set_compression_level(png, 6);
-        png_set_IHDR(png, info, png_uint_32(h.width), png_uint_32(h.depth), 16, PNG_COLOR_TYPE_GRAY,
-                     PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-        png_write_info(png, info);
-        png_set_swap(png);
-        for (int y = 0; y < h.depth; ++y)
-            png_write_row(png, reinterpret_cast<png_const_bytep>(h.Row(y)));
-        png_write_end(png, nullptr);
-        ok = true;
-    }
+    const bool ok = info && WriteGrey16Rows(png, info, h, f);
     png_destroy_write_struct(&png, info ? &info : nullptr);
     return ok;
+}
+
+// Reads the rows of an open 16-bit grey PNG; false with `why` set, or
+// after a libpng error (through longjmp, as above).
+bool ReadGrey16Rows(png_structp png, png_infop info, std::FILE* f, HeightField* out,
+                    std::string* why) {
+    if (setjmp(png_jmpbuf(png)) != 0) return false;
+    png_init_io(png, f);
+    png_read_info(png, info);
+    const png_uint_32 w = png_get_image_width(png, info), d = png_get_image_height(png, info);
+    if (png_get_bit_depth(png, info) != 16 ||
+        png_get_color_type(png, info) != PNG_COLOR_TYPE_GRAY) {
+        *why = "not a 16-bit grey PNG";
+        return false;
+    }
+    if (w > png_uint_32(kLargestPicture) || d > png_uint_32(kLargestPicture) ||
+        !out->Resize(int(w), int(d))) {
+        *why = "the height map is too large";
+        return false;
+    }
+    png_set_swap(png);
+    for (int y = 0; y < out->depth; ++y)
+        png_read_row(png, reinterpret_cast<png_bytep>(out->Row(y)), nullptr);
+    return true;
 }
 
 }  // namespace
@@ -331,24 +358,7 @@ bool ReadHeightPng(const std::string& path, HeightField* out, std::string* error
     std::string why;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &why, PngFailed, nullptr);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
-    bool ok = false;
-    if (info && setjmp(png_jmpbuf(png)) == 0) {
-        png_init_io(png, f);
-        png_read_info(png, info);
-        const png_uint_32 w = png_get_image_width(png, info), d = png_get_image_height(png, info);
-        if (png_get_bit_depth(png, info) != 16 ||
-            png_get_color_type(png, info) != PNG_COLOR_TYPE_GRAY) {
-            why = "not a 16-bit grey PNG";
-        } else if (w > png_uint_32(kLargestPicture) || d > png_uint_32(kLargestPicture) ||
-                   !out->Resize(int(w), int(d))) {
-            why = "the height map is too large";
-        } else {
-            png_set_swap(png);
-            for (int y = 0; y < out->depth; ++y)
-                png_read_row(png, reinterpret_cast<png_bytep>(out->Row(y)), nullptr);
-            ok = true;
-        }
-    }
+    const bool ok = info && ReadGrey16Rows(png, info, f, out, &why);
     png_destroy_read_struct(png ? &png : nullptr, info ? &info : nullptr, nullptr);
     std::fclose(f);
     if (!ok) *error = why.empty() ? "cannot read '" + path + "'" : why;
