@@ -145,7 +145,7 @@ TEST(Maps, HeightFieldsHaveThousandsOfLevels) {
 // that position at 16 bits: its top byte through the colour table gives the
 // picture again, byte for byte.
 TEST(Maps, APositionHeightsTopByteIsTheColourIndex) {
-    for (const char* key : {"absnoise", "perturb", "surface"}) {
+    for (const char* key : {"noise", "absnoise", "perturb", "surface"}) {
         const int kind = FindKind(key);
         test::Session s;
         HeightField h;

@@ -378,6 +378,37 @@ void StretchAndColour(const ImageView& g, const ImageView& o, const std::uint8_t
     });
 }
 
+// The picture's heights: each pixel's colour index (its stretched grey) in
+// the top byte, and in the low byte where the octaves' noise, before it is
+// rounded to whole greys, lies within that grey. `g` holds the greys before
+// the stretch.
+bool NoiseHeights(const ImageView& g, const Octave* octaves, int count, bool sum,
+                  const Sampling& at, float z, const std::uint8_t stretch[256], HeightField* out) {
+    if (!out->Resize(g.width, g.depth)) return false;
+    const Axis az = AxisOf(z);
+    ParallelRows(g.depth, [&](int y0, int y1) {
+        Axis ay[8];
+        for (int y = y0; y < y1; ++y) {
+            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]));
+            const std::uint8_t* row = g.Row(y);
+            std::uint16_t* level = out->Row(y);
+            for (int x = 0; x < g.width; ++x) {
+                double t = 0;
+                for (int l = 0; l < count; ++l) {
+                    const double n =
+                        double(Noise3(octaves[l].lattice, at.X(x, octaves[l]), ay[l], az));
+                    t += std::clamp(n * 255.0, 0.0, 255.0);
+                }
+                if (sum) t /= 8.0;
+                const int grey = row[3 * x + 2];
+                const double within = std::clamp(t - grey, 0.0, 255.0 / 256.0);
+                level[x] = std::uint16_t(stretch[grey] * 256 + int(within * 256.0));
+            }
+        }
+    });
+    return true;
+}
+
 }  // namespace
 
 MemHandle NoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
@@ -415,6 +446,9 @@ MemHandle NoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
         SampleGrey(g.view(), octaves, count, sum, at, float(1.0 / b->zDivisor), &lo, &hi);
         std::uint8_t stretch[256];
         StretchTable(lo, hi, stretch);
+        if (values.height && !NoiseHeights(g.view(), octaves, count, sum, at,
+                                           float(1.0 / b->zDivisor), stretch, values.height))
+            return 0;
 
         FountainToColourTable(b->fountain, rec->colourTable);
         OwnedBlock out(NewImage(w, h));
@@ -441,6 +475,7 @@ const KindDescriptor kNoiseKind = {
     .presetList = kNoisePresetListId,
     .takesHostSize = true,
     .seedShowsNextRender = true,
+    .maps = kMapsHeight,
 };
 
 }  // namespace tsn
