@@ -2,10 +2,12 @@
 // tangent-space normal map made from it.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
 
+#include "core/packed.h"
 #include "core/platform.h"
 
 namespace tsn {
@@ -34,6 +36,18 @@ std::uint16_t SpreadLevel(double v, double lo, double hi);
 inline std::uint16_t PositionLevel(double t) {
     const double level = std::floor((t * 255.0 + 0.5) * 256.0);
     return std::uint16_t(level < 0 ? 0 : level > 65535 ? 65535 : level);
+}
+
+// Paints pixel x of an image row (blue, green, red) with the colour at
+// position t of a 256-entry table of red, green, blue triples, and stores
+// the position's level in `levels` when it is given.
+inline void PaintPosition(std::uint8_t* row, int x, double t, const std::uint8_t* table,
+                          std::uint16_t* levels) {
+    const int g = std::clamp(TruncToInt(t * 255.0 + 0.5), 0, 255);
+    if (levels) levels[x] = PositionLevel(t);
+    row[3 * x] = table[3 * g + 2];
+    row[3 * x + 1] = table[3 * g + 1];
+    row[3 * x + 2] = table[3 * g];
 }
 
 struct NormalOptions {

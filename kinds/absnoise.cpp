@@ -146,11 +146,7 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
                 double t = (n[x] - level.mean) * k;
                 t = absolute ? std::fabs(t) : 0.5 * (t + 1.0);
                 if (invert) t = 1.0 - t;
-                const int g = std::clamp(TruncToInt(t * 255.0 + 0.5), 0, 255);
-                if (heights) heights->Row(y)[x] = PositionLevel(t);
-                row[3 * x] = table[3 * g + 2];
-                row[3 * x + 1] = table[3 * g + 1];
-                row[3 * x + 2] = table[3 * g];
+                PaintPosition(row, x, t, table, heights ? heights->Row(y) : nullptr);
             }
         }
     });

@@ -184,11 +184,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
                                 0.5 * (2.0 * value - 1.0) * (2.0 * Wave(sine, wave, across) - 1.0);
                     }
                 }
-                const int g = std::clamp(TruncToInt(value * 255.0 + 0.5), 0, 255);
-                if (heights) heights->Row(y)[x] = PositionLevel(value);
-                row[3 * x] = table[3 * g + 2];
-                row[3 * x + 1] = table[3 * g + 1];
-                row[3 * x + 2] = table[3 * g];
+                PaintPosition(row, x, value, table, heights ? heights->Row(y) : nullptr);
             }
         }
     });
