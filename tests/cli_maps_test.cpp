@@ -37,6 +37,28 @@ TEST_F(Maps, HeightFilesHoldTheSameLevelsInBothForms) {
     EXPECT_EQ(differ, 0);
 }
 
+// A damaged or foreign height map is refused with a reason, never half read.
+TEST_F(Maps, DamagedHeightMapsAreRefused) {
+    const std::string good = folder.File("good.png"), picture = folder.File("pic.png");
+    ASSERT_EQ(
+        Tsntxtr("render surface --width 64 --depth 64 -o '" + picture + "' --height '" + good + "'")
+            .code,
+        0);
+    const auto bytes = test::ReadAll(good);
+    HeightField h;
+    std::string error;
+    for (const std::size_t keep : {std::size_t(0), std::size_t(20), bytes.size() / 2}) {
+        const std::string cut = folder.File("cut.png");
+        ASSERT_TRUE(test::WriteAll(cut, bytes.data(), keep));
+        EXPECT_FALSE(ReadHeightPng(cut, &h, &error)) << keep;
+        EXPECT_FALSE(error.empty()) << keep;
+    }
+    error.clear();
+    EXPECT_FALSE(ReadHeightPng(picture, &h, &error)) << "an 8-bit colour picture";
+    EXPECT_EQ(error, "not a 16-bit grey PNG");
+    EXPECT_FALSE(ReadHeightPng(folder.File("none.png"), &h, &error));
+}
+
 // The normal map in both conventions: --normal-y down mirrors green only.
 TEST_F(Maps, NormalMapsAreWrittenInBothConventions) {
     const std::string n = folder.File("n.png"), down = folder.File("d.png");

@@ -87,7 +87,8 @@ int main(int argc, char** argv) {
     ok = WriteFountainLibrary((out + "/fountains/two.fll").c_str(), f, 2) && ok;
     const NamedColour colours[] = {{"Red", 0x0000FF}, {"Sky blue ", 0xEBCE87}, {"x", 0}};
     ok = SaveColourDatabase((out + "/colours/three.ccl").c_str(), colours, 3) && ok;
-    // Image seeds carry the reader's byte first: 0 PNG, 1 compressed.
+    // Image seeds carry the reader's byte first: 0 PNG, 1 compressed, 2 a
+    // 16-bit height map.
     const std::string png = out + "/image/small.png";
     const MemHandle picture = NewImage(5, 3);
     std::string error;
@@ -99,6 +100,18 @@ int main(int argc, char** argv) {
     in.close();
     std::remove(png.c_str());
     std::ofstream(out + "/image/png", std::ios::binary) << '\0' << pngBytes;
+    HeightField heights;
+    ok = heights.Resize(4, 3) && ok;
+    for (std::size_t i = 0; i < heights.level.size(); ++i)
+        heights.level[i] = std::uint16_t(i * 5000);
+    const std::string heightPng = out + "/image/heights.png";
+    ok = WriteHeightFile(heights, heightPng, &error) && ok;
+    std::ifstream hin(heightPng, std::ios::binary);
+    const std::string heightBytes((std::istreambuf_iterator<char>(hin)),
+                                  std::istreambuf_iterator<char>());
+    hin.close();
+    std::remove(heightPng.c_str());
+    std::ofstream(out + "/image/heights", std::ios::binary) << '\2' << heightBytes;
     // The artwork is a megabyte a piece once unpacked, too slow to mutate:
     // the seed is its first piece cut to 8 x 8 pixels, in the same format.
     const MemHandle art = DecodeCompressedImage(kPipesArtId);
