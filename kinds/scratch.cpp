@@ -107,8 +107,15 @@ constexpr int kMaxStep = 4096;
 // of up to 1000), so a damaged block cannot keep a render busy for hours.
 constexpr std::int64_t kMaxSegments = 10000000;
 
-bool TooMuchWork(const ScratchParameters* b) {
-    return std::int64_t(b->iterations) * std::max(b->complexity, 1) > kMaxSegments;
+// Segments times the width of the pen that draws them (doubled when drawn
+// at double size and reduced): every pixel of the pen's width is a row or
+// column more to fill. Twice the pages' most (8-pixel pen, antialiased).
+constexpr std::int64_t kMaxPenWork = kMaxSegments * 8 * 2;
+
+bool TooMuchWork(const ScratchParameters* b, std::int32_t pen) {
+    const std::int64_t segments = std::int64_t(b->iterations) * std::max(b->complexity, 1);
+    const std::int64_t width = std::max<std::int64_t>(pen < 0 ? -std::int64_t(pen) : pen, 1);
+    return segments > kMaxSegments || segments * width * (b->antialias ? 2 : 1) > kMaxPenWork;
 }
 
 int Abs(int v) {
@@ -242,12 +249,13 @@ constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 // Blocks the kinds refuse before their page's size and seed are read.
 bool ScratchRefuses(const std::uint8_t* block) {
     const auto* b = reinterpret_cast<const ScratchParameters*>(block);
-    return b->fraction < 1 || b->lineSize > kMaxPen || b->lineSize < -kMaxPen || TooMuchWork(b);
+    return b->fraction < 1 || b->lineSize > kMaxPen || b->lineSize < -kMaxPen ||
+           TooMuchWork(b, b->lineSize);
 }
 bool ThreadsRefuses(const std::uint8_t* block) {
     const auto* b = reinterpret_cast<const ThreadsParameters*>(block);
     return b->fraction > kMaxPen || b->fraction < -kMaxPen || b->lineSize > kMaxStep ||
-           b->lineSize < -kMaxStep || TooMuchWork(b);
+           b->lineSize < -kMaxStep || TooMuchWork(b, b->fraction);
 }
 
 MemHandle ScratchRender(MasterTextureRecord* rec, const RenderValues& values) {

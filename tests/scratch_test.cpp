@@ -112,5 +112,37 @@ TEST(LineDraws, FailuresFreeEverythingAndAFailedReductionKeepsTheLargePicture) {
     EXPECT_EQ(RenderTakingValues(kScratchKind, l.s.rec()), 0u);
 }
 
+// The work bound counts the pen's width: a damaged block with a wide pen and
+// many segments is refused before it can keep a render busy for minutes,
+// while the most the pages offer, pen at its widest and antialiased, draws.
+TEST(LineDraws, AWidePenOnManySegmentsIsRefusedButThePagesMostIsNot) {
+    Lines threads(kThreadsKind, 100);
+    ScratchParameters* b = threads.b;
+    const auto refuses = [&] { return kThreadsKind.refuses(reinterpret_cast<std::uint8_t*>(b)); };
+    b->iterations = 5000;
+    b->complexity = 1000;
+    b->fraction = 8;
+    b->antialias = 1;
+    EXPECT_FALSE(refuses());
+    b->fraction = 17;  // past twice the pages' most
+    EXPECT_TRUE(refuses());
+    b->fraction = -17;
+    EXPECT_TRUE(refuses());
+    b->fraction = 1024;  // a pen the block allows, on a tenth of the segments
+    b->iterations = 500;
+    EXPECT_TRUE(refuses());
+    b->iterations = 5;
+    EXPECT_FALSE(refuses());
+
+    Lines scratch(kScratchKind, 100);
+    scratch.b->iterations = 2000;
+    scratch.b->complexity = 300;
+    scratch.b->lineSize = 6;
+    scratch.b->antialias = 1;
+    EXPECT_FALSE(kScratchKind.refuses(reinterpret_cast<std::uint8_t*>(scratch.b)));
+    scratch.b->complexity = 30000;  // 60 M segments
+    EXPECT_TRUE(kScratchKind.refuses(reinterpret_cast<std::uint8_t*>(scratch.b)));
+}
+
 }  // namespace
 }  // namespace tsn
