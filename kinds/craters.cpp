@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "core/detmath.h"
 #include "core/owners.h"
@@ -62,14 +63,22 @@ struct Field {
     std::uint16_t* H;
     int w, d;
     bool wrap;
+    float* exact = nullptr;  // optional: each cell before rounding
 
     std::size_t Stride() const { return std::size_t(wrap ? w : d); }
-    std::uint16_t& At(int i, int j) const {
+    std::size_t Index(int i, int j) const {
         if (wrap) {
             i = ((i % w) + w) % w;
             j = ((j % d) + d) % d;
         }
-        return H[std::size_t(j) * Stride() + std::size_t(i)];
+        return std::size_t(j) * Stride() + std::size_t(i);
+    }
+    std::uint16_t& At(int i, int j) const { return H[Index(i, j)]; }
+    // Stores a cell, and what it was before rounding where that is kept.
+    void Set(int i, int j, std::uint16_t v, double unrounded) const {
+        const std::size_t at = Index(i, j);
+        H[at] = v;
+        if (exact) exact[at] = float(unrounded);
     }
     // The first and last cell of a span around `c`: clipped, or whole.
     int First(int c, int r) const { return wrap ? c - r : std::max(0, c - r); }
@@ -107,10 +116,11 @@ void Crater(const CratersParameters& b, const Field& f, int x, int y, double s) 
             if (i == x && j == y && Truncate(e) == 0) e = e < 0 ? -1.0 : 1.0;
             const double wt =
                 (1 / (1 - std::min(0.9, q)) / 10.000000000000002 - 0.09999999999999998) / 0.9;
-            std::uint16_t& cell = f.At(i, j);
-            const double v = (cell + e) * wt + (avg + e) * (1 - wt);
+            const double v = (f.At(i, j) + e) * wt + (avg + e) * (1 - wt);
             const std::uint32_t low = std::uint32_t(Truncate(v)) & 0xFFFF;
-            cell = std::uint16_t(low > 64000 ? 64000 : low < 1000 ? 1000 : low);
+            const std::uint16_t cell = std::uint16_t(low > 64000 ? 64000 : low < 1000 ? 1000 : low);
+            // Kept unrounded only where rounding is all that happened to it.
+            f.Set(i, j, cell, v >= cell && v < cell + 1 ? v : double(cell));
         }
     }
 }
@@ -122,9 +132,9 @@ std::size_t CratersFieldCells(int width, int depth) {
     return std::max(w * d, d > 0 ? (d - 1) * d + w : 0);
 }
 
-void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uint16_t* H,
-                    bool wrap) {
-    const Field field{H, w, d, wrap};
+void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uint16_t* H, bool wrap,
+                    float* exact) {
+    const Field field{H, w, d, wrap, exact};
     // The page offers densities up to its maximum; a larger value comes only
     // from a damaged file and would run for hours, so it counts as the
     // maximum. Smaller values, even below the page's minimum, are kept.
@@ -140,7 +150,7 @@ void CratersImpacts(const CratersParameters& b, int w, int d, Rng& rng, std::uin
             // A pit: the mean of its neighbourhood, roughened; not clamped.
             std::uint32_t v = SquareMean(field, x, y, 1);
             if (s >= 1) v += std::uint32_t(((rng.Next() >> 8) & 3) - 1);
-            field.At(x, y) = std::uint16_t(v);
+            field.Set(x, y, std::uint16_t(v), double(std::uint16_t(v)));
         } else {
             Crater(b, field, x, y, s);
         }
@@ -211,19 +221,19 @@ std::int64_t CratersQuery(MasterTextureRecord* rec, int code) {
 
 namespace {
 
-// The field as the picture shows it, its whole range spread over 16 bits.
-bool CratersHeights(const std::uint16_t* H, int w, int d, bool wrap, HeightField* out) {
+// The field before rounding, its whole range spread over 16 bits.
+bool CratersHeights(const float* exact, int w, int d, bool wrap, HeightField* out) {
     if (!out->Resize(w, d)) return false;
     const std::size_t stride = std::size_t(wrap ? w : d);
-    int lo = 65535, hi = 0;
+    auto at = [&](int x, int y) { return exact[std::size_t(y) * stride + std::size_t(x)]; };
+    float lo = at(0, 0), hi = lo;
     for (int y = 0; y < d; ++y)
         for (int x = 0; x < w; ++x) {
-            lo = std::min<int>(lo, H[std::size_t(y) * stride + std::size_t(x)]);
-            hi = std::max<int>(hi, H[std::size_t(y) * stride + std::size_t(x)]);
+            lo = std::min(lo, at(x, y));
+            hi = std::max(hi, at(x, y));
         }
     for (int y = 0; y < d; ++y)
-        for (int x = 0; x < w; ++x)
-            out->Row(y)[x] = SpreadLevel(H[std::size_t(y) * stride + std::size_t(x)], lo, hi);
+        for (int x = 0; x < w; ++x) out->Row(y)[x] = SpreadLevel(at(x, y), lo, hi);
     return true;
 }
 
@@ -243,13 +253,16 @@ MemHandle CratersRender(MasterTextureRecord* rec, const RenderValues& values) {
     std::uint16_t* H = heights.get();
     b->image = image.get();
     std::fill(H, H + cells, std::uint16_t(32767));
+    // The unrounded field, only for a height map.
+    std::vector<float> exact(values.height ? cells : 0, 32767.0f);
     Rng rng;
     rng.Seed(values.seed);
-    CratersImpacts(*b, w, d, rng, H, values.tileable);
+    CratersImpacts(*b, w, d, rng, H, values.tileable, values.height ? exact.data() : nullptr);
     int table[105];
     CratersLightingTable(b->shadeExponent, table);
     CratersShade(H, table, b->surfaceColour, view.view(), values.tileable);
-    if (values.height && !CratersHeights(H, w, d, values.tileable, values.height)) return 0;
+    if (values.height && !CratersHeights(exact.data(), w, d, values.tileable, values.height))
+        return 0;
     b->image = 0;
     return image.release();
 }

@@ -81,9 +81,11 @@ std::size_t CratersFieldCells(int width, int depth);
 
 // The impacts, drawn from `rng`, on a field of CratersFieldCells cells.
 // A tileable field (`wrap`) keeps its rows `width` apart and wraps the
-// impacts and their rims around its edges.
+// impacts and their rims around its edges. With `exact`, a second field of
+// as many cells gets each cell's last value before it was rounded to whole
+// units (the rounded field rises by one unit where it does by one).
 void CratersImpacts(const CratersParameters& b, int width, int depth, Rng& rng,
-                    std::uint16_t* field, bool wrap = false);
+                    std::uint16_t* field, bool wrap = false, float* exact = nullptr);
 
 // Brightness by slope k = -52 .. 52, at table[k + 52].
 void CratersLightingTable(double shadeExponent, int table[105]);
