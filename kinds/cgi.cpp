@@ -1,6 +1,7 @@
 #include "kinds/cgi.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "kind/page_fields.h"
@@ -208,14 +209,58 @@ std::uint32_t OctavesOfPower(std::int32_t power) {
     return std::uint32_t(std::max<std::int64_t>(1, 64 - std::int64_t(power)));
 }
 
+// The request's Tileable switch, wherever its member keeps it.
+void AskTileable(NoiseImageRequest* r) {
+    switch (r->kind) {
+        case kNoiseJade:
+            r->jade.tileable = 1;
+            break;
+        case kNoiseWood:
+            r->wood.tileable = 1;
+            break;
+        case kNoiseGranite:
+            r->granite.tileable = 1;
+            break;
+        case kNoiseSky:
+            r->sky.tileable = 1;
+            break;
+        case kNoiseSea:
+            r->sea.tileable = 1;
+            break;
+        case kNoiseSlime:
+            r->slime.tileable = 1;
+            break;
+        case kNoiseTerrain:
+            r->terrain.tileable = 1;
+            break;
+        case kNoiseTurbulence:
+            r->turbulence.tileable = 1;
+            break;
+        default:
+            break;
+    }
+}
+
 template <int M>
-MemHandle RenderMember(MasterTextureRecord* rec, const RenderValues&) {
+MemHandle RenderMember(MasterTextureRecord* rec, const RenderValues& values) {
     // The render step has stored the page's Size and seed into the block.
     NoiseImageRequest r;
     CgiRequestFromBlock(M, BlockAt(rec, CgiMemberKind(M).blockOffset), &r);
+    NoiseImageMaps maps;
+    maps.heights = values.height;
+    if (values.tileable) {
+        // Asked from outside the page, the tiled picture is also moved by a
+        // fraction of itself that the seed chooses, so the seam does not sit
+        // where every octave's lattice starts.
+        AskTileable(&r);
+        const double golden = double(values.seed) * 0.6180339887498949;
+        const double silver = double(values.seed) * 0.4142135623730950;
+        maps.shiftX = golden - std::floor(golden);
+        maps.shiftY = silver - std::floor(silver);
+    }
     // The service's picture is Size x Size, which is the output size this
     // kind asks for, so it is the render's result as it comes.
-    return CreateNoiseImage(&r);
+    return CreateNoiseImage(&r, maps);
 }
 
 constexpr RenderFn kRenders[kCgiMemberCount] = {
@@ -235,7 +280,8 @@ constexpr KindDescriptor Member(const char* name, const char* key, const char* s
                           .blockSize = sizeof(T),
                           .page = &kPages[member],
                           .render = kRenders[member],
-                          .presetList = kPages[member].extraControls[0]};
+                          .presetList = kPages[member].extraControls[0],
+                          .maps = kMapsTile | kMapsHeight};
 }
 
 }  // namespace

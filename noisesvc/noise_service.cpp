@@ -76,8 +76,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "core/detmath.h"
+#include "core/height_field.h"
 #include "core/image.h"
 #include "core/parallel.h"
 #include "core/random.h"
@@ -116,7 +118,10 @@ struct Fractal {
 
 struct Service;
 using PlanFn = void (*)(Service&);
-using ShadeFn = void (*)(const Service&, const float* X, const float* Y, int n, std::uint8_t* rgb);
+// Colours n samples; with `field`, also stores each sample's scalar there
+// (see CreateNoiseImage).
+using ShadeFn = void (*)(const Service&, const float* X, const float* Y, int n, std::uint8_t* rgb,
+                         float* field);
 
 struct Service {
     // What the request says, whatever its kind.
@@ -129,6 +134,9 @@ struct Service {
     const std::uint32_t* colours = nullptr;
     int colourCount = 0;
     ShadeFn shade = nullptr;
+    // The shades' field is a position along the ramp, 0 .. 1; otherwise
+    // (Granite) it has a range of its own, spread over the map.
+    bool fieldIsPosition = true;
 
     bool quintic = true;
     int samples = 1;  // per pixel along each axis
@@ -220,7 +228,11 @@ void Warp(const Service& s, const Fractal& a, const Fractal& b, float strength, 
     for (int i = 0; i < n; ++i) WY[i] = Y[0] + strength * d[i];
 }
 
-void Colour(const Service& s, const float* t, int n, std::uint8_t* rgb) {
+// Colours samples by their positions t along the ramp; the positions,
+// clamped as the ramp reads them, are the field.
+void Colour(const Service& s, const float* t, int n, std::uint8_t* rgb, float* field) {
+    if (field)
+        for (int i = 0; i < n; ++i) field[i] = Clamp01(t[i]);
     for (int i = 0; i < n; ++i) {
         const int k = int(Clamp01(t[i]) * float(kRamp - 1) + 0.5f);
         std::memcpy(rgb + 3 * i, s.ramp[k], 3);
@@ -326,7 +338,8 @@ void TerrainHeight(const Service& s, const float* X, const float* Y, int n, floa
 }
 // Land is lit from the top left by the slope to the next sample right and
 // the one above; the sea stays flat.
-void ShadeTerrain(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeTerrain(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+                  float* field) {
     float x[kChunk], y[kChunk], t[kChunk], above[kChunk];
     std::copy(X, X + n, x);
     x[n] = X[n - 1] + s.step;
@@ -334,7 +347,7 @@ void ShadeTerrain(const Service& s, const float* X, const float* Y, int n, std::
     TerrainHeight(s, x, y, n + 1, t);
     std::fill(y, y + n, Y[0] - s.step);
     TerrainHeight(s, x, y, n, above);
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
     const float gain = 0.04f / s.step;
     for (int i = 0; i < n; ++i) {
         if (t[i] <= 0.5f) continue;
@@ -352,12 +365,13 @@ void PlanJade(Service& s) {
     const float at[5] = {0.0f, 0.4f, 0.5f, 0.6f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeJade(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeJade(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+               float* field) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], 0.25f, X, Y, n, wx, wy);
     Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.5f + 1.2f * t[i];
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
 }
 
 void PlanSky(Service& s) {
@@ -365,11 +379,12 @@ void PlanSky(Service& s) {
     const float at[6] = {0.0f, 0.45f, 0.58f, 0.7f, 0.85f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeSky(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeSky(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+              float* field) {
     float t[kChunk];
     Sum(s, s.fractal[0], X, Y, true, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.3f + 1.2f * t[i];
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
 }
 
 void PlanSea(Service& s) {
@@ -379,12 +394,13 @@ void PlanSea(Service& s) {
     const float at[3] = {0.0f, 0.6f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeSea(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeSea(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+              float* field) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], 0.08f, X, Y, n, wx, wy);
     Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = SmoothStep(0.35f, 0.95f, t[i]);
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
 }
 
 void PlanSlime(Service& s) {
@@ -394,13 +410,14 @@ void PlanSlime(Service& s) {
     const float at[3] = {0.0f, 0.55f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeSlime(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeSlime(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+                float* field) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], 0.35f, X, Y, n, wx, wy);
     Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = 1.0f - Clamp01(t[i] * 2.2f);
     for (int i = 0; i < n; ++i) t[i] = t[i] * t[i];
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
 }
 
 // Granite is large crystals set in a finer-grained mass of smaller ones.
@@ -442,6 +459,7 @@ inline int PickColour(const float* chances, float v) {
 }
 
 void PlanGranite(Service& s) {
+    s.fieldIsPosition = false;
     Plan(s, 0, 8 * s.frequency, 2, 0.5, s.octaves, Shape::Plain, 1, 1, kGrainPixels);
     Plan(s, 1, 8 * s.frequency, 2, 0.5, 1, Shape::Plain);
     Plan(s, 2, 8 * s.frequency, 2, 0.5, 1, Shape::Plain);
@@ -455,7 +473,8 @@ void PlanGranite(Service& s) {
 // in a seam), else to the finest layer's grain, so each layer only works
 // on the samples the coarser ones left. The whole pattern is bent a
 // little, so edges are not quite straight.
-void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+                  float* field) {
     float wx[kChunk] = {}, wy[kChunk] = {}, cloud[kChunk];
     float cx[kChunk], cy[kChunk], edge[kChunk], ox[kChunk], oy[kChunk];
     float scale[kChunk], bx[kChunk], by[kChunk];
@@ -514,11 +533,17 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
             lift = 40.0f * Clamp01(2.0f * cloud[i]) + band;  // the sheen of mica
         else
             t += band;
+        float brightness = 0.0f;
         for (int ch = 0; ch < 3; ++ch) {
             const float p = float((s.colours[c] >> (8 * ch)) & 0xFF);
             const float o = float((s.colours[c2] >> (8 * ch)) & 0xFF);
-            rgb[3 * i + ch] = std::uint8_t(std::min(255.0f, (p + mix * (o - p)) * t + lift) + 0.5f);
+            const float v = std::min(255.0f, (p + mix * (o - p)) * t + lift);
+            rgb[3 * i + ch] = std::uint8_t(v + 0.5f);
+            brightness += v;
         }
+        // Granite has no ramp: its field is the stone's brightness before
+        // rounding, which follows the grains, their clouding and bands.
+        if (field) field[i] = brightness;
     }
 }
 
@@ -528,7 +553,8 @@ void PlanWood(Service& s) {
     const float at[3] = {0.0f, 0.8f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeWood(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeWood(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+               float* field) {
     float bend[kChunk], grain[kChunk], t[kChunk];
     Sum(s, s.fractal[0], X, Y, true, n, bend);
     Sum(s, s.fractal[1], X, Y, true, n, grain);
@@ -540,7 +566,7 @@ void ShadeWood(const Service& s, const float* X, const float* Y, int n, std::uin
         const float r = d - float(FloorInt(d));
         t[i] = Clamp01(0.85f * SmoothStep(0.5f, 0.97f, r) + 0.15f * r + 0.45f * grain[i]);
     }
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
 }
 
 void PlanTurbulence(Service& s) {
@@ -550,12 +576,13 @@ void PlanTurbulence(Service& s) {
     const float at[4] = {0.0f, 0.4f, 0.65f, 1.0f};
     BuildRamp(s, at);
 }
-void ShadeTurbulence(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb) {
+void ShadeTurbulence(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
+                     float* field) {
     float wx[kChunk] = {}, wy[kChunk] = {}, t[kChunk];
     Warp(s, s.fractal[1], s.fractal[2], float(0.25 * s.power), X, Y, n, wx, wy);
     Sum(s, s.fractal[0], wx, wy, false, n, t);
     for (int i = 0; i < n; ++i) t[i] = 0.5f + 1.1f * t[i];
-    Colour(s, t, n, rgb);
+    Colour(s, t, n, rgb, field);
 }
 
 // ---- reading the request ----
@@ -642,13 +669,49 @@ bool ReadRequest(const NoiseImageRequest& r, Service& s) {
 
 }  // namespace
 
-MemHandle CreateNoiseImage(const NoiseImageRequest* request) {
+namespace {
+
+// The samples' fields of a pixel row, averaged per pixel like their
+// colours, into the floats of `out` (one per pixel).
+void AverageField(const float* field, int pixels, int samples, float* out) {
+    const float count = float(samples * samples);
+    for (int i = 0; i < pixels; ++i) {
+        float sum = 0.0f;
+        for (int k = 0; k < samples; ++k) sum += field[i * samples + k];
+        out[i] += sum / count;
+    }
+}
+
+// The averaged field as 16-bit levels: positions at 16 bits, any other
+// field's whole range spread over them.
+bool LevelsOf(const Service& s, const std::vector<float>& field, HeightField* out) {
+    if (!out->Resize(s.size, s.size)) return false;
+    float lo = 0.0f, hi = 1.0f;
+    if (!s.fieldIsPosition && !field.empty()) {
+        const auto [least, most] = std::minmax_element(field.begin(), field.end());
+        lo = *least;
+        hi = *most;
+    }
+    for (int y = 0; y < s.size; ++y) {
+        const float* f = field.data() + std::size_t(y) * std::size_t(s.size);
+        std::uint16_t* level = out->Row(y);
+        for (int x = 0; x < s.size; ++x)
+            level[x] = s.fieldIsPosition ? SpreadLevel(f[x], 0.0, 1.0) : SpreadLevel(f[x], lo, hi);
+    }
+    return true;
+}
+
+}  // namespace
+
+MemHandle CreateNoiseImage(const NoiseImageRequest* request, const NoiseImageMaps& maps) {
     if (!request) return 0;
     // The request is copied at once; the service keeps nothing of the caller's.
     NoiseImageRequest r;
     std::memcpy(&r, request, sizeof r);
     Service s;
     if (!ReadRequest(r, s)) return 0;
+    std::vector<float> field;
+    if (maps.heights) field.assign(std::size_t(s.size) * std::size_t(s.size), 0.0f);
     const MemHandle image = NewImage(s.size, s.size);
     ImageView v;
     if (!image || !LockImage(image, &v)) {
@@ -657,25 +720,31 @@ MemHandle CreateNoiseImage(const NoiseImageRequest* request) {
     }
     const int ss = s.samples, perBatch = kBatch / ss;
     const double samplesAcross = double(s.size) * ss;
+    // Moved by a fraction of the picture: a tileable picture wraps, so this
+    // only chooses where its seam falls.
+    const float shiftX = float(maps.shiftX), shiftY = float(maps.shiftY);
     PlanWork(s.size);
     ParallelRows(s.size, [&](int y0, int y1) {
-        float X[kChunk], Y[kChunk];
+        float X[kChunk], Y[kChunk], F[kChunk];
         std::uint8_t rgb[3 * kChunk];
         int sum[3 * kChunk];
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = v.Row(y);
+            float* fieldRow =
+                field.empty() ? nullptr : field.data() + std::size_t(y) * std::size_t(s.size);
             for (int x0 = 0; x0 < s.size; x0 += perBatch) {
                 const int m = std::min(perBatch, s.size - x0);
                 std::fill(sum, sum + 3 * m, 0);
                 for (int sy = 0; sy < ss; ++sy) {
-                    const float yc = float((double(y * ss + sy) + 0.5) / samplesAcross);
+                    const float yc = float((double(y * ss + sy) + 0.5) / samplesAcross) + shiftY;
                     for (int i = 0; i < m * ss; ++i) {
-                        X[i] = float((double(x0 * ss + i) + 0.5) / samplesAcross);
+                        X[i] = float((double(x0 * ss + i) + 0.5) / samplesAcross) + shiftX;
                         Y[i] = yc;
                     }
-                    s.shade(s, X, Y, m * ss, rgb);
+                    s.shade(s, X, Y, m * ss, rgb, fieldRow ? F : nullptr);
                     for (int i = 0; i < m * ss; ++i)
                         for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
+                    if (fieldRow) AverageField(F, m, ss, fieldRow + x0);
                 }
                 const int count = ss * ss;
                 for (int i = 0; i < m; ++i) {
@@ -687,6 +756,10 @@ MemHandle CreateNoiseImage(const NoiseImageRequest* request) {
         }
     });
     UnlockImage(&v);
+    if (maps.heights && !LevelsOf(s, field, maps.heights)) {
+        MemFree(image);
+        return 0;
+    }
     return image;
 }
 

@@ -68,6 +68,21 @@ Steps MeanSteps(const ImageView& v, bool alongX) {
 // hold it a whole number of times each column's step depends on how it falls
 // between samples (the seam's column is like every other of its phase); the
 // sizes here hold the default mesh evenly.
+//
+// CGI Terrain lights its land and leaves its sea flat, and its continents
+// are a third of the picture across, so a column's mean step depends on how
+// much land it crosses: over 48 seeds neighbouring columns still wander by
+// 5 % (one standard deviation) through the picture, the seam's as much as
+// any. It takes four times the seeds to bring that to 2.5 %. (Seeds stay
+// inside every kind's range: a seed past it would be clamped to the same
+// picture again and again.)
+struct SeamSeeds {
+    int count, step;
+};
+SeamSeeds SeedsFor(const KindDescriptor& k) {
+    return k.key == std::string("cgiterrain") ? SeamSeeds{192, 151} : SeamSeeds{48, 307};
+}
+
 TEST(Maps, TileablePicturesHaveNoVisibleSeam) {
     int tiling = 0;
     for (int kind = 0; kind < kKindCount; ++kind) {
@@ -77,7 +92,8 @@ TEST(Maps, TileablePicturesHaveNoVisibleSeam) {
         for (const std::string& size :
              {SizeSettings(kind, 256, 256), SizeSettings(kind, 512, 256)}) {
             Steps x, y;
-            for (int seed = 101; seed < 101 + 48 * 307; seed += 307) {
+            const SeamSeeds seeds = SeedsFor(k);
+            for (int seed = 101; seed < 101 + seeds.count * seeds.step; seed += seeds.step) {
                 test::Session s;
                 const std::string settings = size + " seed=" + std::to_string(seed);
                 const test::Picture p(RenderMaps(s, kind, settings, true));
