@@ -281,13 +281,17 @@ void ReportClamps(MasterTextureRecord* rec, int kind, const std::vector<Requeste
 MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Requested>& asked,
                          const MapRequest& maps = {}, bool progress = true) {
     MemHandle image;
+    std::string note;
+    MapRequest noted = maps;
+    noted.note = &note;
     if (progress) {
         ProgressLine line;
-        image = RenderSelectedKind(s.rec, maps);
+        image = RenderSelectedKind(s.rec, noted);
     } else {
-        image = RenderSelectedKind(s.rec, maps);
+        image = RenderSelectedKind(s.rec, noted);
     }
     ReportClamps(s.rec, kind, asked);
+    if (!note.empty()) std::fprintf(stderr, "tsntxtr: %s\n", note.c_str());
     if (image) return image;
     // Matrix draws a tile of its library: a selection past its end is no
     // shortage of memory.

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "core/height_field.h"
 #include "core/platform.h"
@@ -34,6 +35,9 @@ struct RenderValues {
     // and, when not null, fill this with the scalar field the picture was
     // coloured from, at 16 bits.
     HeightField* height = nullptr;
+    // When not null, told what the maps changed of the page's values (a
+    // scale rounded to whole periods of the picture), to pass on to the user.
+    std::string* note = nullptr;
 };
 
 // What a kind offers beyond its page (KindDescriptor::maps).

@@ -72,6 +72,7 @@ MemHandle RenderTakingValues(const KindDescriptor& k, MasterTextureRecord* rec,
     if (!TakeRenderValues(k, rec, &values)) return 0;
     values.tileable = maps.tileable && (k.maps & kMapsTile);
     values.height = (k.maps & kMapsHeight) ? maps.height : nullptr;
+    values.note = maps.note;
     return k.render(rec, values);
 }
 

@@ -26,6 +26,7 @@ void ShowEditedStatus(const KindDescriptor& k, MasterTextureRecord* rec);
 struct MapRequest {
     bool tileable = false;
     HeightField* height = nullptr;
+    std::string* note = nullptr;  // see RenderValues::note
 };
 
 // TakeRenderValues, then the kind's render: for a block whose other fields

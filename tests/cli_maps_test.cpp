@@ -98,5 +98,22 @@ TEST_F(Maps, RequestsAKindCannotMeetAreRefused) {
               std::string::npos);
 }
 
+// A scale that does not fit the picture a whole number of times is rounded
+// for a tileable picture, and the user is told, as clamping is reported;
+// one that fits is used as it is, without a word.
+TEST_F(Maps, ATileableScaleRoundedToWholeCellsIsReported) {
+    const std::string out = folder.File("n.png");
+    test::Outcome r =
+        Tsntxtr("render noise --width 300 --depth 200 --set scale=7 --tileable -o '" + out + "'");
+    EXPECT_EQ(r.code, 0);
+    EXPECT_NE(r.err.find("tileable: 7 x 5 lattice cells across the picture (the scale asks for 7 "
+                         "x 4.667)"),
+              std::string::npos)
+        << r.err;
+    r = Tsntxtr("render noise --width 300 --depth 150 --set scale=8 --tileable -o '" + out + "'");
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.err, "");
+}
+
 }  // namespace
 }  // namespace tsn

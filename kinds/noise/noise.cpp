@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "core/image.h"
 #include "core/owners.h"
@@ -68,12 +70,23 @@ struct Axis {
     float r0, r1, s;
 };
 
-Axis AxisOf(float c) {
+// The lattice entry of cell `cell` (counted from the origin) of a lattice
+// that repeats every `period` cells; the table's own 256 when 0.
+int LatticeEntry(int cell, int period) {
+    return (period > 0 ? cell % period : cell) & 255;
+}
+
+Axis AxisOf(float c, int period = 0) {
     Axis a;
     float t = c + 4096.0f;
     int it = TruncToInt(t);
-    a.b0 = it & 255;
-    a.b1 = (a.b0 + 1) & 255;
+    if (period > 0 && it >= 4096) {
+        a.b0 = LatticeEntry(it - 4096, period);
+        a.b1 = LatticeEntry(it - 4096 + 1, period);
+    } else {
+        a.b0 = it & 255;
+        a.b1 = (a.b0 + 1) & 255;
+    }
     a.r0 = t - float(it);
     a.r1 = a.r0 - 1.0f;
     a.s = SCurve(a.r0);
@@ -86,8 +99,8 @@ float Dot(const float* q, float a, float b, float c) {
 
 // Perlin's three-dimensional noise with the y and z axes already resolved
 // (they are constant along a row).
-float Noise3(const NoiseLattice& L, float px, const Axis& ay, const Axis& az) {
-    Axis ax = AxisOf(px);
+float Noise3(const NoiseLattice& L, float px, const Axis& ay, const Axis& az, int periodX = 0) {
+    Axis ax = AxisOf(px, periodX);
     const int i = L.p[ax.b0], j = L.p[ax.b1];
     const int b00 = L.p[i + ay.b0], b10 = L.p[j + ay.b0];
     const int b01 = L.p[i + ay.b1], b11 = L.p[j + ay.b1];
@@ -203,6 +216,7 @@ namespace {
 struct Octave {
     NoiseLattice lattice;
     float sx, sy, s;
+    int periodX = 0, periodY = 0;  // lattice cells per repeat when tileable
 };
 
 // Where a pixel row or column samples one octave.
@@ -219,7 +233,7 @@ struct Sampling {
 
 // The grey of one octave at a pixel whose row is already resolved.
 int OctaveGrey(const Octave& o, const Sampling& at, int x, const Axis& ay, const Axis& az) {
-    return GreyOf(Noise3(o.lattice, at.X(x, o), ay, az));
+    return GreyOf(Noise3(o.lattice, at.X(x, o), ay, az, o.periodX));
 }
 
 // Summed octaves: the octaves' greys added and divided by eight (as if
@@ -258,10 +272,11 @@ RowPlan PlanRows(const Octave& o, const Sampling& at, int width) {
 }
 
 // The row table of one octave (see noise_rows.h).
-void FillRowTable(const NoiseLattice& L, const Axis& ay, const Axis& az, int cells,
+void FillRowTable(const NoiseLattice& L, const Axis& ay, const Axis& az, int cells, int period,
                   std::size_t stride, float* table) {
     for (int c = 0; c < cells; ++c) {
-        const int b0 = (4096 + c) & 255, b1 = (b0 + 1) & 255;
+        const int b0 = period > 0 ? LatticeEntry(c, period) : (4096 + c) & 255;
+        const int b1 = period > 0 ? LatticeEntry(c + 1, period) : (b0 + 1) & 255;
         const int i = L.p[b0], j = L.p[b1];
         const int corner[4] = {L.p[i + ay.b0], L.p[j + ay.b0], L.p[i + ay.b1], L.p[j + ay.b1]};
         for (int k = 0; k < 8; ++k) {
@@ -301,9 +316,10 @@ void SampleGrey(const ImageView& g, const Octave* octaves, int count, bool sum, 
             std::uint8_t* row = g.Row(y);
             if (total) std::memset(total, 0, std::size_t(g.width) * sizeof(std::int32_t));
             for (int l = 0; l < count && total; ++l) {
-                const Axis ay = AxisOf(at.Y(y, octaves[l]));
+                const Axis ay = AxisOf(at.Y(y, octaves[l]), octaves[l].periodY);
                 if (plans[l].cells > 0) {
-                    FillRowTable(octaves[l].lattice, ay, az, plans[l].cells, stride, table);
+                    FillRowTable(octaves[l].lattice, ay, az, plans[l].cells, octaves[l].periodX,
+                                 stride, table);
                     rowLoop({table, stride, 4096, plans[l].divisor, plans[l].scale, ay.s, az.s,
                              g.width, total});
                 } else {
@@ -324,7 +340,7 @@ void SampleGrey(const ImageView& g, const Octave* octaves, int count, bool sum, 
                 continue;
             }
             Axis ay[8];
-            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]));
+            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]), octaves[l].periodY);
             for (int x = 0; x < g.width; ++x) {
                 const int v = sum ? SummedGrey(octaves, count, at, x, ay, az)
                                   : OctaveGrey(octaves[0], at, x, ay[0], az);
@@ -389,14 +405,14 @@ bool NoiseHeights(const ImageView& g, const Octave* octaves, int count, bool sum
     ParallelRows(g.depth, [&](int y0, int y1) {
         Axis ay[8];
         for (int y = y0; y < y1; ++y) {
-            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]));
+            for (int l = 0; l < count; ++l) ay[l] = AxisOf(at.Y(y, octaves[l]), octaves[l].periodY);
             const std::uint8_t* row = g.Row(y);
             std::uint16_t* level = out->Row(y);
             for (int x = 0; x < g.width; ++x) {
                 double t = 0;
                 for (int l = 0; l < count; ++l) {
-                    const double n =
-                        double(Noise3(octaves[l].lattice, at.X(x, octaves[l]), ay[l], az));
+                    const double n = double(Noise3(octaves[l].lattice, at.X(x, octaves[l]), ay[l],
+                                                   az, octaves[l].periodX));
                     t += std::clamp(n * 255.0, 0.0, 255.0);
                 }
                 if (sum) t /= 8.0;
@@ -407,6 +423,38 @@ bool NoiseHeights(const ImageView& g, const Octave* octaves, int count, bool sum
         }
     });
     return true;
+}
+
+// A whole number of lattice cells across each side, nearest the first
+// octave's frequency there (at least one); the octaves keep doubling it.
+int WholeCells(double cells) {
+    return std::clamp(int(std::floor(cells + 0.5)), 1, 1 << 20);
+}
+
+// Makes every octave repeat over the picture: each side holds a whole
+// number of its lattice cells, so the picture is sampled across whole
+// periods of every octave. Says so in `note` when that moved a scale.
+void TileOctaves(const NoiseParameters& b, int w, int h, int count, Octave* octaves, Sampling* at,
+                 std::string* note) {
+    const double longer = double(std::max(w, h));
+    const double acrossX = at->square ? b.scale * w / longer : b.xScale;
+    const double acrossY = at->square ? b.scale * h / longer : b.yScale;
+    const int cellsX = WholeCells(acrossX), cellsY = WholeCells(acrossY);
+    for (int i = 0; i < count; ++i) {
+        octaves[i].periodX = cellsX << i;
+        octaves[i].periodY = cellsY << i;
+        octaves[i].sx = float(octaves[i].periodX);
+        octaves[i].sy = float(octaves[i].periodY);
+    }
+    at->square = false;
+    if (note && (std::fabs(acrossX - cellsX) > 1e-9 || std::fabs(acrossY - cellsY) > 1e-9)) {
+        char text[200];
+        std::snprintf(text, sizeof text,
+                      "tileable: %d x %d lattice cells across the picture (the scale asks for "
+                      "%.4g x %.4g)",
+                      cellsX, cellsY, acrossX, acrossY);
+        *note = text;
+    }
 }
 
 }  // namespace
@@ -436,12 +484,13 @@ MemHandle NoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
         octaves[i].sy = float(k * b->yScale);
         octaves[i].s = float(k * b->scale);
     }
+    Sampling at{b->squareAspect != 0, float(w), float(h), float(std::max(w, h))};
+    if (values.tileable) TileOctaves(*b, w, h, count, octaves, &at, values.note);
 
     OwnedBlock grey(NewImage(w, h));
     {
         LockedImage g(grey.get());
         if (!g) return 0;
-        const Sampling at{b->squareAspect != 0, float(w), float(h), float(std::max(w, h))};
         int lo, hi;
         SampleGrey(g.view(), octaves, count, sum, at, float(1.0 / b->zDivisor), &lo, &hi);
         std::uint8_t stretch[256];
@@ -475,7 +524,7 @@ const KindDescriptor kNoiseKind = {
     .presetList = kNoisePresetListId,
     .takesHostSize = true,
     .seedShowsNextRender = true,
-    .maps = kMapsHeight,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn
