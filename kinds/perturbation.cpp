@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "core/detmath.h"
@@ -110,6 +112,68 @@ double Wave(const SineTable& sine, std::uint32_t wave, double t) {
     }
 }
 
+// The pattern's phase at a pixel, in periods: for bands and checks a
+// linear function of the pixel's offset from the centre, for rings its
+// distance from the centre.
+struct Pattern {
+    double ca, sa;   // the direction of the bands
+    double periods;  // per pixel
+    // Tileable only: the picture's size, and the phase per pixel along the
+    // bands and across them. Rings are then measured to the nearest copy
+    // of the centre.
+    int wrapX = 0, wrapY = 0;
+    double alongX = 0, alongY = 0, acrossX = 0, acrossY = 0;
+
+    double Rings(double px, double py) const {
+        if (wrapX > 0) {
+            px = std::min(std::fabs(px), wrapX - std::fabs(px));
+            py = std::min(std::fabs(py), wrapY - std::fabs(py));
+        }
+        return std::sqrt(px * px + py * py) * periods;
+    }
+    double Along(double px, double py) const {
+        return wrapX > 0 ? px * alongX + py * alongY : (px * ca + py * sa) * periods;
+    }
+    double Across(double px, double py) const {
+        return wrapX > 0 ? px * acrossX + py * acrossY : (py * ca - px * sa) * periods;
+    }
+};
+
+// A whole number of periods, nearest v.
+double WholePeriods(double v) {
+    return std::floor(v + 0.5);
+}
+
+// The pattern as the page asks for it, or for a tileable picture with a
+// whole number of periods across each side along both directions (bands
+// may turn and tighten a little; the user is told in `note`).
+Pattern PatternFor(double periods, double angle, bool rings, int w, int h, bool tileable,
+                   std::string* note) {
+    const double ca = DetCos(angle), sa = DetSin(angle);
+    Pattern p{ca, sa, periods};
+    if (!tileable) return p;
+    p.wrapX = w;
+    p.wrapY = h;
+    const double wantX = ca * periods * w, wantY = sa * periods * h;
+    const double ax = WholePeriods(wantX), ay = WholePeriods(wantY);
+    const double cx = WholePeriods(-sa * periods * w), cy = WholePeriods(ca * periods * h);
+    // At least one period across the picture each way.
+    const bool flatAlong = ax == 0 && ay == 0, flatAcross = cx == 0 && cy == 0;
+    p.alongX = (flatAlong ? 1.0 : ax) / w;
+    p.alongY = ay / h;
+    p.acrossX = cx / w;
+    p.acrossY = (flatAcross ? 1.0 : cy) / h;
+    if (note && !rings && (p.alongX * w != wantX || ay != wantY)) {
+        char text[200];
+        std::snprintf(text, sizeof text,
+                      "tileable: the bands run %g x %g periods across the picture (frequency "
+                      "and angle ask for %.4g x %.4g)",
+                      p.alongX * w, ay, wantX, wantY);
+        *note = text;
+    }
+    return p;
+}
+
 }  // namespace
 
 MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& values) {
@@ -121,8 +185,8 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     const double periods = ClampedOr(b->frequency, 0.5, 64.0, 4.0) / longer;  // per pixel
     const double cells = ClampedOr(b->noiseScale, 0.5, 64.0, 2.5) / longer;
     const double angle = ClampedOr(b->angle, -3600.0, 3600.0, 0.0) * (kTwoPi / 360.0);
-    const double ca = DetCos(angle), sa = DetSin(angle);
     const std::uint32_t pattern = b->pattern <= 2 ? b->pattern : 0;
+    const Pattern at = PatternFor(periods, angle, pattern == 1, w, h, values.tileable, values.note);
     const std::uint32_t wave = b->wave <= 3 ? b->wave : 0;
 
     NoiseSettings s;
@@ -130,11 +194,28 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     s.fractal = b->fractalMode;
     s.octaves = b->octaves;
     s.gain = ClampedOr(b->roughness, 0.0, 1.0, 0.55);
+    // Tiled, the noise repeats over the picture: each side holds a whole
+    // number of its first octave's cells.
+    double cellsX = cells, cellsY = cells;
+    if (values.tileable) {
+        s.tile = true;
+        s.periodX = std::max(1, FloorToInt(cells * w + 0.5));
+        s.periodY = std::max(1, FloorToInt(cells * h + 0.5));
+        cellsX = double(s.periodX) / w;
+        cellsY = double(s.periodY) / h;
+    }
+    // Every octave's lattice lines meet at the origin; a tileable picture
+    // moves off them by a fraction of a cell that the seed chooses, so its
+    // seam falls anywhere in the lattice, as any other row or column does.
+    const double golden = double(values.seed) * 0.6180339887498949;
+    const double silver = double(values.seed) * 0.4142135623730950;
+    const double shiftX = values.tileable ? golden - std::floor(golden) : 0.0;
+    const double shiftY = values.tileable ? silver - std::floor(silver) : 0.0;
     Rng rng;
     rng.Seed(values.seed);
     NoiseField field;
     BuildNoiseField(s, rng, &field);
-    const NoiseLevel level = NoiseLevels(field, w, h, cells, cells);
+    const NoiseLevel level = NoiseLevels(field, w, h, cellsX, cellsY);
     // Phase shift per unit of noise: `strength` periods per standard
     // deviation.
     const double push = ClampedOr(b->strength, 0.0, 4.0, 0.25) / level.spread;
@@ -158,14 +239,14 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
         // so the two displacements are unrelated.
         std::vector<double> u(w), far(w), n(w), m(w);
         for (int x = 0; x < w; ++x) {
-            u[x] = (x + 0.5) * cells;
+            u[x] = (x + 0.5) * cellsX + shiftX;
             far[x] = u[x] + 57.31;
         }
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
             // Rows run downwards; the pattern's y axis points up.
             const double py = cy - (y + 0.5);
-            const double v = (y + 0.5) * cells, vFar = v + 23.79;
+            const double v = (y + 0.5) * cellsY + shiftY, vFar = v + 23.79;
             NoiseRow(field, u.data(), &v, true, w, n.data());
             if (pattern == 2) NoiseRow(field, far.data(), &vFar, true, w, m.data());
             for (int x = 0; x < w; ++x) {
@@ -173,13 +254,13 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
                 const double nx = (n[x] - level.mean) * push;
                 double value;
                 if (pattern == 1) {
-                    value = Wave(sine, wave, std::sqrt(px * px + py * py) * periods + nx);
+                    value = Wave(sine, wave, at.Rings(px, py) + nx);
                 } else {
-                    const double along = (px * ca + py * sa) * periods + nx;
+                    const double along = at.Along(px, py) + nx;
                     value = Wave(sine, wave, along);
                     if (pattern == 2) {
                         const double mx = (m[x] - level.mean) * push;
-                        const double across = (py * ca - px * sa) * periods + mx;
+                        const double across = at.Across(px, py) + mx;
                         value = 0.5 +
                                 0.5 * (2.0 * value - 1.0) * (2.0 * Wave(sine, wave, across) - 1.0);
                     }
@@ -203,7 +284,7 @@ const KindDescriptor kPerturbationKind = {
     .reset = PerturbationReset,
     .presetList = kPerturbationPresetListId,
     .takesHostSize = true,
-    .maps = kMapsHeight,
+    .maps = kMapsTile | kMapsHeight,
 };
 
 }  // namespace tsn
