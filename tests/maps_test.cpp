@@ -127,7 +127,7 @@ TEST(Maps, WithoutTheSwitchTheCratersSeamShows) {
 // Kinds that cannot tile or have no field are given neither, and their
 // pictures do not change when asked.
 TEST(Maps, RequestsAKindDoesNotOfferChangeNothing) {
-    for (const char* key : {"mandelbrot", "plasma"}) {
+    for (const char* key : {"mandelbrot", "clouds"}) {
         const int kind = FindKind(key);
         if (KindOf(kind).maps) continue;
         test::Session a, b;

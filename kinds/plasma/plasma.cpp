@@ -31,14 +31,14 @@ const PageField kPlasmaFields[] = {
 
 const PageTable kPlasmaPage = TableOf(kPlasmaFields, kPresetControls);
 
-std::uint32_t RandomColour(Rng& rng) {
+}  // namespace
+
+std::uint32_t PlasmaAnchorColour(Rng& rng) {
     const std::uint32_t r = std::uint32_t(rng.Next() % 255);
     const std::uint32_t g = std::uint32_t(rng.Next() % 255);
     const std::uint32_t b = std::uint32_t(rng.Next() % 255);
     return r | g << 8 | b << 16;
 }
-
-}  // namespace
 
 float PlasmaAmplitude(int level, std::int32_t turbulence) {
     const float quotient = 256.0f / float(2 * level);
@@ -68,7 +68,8 @@ MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
     const int anchors[9][2] = {{0, 0},  {w - 1, 0},  {0, h - 1}, {w - 1, h - 1}, {cx, cy},
                                {0, cy}, {w - 1, cy}, {cx, 0},    {cx, h - 1}};
     for (const auto& at : anchors)
-        SetPixel(view, at[0], at[1], useSeedColour ? (seedColour & 0xFFFFFFu) : RandomColour(rng));
+        SetPixel(view, at[0], at[1],
+                 useSeedColour ? (seedColour & 0xFFFFFFu) : PlasmaAnchorColour(rng));
     const PlasmaWalkJob job{view.Row(0), std::ptrdiff_t(view.stride), w, h, turbulence, rng.state,
                             streamMemory};
     ActiveKernel(SimdKernels<void (*)(const PlasmaWalkJob&)>{PlasmaWalkSse2, PlasmaWalkAvx2,
@@ -81,6 +82,9 @@ MemHandle PlasmaImage(int w, int h, std::int32_t seed, std::int32_t turbulence,
 
 MemHandle PlasmaRender(MasterTextureRecord* rec, const RenderValues& values) {
     const PlasmaParameters* b = PlasmaBlock(rec);
+    if (values.tileable)
+        return PlasmaTorusImage(values.width, values.depth, std::int32_t(values.seed),
+                                b->turbulence, b->seedColour, b->useSeedColour != 0);
     return PlasmaImage(values.width, values.depth, std::int32_t(values.seed), b->turbulence,
                        b->seedColour, b->useSeedColour != 0);
 }
@@ -94,6 +98,7 @@ const KindDescriptor kPlasmaKind = {
     .page = &kPlasmaPage,
     .render = PlasmaRender,
     .presetList = kPlasmaPresetListId,
+    .maps = kMapsTile,
 };
 
 }  // namespace tsn

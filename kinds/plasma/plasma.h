@@ -66,6 +66,15 @@ inline PlasmaParameters* PlasmaBlock(MasterTextureRecord* rec) {
 MemHandle PlasmaImage(int width, int depth, std::int32_t seed, std::int32_t turbulence,
                       std::uint32_t seedColour, bool useSeedColour);
 
+// The same plasma on a torus, so the picture tiles: its right edge is its
+// left and its bottom its top (see plasma_torus.cpp).
+MemHandle PlasmaTorusImage(int width, int depth, std::int32_t seed, std::int32_t turbulence,
+                           std::uint32_t seedColour, bool useSeedColour);
+
+// An anchor's random colour: red, green and blue drawn in that order, each
+// 0 .. 254.
+std::uint32_t PlasmaAnchorColour(Rng& rng);
+
 // The displacement amplitude of a split level: 256 / (2 level) in single
 // precision, times turbulence / 100 in double, rounded to single.
 float PlasmaAmplitude(int level, std::int32_t turbulence);
