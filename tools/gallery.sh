@@ -28,6 +28,12 @@ maps=$(mktemp -d)
 XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render craters --width 192 --depth 144 --seed 700 --tileable \
   -o "$maps/craters.png" >/dev/null
 "${1:-build}/tile_preview" "$maps/craters.png" docs/gallery/maps-craters-tiled.png 2
+XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render perturb --width 192 --depth 144 --seed 5150 \
+  --set pattern=1 --tileable -o "$maps/perturb.png" >/dev/null
+"${1:-build}/tile_preview" "$maps/perturb.png" docs/gallery/maps-perturb-tiled.png 2
+XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render plasma --width 192 --depth 144 --seed 15000 \
+  --tileable -o "$maps/plasma.png" >/dev/null
+"${1:-build}/tile_preview" "$maps/plasma.png" docs/gallery/maps-plasma-tiled.png 2
 XDG_CONFIG_HOME=$(mktemp -d) "$tsntxtr" render terrain --width 320 --depth 240 --tileable \
   -o docs/gallery/maps-terrain.png --height docs/gallery/maps-terrain-height.png \
   --normal docs/gallery/maps-terrain-normal.png --normal-strength 16 >/dev/null
