@@ -120,6 +120,27 @@ const Case kCases[] = {
     {"matrix", "width=1001 depth=64"},
 };
 
+// The maps beyond the plug-in's pages: tileable pictures and height fields,
+// printed after the plug-in's renders so that those lines stay as they are.
+const Case kMapCases[] = {
+    {"noise", "width=300 depth=200 seed=10500 scale=7 layers=3"},
+    {"noise", "width=129 depth=257 seed=20000 squareAspect=0 xScale=9.5 yScale=30"},
+    {"plasma", "width=257 depth=130 seed=777"},
+    {"perturb", "width=300 depth=200 seed=4242 pattern=0 angle=35"},
+    {"perturb", "width=200 depth=300 seed=4242 pattern=1"},
+    {"perturb", "width=160 depth=100 pattern=2 noiseType=2"},
+    {"absnoise", "width=257 depth=130 seed=777"},
+    {"craters", "width=200 depth=150 seed=4242"},
+    {"ripples", "width=257 depth=129 seed=100"},
+    {"terrain", "width=256 depth=128 seed=777"},
+    {"surface", "width=256 depth=128 seed=100"},
+    {"scratch", "width=200 depth=150 seed=777"},
+    {"threads", "width=200 depth=150 seed=777"},
+    {"cgisea", "size=200 seed=777"},
+    {"cgigranite", "size=200 seed=777"},
+    {"cgiterrain", "size=150 seed=777 quality=2"},
+};
+
 // Width, depth and seed go through the page as typed; every other field is
 // put into the block as a preset holds it, unclamped and exact.
 bool Apply(HeadlessSession& s, int kind, const std::string& item) {
@@ -140,28 +161,52 @@ bool Apply(HeadlessSession& s, int kind, const std::string& item) {
 
 }  // namespace
 
+// Starts a session with the case's kind selected and its settings applied;
+// false after saying what was wrong.
+bool StartCase(const Case& c, HeadlessSession* s, int* kind) {
+    *kind = FindKind(c.kind);
+    if (*kind < 0 || !KindOf(*kind).page) {
+        std::fprintf(stderr, "bad kind '%s'\n", c.kind);
+        return false;
+    }
+    if (!StartHeadlessSession(s, SessionArguments{})) return false;
+    s->rec->kindIndex = *kind;
+    const std::string all = c.settings;
+    for (std::size_t pos = 0; pos < all.size();) {
+        std::size_t end = all.find(' ', pos);
+        if (end == std::string::npos) end = all.size();
+        if (!Apply(*s, *kind, all.substr(pos, end - pos))) {
+            std::fprintf(stderr, "bad case '%s' of %s\n", all.c_str(), c.kind);
+            EndHeadlessSession(s);
+            return false;
+        }
+        pos = end + 1;
+    }
+    return true;
+}
+
+// The tileable picture and, for a kind with a field, its height levels.
+bool PrintMapCase(const Case& c) {
+    HeadlessSession s;
+    int kind;
+    if (!StartCase(c, &s, &kind)) return false;
+    HeightField field;
+    const bool heights = (KindOf(kind).maps & kMapsHeight) != 0;
+    s.rec->image = RenderSelectedKind(s.rec, MapRequest{true, heights ? &field : nullptr});
+    std::printf("maps %s [%s] tileable %016llx heights %016llx\n", c.kind, c.settings,
+                (unsigned long long)Digest(s.rec->image),
+                (unsigned long long)Fnv(field.level.data(), field.level.size() * 2));
+    EndHeadlessSession(&s);
+    return true;
+}
+
 int main() {
     // The default tile only: a folder with no matrix library in it.
     SetAppDataOverride("render-digest-no-such-folder");
     for (const Case& c : kCases) {
-        const int kind = FindKind(c.kind);
-        if (kind < 0 || !KindOf(kind).page) {
-            std::fprintf(stderr, "bad kind '%s'\n", c.kind);
-            return 1;
-        }
         HeadlessSession s;
-        if (!StartHeadlessSession(&s, SessionArguments{})) return 1;
-        s.rec->kindIndex = kind;
-        const std::string all = c.settings;
-        for (std::size_t pos = 0; pos < all.size();) {
-            std::size_t end = all.find(' ', pos);
-            if (end == std::string::npos) end = all.size();
-            if (!Apply(s, kind, all.substr(pos, end - pos))) {
-                std::fprintf(stderr, "bad case '%s' of %s\n", all.c_str(), c.kind);
-                return 1;
-            }
-            pos = end + 1;
-        }
+        int kind;
+        if (!StartCase(c, &s, &kind)) return 1;
         s.rec->image = RenderSelectedKind(s.rec);
         const MemHandle grey = MemHandle(KindAt(kind).query(s.rec, kQueryIndexImage));
         std::printf("%s [%s] image %016llx grey %016llx table %016llx\n", c.kind, c.settings,
@@ -174,5 +219,7 @@ int main() {
         BuildMutationFountains(seed, set);
         std::printf("mutations [%u] %016llx\n", seed, (unsigned long long)Fnv(set, sizeof set));
     }
+    for (const Case& c : kMapCases)
+        if (!PrintMapCase(c)) return 1;
     return 0;
 }
