@@ -446,7 +446,7 @@ bool WriteMaps(const RenderRequest& r, const HeightField& field) {
 }
 
 // The picture's size as the kind's page gives it: width by depth, or a
-// square of Size; 0 where other fields decide it.
+// square of Size, or Pipes' cells; 0 where only the render knows it.
 long long PagePixels(const MasterTextureRecord* rec, const KindDescriptor& k) {
     const PageField* w = FieldWithRole(*k.page, Role::Width);
     const PageField* d = FieldWithRole(*k.page, Role::Depth);
@@ -455,6 +455,15 @@ long long PagePixels(const MasterTextureRecord* rec, const KindDescriptor& k) {
     if (const PageField* size = FindField(*k.page, "size")) {
         const long long side = ReadPageInteger(rec->dialog, size->id);
         return side * side;
+    }
+    // Pipes: cells of 512 / reduction pixels.
+    const PageField* across = FindField(*k.page, "widthCells");
+    const PageField* down = FindField(*k.page, "depthCells");
+    const PageField* reduction = FindField(*k.page, "reduction");
+    if (across && down && reduction) {
+        const long long cell = 512 / std::max(1, ReadPageInteger(rec->dialog, reduction->id));
+        return ReadPageInteger(rec->dialog, across->id) * cell *
+               (ReadPageInteger(rec->dialog, down->id) * cell);
     }
     return 0;
 }
