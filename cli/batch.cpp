@@ -1,10 +1,11 @@
-// Lines run in child processes forked from a parent that starts no threads
-// of its own, so every child begins as a fresh single-threaded `render`
-// would, and no state of one render (the session's pages, the configuration
-// read, the progress counters) can reach another. A child prepares its
-// request, says how many pixels it will render and waits for a go-ahead:
-// small pictures run several at once on one thread each, a big one alone
-// with every core's thread.
+// Lines run in worker processes forked from a parent that starts no threads
+// of its own, so a worker begins as a fresh single-threaded `render` would.
+// A worker renders one line after another, each from a new session, as
+// `sheet` renders its cells; it is replaced after a number of lines and
+// after a big picture, so nothing a long run leaves behind builds up. A
+// worker prepares its line, says how many pixels it will render and waits
+// for a go-ahead: small pictures run several at once on one thread each, a
+// big one alone with every core's thread.
 #include "cli/batch.h"
 
 #include <poll.h>
@@ -54,20 +55,6 @@ struct Job {
     std::vector<std::string> digests;
 };
 
-// A child rendering one job, seen from the parent.
-struct Child {
-    std::size_t job = 0;
-    pid_t pid = -1;
-    int control = -1;  // the child's reports: "P pixels", "H digest"
-    int errors = -1;   // the child's standard error
-    int go = -1;       // the go-ahead: one byte, the threads to use
-    std::string controlText, errorText;
-    enum State { Preparing, Waiting, Rendering } state = Preparing;
-    bool big = false;
-    Clock::time_point started = Clock::now(), waitFrom;
-    double waited = 0;
-};
-
 bool IsFile(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
@@ -84,27 +71,69 @@ bool WriteAll(int fd, const std::string& s) {
     return true;
 }
 
-// The child's side: renders the job as `render` would and reports.
-[[noreturn]] void RunChild(const Job& job, int control, int go, bool digests) {
-    const int code = Render(job.request, [&](long long pixels) {
-        WriteAll(control, "P " + std::to_string(pixels) + "\n");
-        unsigned char threads = 0;
-        ssize_t n;
-        while ((n = read(go, &threads, 1)) < 0 && errno == EINTR) {
+// Records a worker sends among its messages on its standard error, each a
+// line beginning with this byte: "P pixels" when its line is prepared, "H
+// digest" for each output, "D code" when the line is done.
+constexpr char kRecord = '\x01';
+// Lines a worker renders before it makes way for a fresh one.
+constexpr int kLinesPerWorker = 64;
+
+// Reads one command line from the parent; false at its end.
+bool ReadCommand(int fd, std::string* line) {
+    line->clear();
+    char c;
+    for (;;) {
+        const ssize_t n = read(fd, &c, 1);
+        if (n < 0 && errno == EINTR) continue;
+        if (n != 1) return false;
+        if (c == '\n') return true;
+        *line += c;
+    }
+}
+
+void Record(const std::string& text) {
+    WriteAll(STDERR_FILENO, kRecord + text + "\n");
+}
+
+// The worker's side: "J index" renders job `index` as `render` would,
+// with "G threads" as the go-ahead once it has said its size.
+[[noreturn]] void RunWorker(const std::vector<Job>& jobs, int commands, bool digests) {
+    std::string command;
+    while (ReadCommand(commands, &command)) {
+        if (command.rfind("J ", 0) != 0) break;
+        const Job& job = jobs[std::stoul(command.substr(2))];
+        const int code = Render(job.request, [&](long long pixels) {
+            Record("P " + std::to_string(pixels));
+            if (!ReadCommand(commands, &command) || command.rfind("G ", 0) != 0)
+                _exit(1);  // the batch is gone
+            SetWorkerThreads(std::atoi(command.c_str() + 2));
+        });
+        if (code == 0 && digests) {
+            for (const std::string& out : job.outputs) {
+                std::string hex;
+                Record("H " + (Sha256OfFile(out.c_str(), &hex) ? hex : "-"));
+            }
         }
-        if (n != 1) _exit(1);  // the batch is gone
-        SetWorkerThreads(threads);
-    });
-    if (code == 0 && digests) {
-        for (const std::string& out : job.outputs) {
-            std::string hex;
-            WriteAll(control, "H " + (Sha256OfFile(out.c_str(), &hex) ? hex : "-") + "\n");
-        }
+        Record("D " + std::to_string(code));
     }
     std::fflush(stdout);
-    std::fflush(stderr);
-    _exit(code);
+    _exit(0);
 }
+
+// A worker seen from the parent.
+struct Worker {
+    pid_t pid = -1;
+    int commands = -1;  // the parent's end of the worker's commands
+    int reports = -1;   // the worker's standard error: messages and records
+    std::string text;   // read but not yet taken
+    bool busy = false;
+    std::size_t job = 0;
+    enum State { Preparing, Waiting, Rendering } state = Preparing;
+    bool big = false;
+    int lines = 0;
+    Clock::time_point started, waitFrom;
+    double waited = 0;
+};
 
 class Runner {
   public:
@@ -116,29 +145,36 @@ class Runner {
           terminal_(isatty(STDERR_FILENO) != 0) {}
 
     void Run() {
-        while (next_ < jobs_.size() || !children_.empty()) {
+        while (next_ < jobs_.size() || Busy() > 0) {
             StartWaitingBig();
             while (next_ < jobs_.size() && MayStart()) Start(next_++);
-            if (children_.empty()) continue;
+            if (Busy() == 0) continue;
             Poll();
             ShowProgress(false);
         }
+        while (!workers_.empty()) Retire(workers_.size() - 1);
         ShowProgress(true);
     }
 
+    std::size_t failed() const { return failed_; }
+
   private:
+    std::size_t Busy() const {
+        return std::size_t(std::count_if(workers_.begin(), workers_.end(),
+                                         [](const Worker& w) { return w.busy; }));
+    }
     bool MayStart() const {
-        if (children_.size() >= std::size_t(slots_)) return false;
+        if (Busy() >= std::size_t(slots_)) return false;
         // A big picture waiting or rendering has the machine to itself.
-        return std::none_of(children_.begin(), children_.end(),
-                            [](const Child& c) { return c.big; });
+        return std::none_of(workers_.begin(), workers_.end(),
+                            [](const Worker& w) { return w.busy && w.big; });
     }
 
     void Finish(Job& job, const char* status) {
         job.status = status;
         ++done_;
-        if (job.status == std::string("failed")) ++failed_;
-        if (job.status == std::string("ok")) ++rendered_;
+        if (job.status == "failed") ++failed_;
+        if (job.status == "ok") ++rendered_;
         for (const std::string& m : job.messages)
             Say(b_.manifest + ":" + std::to_string(job.line->number) + ": " + m);
     }
@@ -154,169 +190,205 @@ class Runner {
                 }
             return Finish(job, "skipped");
         }
-        int control[2], errors[2], go[2];
-        if (pipe(control) != 0) return ForkFailed(job);
-        if (pipe(errors) != 0) {
-            CloseBoth(control);
-            return ForkFailed(job);
+        // An idle worker, else a new one; one that has gone is replaced.
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            auto idle = std::find_if(workers_.begin(), workers_.end(),
+                                     [](const Worker& w) { return !w.busy; });
+            std::size_t w = std::size_t(idle - workers_.begin());
+            if (idle == workers_.end()) {
+                std::string why;
+                if (!Spawn(&why)) {
+                    job.messages.push_back("cannot start a worker: " + why);
+                    return Finish(job, "failed");
+                }
+                w = workers_.size() - 1;
+            }
+            Worker& worker = workers_[w];
+            if (!WriteAll(worker.commands, "J " + std::to_string(i) + "\n")) {
+                Retire(w);
+                continue;
+            }
+            worker.busy = true;
+            worker.job = i;
+            worker.state = Worker::Preparing;
+            worker.big = false;
+            worker.started = Clock::now();
+            worker.waitFrom = {};
+            worker.waited = 0;
+            ++worker.lines;
+            return;
         }
-        if (pipe(go) != 0) {
-            CloseBoth(control);
-            CloseBoth(errors);
-            return ForkFailed(job);
+        job.messages.push_back("the worker for this line stopped before it began");
+        Finish(job, "failed");
+    }
+
+    bool Spawn(std::string* why) {
+        int commands[2], reports[2];
+        if (pipe(commands) != 0) {
+            *why = std::strerror(errno);
+            return false;
+        }
+        if (pipe(reports) != 0) {
+            *why = std::strerror(errno);
+            close(commands[0]);
+            close(commands[1]);
+            return false;
         }
         std::fflush(stdout);
         std::fflush(stderr);
         const pid_t pid = fork();
         if (pid == 0) {
-            // Only this child's own ends stay open, so each pipe's end is
-            // seen as soon as its child is gone.
-            for (const Child& c : children_) {
-                close(c.control);
-                close(c.errors);
-                close(c.go);
+            // Only this worker's own ends stay open, so the parent sees each
+            // pipe's end as soon as its worker is gone.
+            for (const Worker& w : workers_) {
+                close(w.commands);
+                close(w.reports);
             }
-            close(control[0]);
-            close(errors[0]);
-            close(go[1]);
-            dup2(errors[1], STDERR_FILENO);
-            close(errors[1]);
-            RunChild(job, control[1], go[0], !b_.report.empty());
+            close(commands[1]);
+            close(reports[0]);
+            dup2(reports[1], STDERR_FILENO);
+            close(reports[1]);
+            RunWorker(jobs_, commands[0], !b_.report.empty());
         }
-        close(control[1]);
-        close(errors[1]);
-        close(go[0]);
+        close(commands[0]);
+        close(reports[1]);
         if (pid < 0) {
-            close(control[0]);
-            close(errors[0]);
-            close(go[1]);
-            return ForkFailed(job);
+            *why = std::strerror(errno);
+            close(commands[1]);
+            close(reports[0]);
+            return false;
         }
-        Child c;
-        c.job = i;
-        c.pid = pid;
-        c.control = control[0];
-        c.errors = errors[0];
-        c.go = go[1];
-        children_.push_back(c);
+        Worker w;
+        w.pid = pid;
+        w.commands = commands[1];
+        w.reports = reports[0];
+        workers_.push_back(w);
+        return true;
     }
 
-    static void CloseBoth(int fds[2]) {
-        close(fds[0]);
-        close(fds[1]);
-    }
-    void ForkFailed(Job& job) {
-        job.messages.push_back(std::string("cannot start a render: ") + std::strerror(errno));
-        Finish(job, "failed");
+    // Ends worker w: its commands close, it leaves, and it is waited for.
+    // Returns how it ended (waitpid's status).
+    int Retire(std::size_t w) {
+        Worker& worker = workers_[w];
+        close(worker.commands);
+        if (worker.reports >= 0) close(worker.reports);
+        int status = 0;
+        while (waitpid(worker.pid, &status, 0) < 0 && errno == EINTR) {
+        }
+        workers_.erase(workers_.begin() + std::ptrdiff_t(w));
+        return status;
     }
 
-    void Go(Child& c, int threads) {
-        c.state = Child::Rendering;
-        if (c.waitFrom != Clock::time_point{}) c.waited = SecondsSince(c.waitFrom);
-        const unsigned char n = static_cast<unsigned char>(std::clamp(threads, 1, 255));
-        ssize_t w;
-        while ((w = write(c.go, &n, 1)) < 0 && errno == EINTR) {
-        }
-        close(c.go);
-        c.go = -1;
+    void Go(Worker& w, int threads) {
+        w.state = Worker::Rendering;
+        if (w.waitFrom != Clock::time_point{}) w.waited = SecondsSince(w.waitFrom);
+        WriteAll(w.commands, "G " + std::to_string(std::clamp(threads, 1, 255)) + "\n");
     }
 
     // A big picture waiting starts once nothing else runs.
     void StartWaitingBig() {
-        auto waiting = std::find_if(children_.begin(), children_.end(),
-                                    [](const Child& c) { return c.state == Child::Waiting; });
-        if (waiting == children_.end()) return;
-        for (const Child& c : children_)
-            if (c.state != Child::Waiting) return;
+        auto waiting = std::find_if(workers_.begin(), workers_.end(), [](const Worker& w) {
+            return w.busy && w.state == Worker::Waiting;
+        });
+        if (waiting == workers_.end()) return;
+        for (const Worker& w : workers_)
+            if (w.busy && w.state != Worker::Waiting) return;
         Go(*waiting, WorkerThreads());
     }
 
-    void Heard(Child& c, const std::string& line) {
+    // One line from worker w: a record or a message of its job. True when
+    // the job is done.
+    bool Heard(Worker& w, std::string line) {
+        Job& job = jobs_[w.job];
+        if (line.empty() || line[0] != kRecord) {
+            if (line.rfind("tsntxtr: ", 0) == 0) line.erase(0, 9);
+            if (!line.empty()) job.messages.push_back(line);
+            return false;
+        }
+        line.erase(0, 1);
         if (line.rfind("P ", 0) == 0) {
             const long long pixels = std::atoll(line.c_str() + 2);
             // A kind whose size only its render knows counts as big.
-            c.big = pixels <= 0 || pixels >= kBigPicture || slots_ == 1;
-            if (c.big) {
-                c.state = Child::Waiting;
-                c.waitFrom = Clock::now();
+            w.big = pixels <= 0 || pixels >= kBigPicture || slots_ == 1;
+            if (w.big) {
+                w.state = Worker::Waiting;
+                w.waitFrom = Clock::now();
             } else {
-                Go(c, smallThreads_);
+                Go(w, smallThreads_);
             }
         } else if (line.rfind("H ", 0) == 0) {
-            jobs_[c.job].digests.push_back(line.substr(2));
+            job.digests.push_back(line.substr(2));
+        } else if (line.rfind("D ", 0) == 0) {
+            job.seconds = SecondsSince(w.started) - w.waited;
+            const int code = std::atoi(line.c_str() + 2);
+            if (code != 0) {
+                if (job.messages.empty())
+                    job.messages.push_back("the render failed (exit " + std::to_string(code) + ")");
+                job.digests.clear();
+            }
+            w.busy = false;
+            Finish(job, code == 0 ? "ok" : "failed");
+            return true;
         }
-    }
-
-    // Reads what there is to read, taking complete lines.
-    static bool Drain(int* fd, std::string* text) {
-        char buf[4096];
-        const ssize_t n = read(*fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR) return true;
-        if (n <= 0) {
-            close(*fd);
-            *fd = -1;
-            return false;
-        }
-        text->append(buf, std::size_t(n));
-        return true;
+        return false;
     }
 
     void Poll() {
         std::vector<pollfd> fds;
-        for (const Child& c : children_) {
-            fds.push_back({c.control, POLLIN, 0});
-            fds.push_back({c.errors, POLLIN, 0});
-        }
-        if (poll(fds.data(), fds.size(), 100) < 0 && errno != EINTR) return;
-        for (std::size_t i = 0; i < children_.size(); ++i) {
-            Child& c = children_[i];
-            if (fds[2 * i].revents && c.control >= 0) {
-                Drain(&c.control, &c.controlText);
-                std::size_t end;
-                while ((end = c.controlText.find('\n')) != std::string::npos) {
-                    const std::string line = c.controlText.substr(0, end);
-                    c.controlText.erase(0, end + 1);
-                    Heard(c, line);
-                }
+        std::vector<std::size_t> which;
+        for (std::size_t i = 0; i < workers_.size(); ++i)
+            if (workers_[i].busy) {
+                fds.push_back({workers_[i].reports, POLLIN, 0});
+                which.push_back(i);
             }
-            if (fds[2 * i + 1].revents && c.errors >= 0) Drain(&c.errors, &c.errorText);
-        }
-        for (std::size_t i = 0; i < children_.size();) {
-            if (children_[i].control < 0 && children_[i].errors < 0) {
-                Reap(children_[i]);
-                children_.erase(children_.begin() + std::ptrdiff_t(i));
-            } else {
-                ++i;
+        if (poll(fds.data(), fds.size(), 100) < 0) return;
+        std::vector<std::size_t> retire;
+        for (std::size_t f = 0; f < fds.size(); ++f) {
+            if (!fds[f].revents) continue;
+            Worker& w = workers_[which[f]];
+            char buf[4096];
+            const ssize_t n = read(w.reports, buf, sizeof buf);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                retire.push_back(which[f]);
+                continue;
             }
+            w.text.append(buf, std::size_t(n));
+            std::size_t end;
+            bool done = false;
+            while (!done && (end = w.text.find('\n')) != std::string::npos) {
+                const std::string line = w.text.substr(0, end);
+                w.text.erase(0, end + 1);
+                done = Heard(w, line);
+            }
+            // A worker makes way for a fresh one after its share of lines
+            // and after a big picture.
+            if (done && (w.lines >= kLinesPerWorker || w.big)) retire.push_back(which[f]);
+        }
+        std::sort(retire.rbegin(), retire.rend());
+        for (std::size_t i : retire) {
+            const bool busy = workers_[i].busy;
+            Job& job = jobs_[workers_[i].job];
+            const std::string rest = workers_[i].text;
+            const double seconds = SecondsSince(workers_[i].started) - workers_[i].waited;
+            const int status = Retire(i);
+            if (busy) Stopped(job, rest, status, seconds);
         }
     }
 
-    void Reap(Child& c) {
-        Job& job = jobs_[c.job];
-        int status = 0;
-        while (waitpid(c.pid, &status, 0) < 0 && errno == EINTR) {
-        }
-        if (c.go >= 0) close(c.go);
-        job.seconds = SecondsSince(c.started) - c.waited;
-        // The child's messages, without the command's own prefix.
-        std::size_t at = 0, end;
-        c.errorText += c.errorText.empty() || c.errorText.back() == '\n' ? "" : "\n";
-        while ((end = c.errorText.find('\n', at)) != std::string::npos) {
-            std::string m = c.errorText.substr(at, end - at);
-            at = end + 1;
-            if (m.rfind("tsntxtr: ", 0) == 0) m.erase(0, 9);
-            if (!m.empty()) job.messages.push_back(m);
-        }
-        const bool ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        if (!ok && WIFSIGNALED(status))
+    // The worker of `job` ended before the line was done.
+    void Stopped(Job& job, const std::string& rest, int status, double seconds) {
+        if (!rest.empty() && rest[0] != kRecord) job.messages.push_back(rest);
+        if (WIFSIGNALED(status))
             job.messages.push_back(std::string("the render was stopped by signal ") +
                                    std::to_string(WTERMSIG(status)) + " (" +
                                    strsignal(WTERMSIG(status)) + ")");
-        else if (!ok && job.messages.empty())
-            job.messages.push_back("the render failed (exit " +
+        else
+            job.messages.push_back("the render ended before it was done (exit " +
                                    std::to_string(WEXITSTATUS(status)) + ")");
-        if (!ok) job.digests.clear();
-        Finish(job, ok ? "ok" : "failed");
+        job.digests.clear();
+        job.seconds = seconds;
+        Finish(job, "failed");
     }
 
     // Messages go above the progress line, which is then drawn again.
@@ -326,7 +398,7 @@ class Runner {
     }
     void ClearProgress() {
         if (!shown_) return;
-        std::fprintf(stderr, "\r%79s\r", "");
+        std::fprintf(stderr, "\r\033[K");
         shown_ = false;
     }
     void ShowProgress(bool last) {
@@ -346,10 +418,10 @@ class Runner {
         const int width = 30;
         const int filled =
             int(double(done_) / double(std::max<std::size_t>(1, jobs_.size())) * width);
-        std::fprintf(
-            stderr, "\rtsntxtr: [%s%s] %zu of %zu lines%s%s", std::string(filled, '#').c_str(),
-            std::string(width - filled, '.').c_str(), done_, jobs_.size(),
-            failed_ ? (", " + std::to_string(failed_) + " failed").c_str() : "", left.c_str());
+        const std::string failed = failed_ ? ", " + std::to_string(failed_) + " failed" : "";
+        std::fprintf(stderr, "\rtsntxtr: [%s%s] %zu of %zu lines%s%s\033[K",
+                     std::string(filled, '#').c_str(), std::string(width - filled, '.').c_str(),
+                     done_, jobs_.size(), failed.c_str(), left.c_str());
         shown_ = true;
     }
 
@@ -357,13 +429,10 @@ class Runner {
     const BatchRequest& b_;
     const int slots_, smallThreads_;
     const bool terminal_;
-    std::vector<Child> children_;
+    std::vector<Worker> workers_;
     std::size_t next_ = 0, done_ = 0, failed_ = 0, rendered_ = 0;
     Clock::time_point start_ = Clock::now(), drawn_{};
     bool shown_ = false;
-
-  public:
-    std::size_t failed() const { return failed_; }
 };
 
 bool ReadText(const std::string& path, std::string* text) {
