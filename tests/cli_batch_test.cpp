@@ -152,6 +152,59 @@ TEST_F(Batch, ManifestLinesRenderAsTheirPlainRenders) {
     }
 }
 
+// One worker renders line after line, every kind in turn and then again in
+// the other order with other values and maps: each picture is still the one
+// a separate `render` process makes.
+TEST_F(Batch, OneWorkerRendersEveryKindAsSeparateProcesses) {
+    MakeFolder("out");
+    const std::vector<std::string> kinds = {
+        "absnoise",   "cgigranite",    "cgijade",  "cgisea",  "cgisky",  "cgislime",
+        "cgiterrain", "cgiturbulence", "cgiwood",  "clouds",  "craters", "mandelbrot",
+        "matrix",     "noise",         "particle", "perturb", "pipes",   "plasma",
+        "ripples",    "scratch",       "surface",  "terrain", "threads"};
+    auto args = [](const std::string& kind, int pass) {
+        std::string a = kind;
+        if (kind.rfind("cgi", 0) == 0)
+            a += " --set size=" + std::string(pass ? "72" : "64");
+        else if (kind == "pipes")
+            a += " --set reduction=4";
+        else
+            a += pass ? " --width 70 --depth 66" : " --width 64 --depth 64";
+        if (kind != "mandelbrot" && kind != "matrix")
+            a += " --seed " + std::to_string(pass ? 4321 : 777);
+        if (pass && (kind == "craters" || kind == "terrain" || kind == "absnoise"))
+            a += " --tileable";
+        if (pass && (kind == "noise" || kind == "surface" || kind == "ripples"))
+            a += " --height out/" + kind + ".r16";
+        return a;
+    };
+    std::string manifest;
+    std::vector<std::pair<std::string, std::string>> lines;  // arguments, picture
+    for (int pass = 0; pass < 2; ++pass)
+        for (std::size_t i = 0; i < kinds.size(); ++i) {
+            const std::string& kind = pass ? kinds[kinds.size() - 1 - i] : kinds[i];
+            const std::string picture =
+                "out/" + kind + std::to_string(pass) + (pass ? ".bmp" : ".png");
+            lines.push_back({args(kind, pass), picture});
+            manifest += args(kind, pass) + " -o " + picture + "\n";
+        }
+    Write("m.txt", manifest);
+    const test::Outcome r = Tsntxtr("batch '" + folder.File("m.txt") + "' --jobs 1");
+    ASSERT_EQ(r.code, 0) << r.err;
+    MakeFolder("plain");
+    MakeFolder("plain/out");
+    for (const auto& [arguments, picture] : lines) {
+        const test::Outcome p = Tsntxtr("render " + arguments + " -o " + picture,
+                                        "cd '" + folder.File("plain") + "' && ");
+        ASSERT_EQ(p.code, 0) << arguments << ": " << p.err;
+        EXPECT_EQ(Bytes(picture), Bytes("plain/" + picture)) << arguments;
+    }
+    for (const char* kind : {"noise", "surface", "ripples"}) {
+        const std::string map = std::string("out/") + kind + ".r16";
+        EXPECT_EQ(Bytes(map), Bytes("plain/" + map)) << map;
+    }
+}
+
 // Each class of failure is reported with its line and message, the other
 // lines render, and the exit code says that something failed.
 TEST_F(Batch, FailingLinesAreReportedAndTheRestRender) {
@@ -215,6 +268,17 @@ TEST_F(Batch, AFullDiskFailsItsLineAlone) {
     EXPECT_FALSE(test::FileExists(folder.File("out/big.bmp")));
     EXPECT_EQ(test::TemporaryFilesIn(folder.File("out")), 0);
     EXPECT_EQ(Bytes("out/small1.bmp"), Plain("noise --width 64 --depth 64", "p1.bmp"));
+    EXPECT_EQ(Bytes("out/small2.bmp"), Plain("plasma --width 64 --depth 64", "p2.bmp"));
+    // Where the limit's signal is not ignored it ends the process rendering
+    // the line; the line fails and a fresh worker takes the next one.
+    ASSERT_EQ(unlink(folder.File("out/small2.bmp").c_str()), 0);
+    const test::Outcome killed =
+        Tsntxtr("batch '" + folder.File("m.txt") + "' --jobs 1", "ulimit -f 64; ");
+    EXPECT_EQ(killed.code, 1) << killed.err;
+    EXPECT_NE(killed.err.find(folder.File("m.txt") + ":2: the render was stopped by signal"),
+              std::string::npos)
+        << killed.err;
+    EXPECT_FALSE(test::FileExists(folder.File("out/big.bmp")));
     EXPECT_EQ(Bytes("out/small2.bmp"), Plain("plasma --width 64 --depth 64", "p2.bmp"));
 }
 
