@@ -9,6 +9,7 @@
 #include "cli/batch.h"
 
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -129,19 +130,31 @@ struct Worker {
     bool busy = false;
     std::size_t job = 0;
     enum State { Preparing, Waiting, Rendering } state = Preparing;
-    bool big = false;
+    bool big = false;    // renders alone
+    bool heavy = false;  // a big picture, or one whose size was not known
     int lines = 0;
     Clock::time_point started, waitFrom;
     double waited = 0;
 };
+
+// The cores this process may run on: those a scheduler such as Slurm gave
+// it, else the machine's.
+int UsableCores() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) > 0)
+        return std::min(CPU_COUNT(&set), WorkerThreads());
+    return WorkerThreads();
+}
 
 class Runner {
   public:
     Runner(std::vector<Job>& jobs, const BatchRequest& b)
         : jobs_(jobs),
           b_(b),
-          slots_(b.jobs > 0 ? b.jobs : WorkerThreads()),
-          smallThreads_(std::max(1, WorkerThreads() / slots_)),
+          cores_(UsableCores()),
+          slots_(b.jobs > 0 ? b.jobs : cores_),
+          smallThreads_(std::max(1, cores_ / slots_)),
           terminal_(isatty(STDERR_FILENO) != 0) {}
 
     void Run() {
@@ -212,6 +225,7 @@ class Runner {
             worker.job = i;
             worker.state = Worker::Preparing;
             worker.big = false;
+            worker.heavy = false;
             worker.started = Clock::now();
             worker.waitFrom = {};
             worker.waited = 0;
@@ -293,7 +307,7 @@ class Runner {
         if (waiting == workers_.end()) return;
         for (const Worker& w : workers_)
             if (w.busy && w.state != Worker::Waiting) return;
-        Go(*waiting, WorkerThreads());
+        Go(*waiting, cores_);
     }
 
     // One line from worker w: a record or a message of its job. True when
@@ -308,8 +322,10 @@ class Runner {
         line.erase(0, 1);
         if (line.rfind("P ", 0) == 0) {
             const long long pixels = std::atoll(line.c_str() + 2);
-            // A kind whose size only its render knows counts as big.
-            w.big = pixels <= 0 || pixels >= kBigPicture || slots_ == 1;
+            // A kind whose size only its render knows counts as big. A big
+            // picture's worker is replaced afterwards, giving its memory back.
+            w.heavy = pixels <= 0 || pixels >= kBigPicture;
+            w.big = w.heavy || slots_ == 1;
             if (w.big) {
                 w.state = Worker::Waiting;
                 w.waitFrom = Clock::now();
@@ -363,7 +379,7 @@ class Runner {
             }
             // A worker makes way for a fresh one after its share of lines
             // and after a big picture.
-            if (done && (w.lines >= kLinesPerWorker || w.big)) retire.push_back(which[f]);
+            if (done && (w.lines >= kLinesPerWorker || w.heavy)) retire.push_back(which[f]);
         }
         std::sort(retire.rbegin(), retire.rend());
         for (std::size_t i : retire) {
@@ -427,7 +443,7 @@ class Runner {
 
     std::vector<Job>& jobs_;
     const BatchRequest& b_;
-    const int slots_, smallThreads_;
+    const int cores_, slots_, smallThreads_;
     const bool terminal_;
     std::vector<Worker> workers_;
     std::size_t next_ = 0, done_ = 0, failed_ = 0, rendered_ = 0;
