@@ -6,7 +6,7 @@
 #
 #   bash tests/batch_shards_test.sh PATH/TO/tsntxtr
 set -euo pipefail
-exe=$1
+exe=$(realpath "$1")
 if ! command -v parallel >/dev/null; then
     echo "GNU parallel is not installed (tools/setup-debian.sh installs it)" >&2
     exit 77
