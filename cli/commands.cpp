@@ -449,6 +449,29 @@ bool WriteMaps(const RenderRequest& r, const HeightField& field) {
     return true;
 }
 
+// The picture's size as the kind's page gives it: width by depth, or a
+// square of Size, or Pipes' cells; 0 where only the render knows it.
+long long PagePixels(const MasterTextureRecord* rec, const KindDescriptor& k) {
+    const PageField* w = FieldWithRole(*k.page, Role::Width);
+    const PageField* d = FieldWithRole(*k.page, Role::Depth);
+    if (w && d)
+        return (long long)ReadPageInteger(rec->dialog, w->id) * ReadPageInteger(rec->dialog, d->id);
+    if (const PageField* size = FindField(*k.page, "size")) {
+        const long long side = ReadPageInteger(rec->dialog, size->id);
+        return side * side;
+    }
+    // Pipes: cells of 512 / reduction pixels.
+    const PageField* across = FindField(*k.page, "widthCells");
+    const PageField* down = FindField(*k.page, "depthCells");
+    const PageField* reduction = FindField(*k.page, "reduction");
+    if (across && down && reduction) {
+        const long long cell = 512 / std::max(1, ReadPageInteger(rec->dialog, reduction->id));
+        return ReadPageInteger(rec->dialog, across->id) * cell *
+               (ReadPageInteger(rec->dialog, down->id) * cell);
+    }
+    return 0;
+}
+
 MemHandle RenderToImage(const RenderRequest& r, int* code, bool reportClamps) {
     PreparedSession p(r);
     if (p.kind < 0) {
@@ -467,10 +490,11 @@ int KindOfRequest(const RenderRequest& r, int* code) {
     return p.kind;
 }
 
-int Render(const RenderRequest& r) {
+int Render(const RenderRequest& r, const std::function<void(long long pixels)>& prepared) {
     PreparedSession p(r);
     if (p.kind < 0) return p.code;
     if (!CheckMaps(r, KindOf(p.kind))) return 2;
+    if (prepared) prepared(PagePixels(p.s.rec, KindOf(p.kind)));
     HeadlessSession& s = p.s;
     HeightField field;
     const bool wantsHeight = !r.height.empty() || !r.normal.empty();

@@ -3,6 +3,7 @@
 // code: 0 done, 1 failed, 2 the request itself was wrong.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -40,7 +41,10 @@ int ListKinds(bool markdown);
 // With `html`, the kind's help page (the one the plug-in's Help opens),
 // written to `output` or, when that is empty, to standard output.
 int DescribeKind(const std::string& kind, bool html = false, const std::string& output = "");
-int Render(const RenderRequest& r);
+// `prepared`, when given, hears the picture's size in pixels once the
+// request has passed every check and before it renders (0 for a kind whose
+// size only its render knows).
+int Render(const RenderRequest& r, const std::function<void(long long pixels)>& prepared = {});
 // Renders the request as `render` does, without writing it: the picture,
 // which the caller frees, or 0 after reporting why, with the exit code in
 // *code. With `reportClamps` false the values the page clamped go

@@ -3,7 +3,9 @@
 
 #include <iostream>
 
+#include "cli/batch.h"
 #include "cli/commands.h"
+#include "cli/render_options.h"
 #include "cli/sheet.h"
 
 namespace {
@@ -13,6 +15,8 @@ using tsn::cli::RenderRequest;
 // Every option's value and every sub-command, filled in by CLI11.
 struct Options {
     RenderRequest req;
+    tsn::cli::BatchRequest batch;
+    CLI::App* batchCommand = nullptr;
     tsn::cli::SheetRequest sheet;
     std::string describeKind, describeOutput;
     bool describeHtml = false, listMarkdown = false;
@@ -30,16 +34,7 @@ struct Options {
 
 // The options every command that starts a session takes.
 void AddCommon(CLI::App* sub, RenderRequest& req) {
-    sub->add_option("KIND", req.kind, "kind key (noise, plasma, ...) or display name");
-    sub->add_option("--width", req.width, "picture width in pixels");
-    sub->add_option("--depth", req.depth, "picture height in pixels");
-    sub->add_option("--seed", req.seed, "random seed of the picture")
-        ->each([&req](const std::string&) { req.hasSeed = true; });
-    sub->add_option("--set", req.sets, "FIELD=VALUE, a parameter by its describe name")
-        ->allow_extra_args(false);
-    sub->add_option("--from", req.from,
-                    "start from a settings file (texture.texture) or a preset file");
-    sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
+    tsn::cli::AddSessionOptions(sub, req);
 }
 
 // sheet: a captioned grid of small renders, one per seed or field value.
@@ -82,36 +77,8 @@ void AddKindCommands(CLI::App& app, Options& o) {
         ->needs("--html");
 
     o.render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
-    AddCommon(o.render, o.req);
-    o.render->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
-    o.render
-        ->add_option("--png-level", o.req.pngLevel,
-                     "PNG compression, 0 (fastest, largest) .. 9 (slowest, smallest)")
-        ->check(CLI::Range(0, 9));
-    o.render->add_option("--save-preset", o.req.savePreset,
-                         "also store the parameters used as a preset of this name");
-    o.render->add_option("--save-settings", o.req.saveSettings,
-                         "also write the session as a settings file the plug-in can load");
-    o.render
-        ->add_option("--fountain-library", o.req.libraryFountain,
-                     "colour with entry N (from 1) of the fountain library")
-        ->check(CLI::PositiveNumber);
-    o.render->add_flag("--tileable", o.req.tileable,
-                       "make the picture periodic, so copies of it meet without a seam");
-    o.render->add_option("--height", o.req.height,
-                         "also write the height field: 16-bit grey .png, or .r16/.raw "
-                         "(little-endian 16-bit)");
-    o.render->add_option(
-        "--normal", o.req.normal,
-        "also write a tangent-space normal map from the height field (.png, .bmp)");
-    o.render
-        ->add_option("--normal-y", o.req.normalY,
-                     "the normal map's green axis: up (default) or down")
-        ->check(CLI::IsMember({"up", "down"}));
-    o.render
-        ->add_option("--normal-strength", o.req.normalStrength,
-                     "relief of the normal map: a full height range rises this many pixels (8)")
-        ->check(CLI::Range(0.0, 100000.0));
+    tsn::cli::AddRenderOptions(o.render, o.req);
+    o.batchCommand = tsn::cli::AddBatchCommand(app, o.batch);
     AddSheet(app, o);
     o.mutations = app.add_subcommand("mutations",
                                      "Show the nine mutation colour maps on a kind's grey image");
@@ -185,6 +152,7 @@ void AddExamples(CLI::App& app) {
         "  tsntxtr render noise --seed 777 --width 1920 --depth 1080 -o wallpaper.png\n"
         "  tsntxtr render noise --set sum=0 --set xScale=12.5 -o plain.bmp\n"
         "  tsntxtr render --from texture.texture -o last-session.png\n"
+        "  tsntxtr batch renders.txt --shard 0/4 --resume --report shard0.csv\n"
         "  tsntxtr mutations noise --generation 3 -o grid.png\n"
         "  tsntxtr sheet plasma --seeds 100-115 --cell 120 -o seeds.png\n"
         "  tsntxtr sheet noise --vary xScale=6..60 --count 8 -o scales.png\n"
@@ -211,6 +179,7 @@ int Run(CLI::App& app, Options& o) {
     if (app.got_subcommand(o.describe))
         return tsn::cli::DescribeKind(o.describeKind, o.describeHtml, o.describeOutput);
     if (app.got_subcommand(o.render)) return tsn::cli::Render(o.req);
+    if (app.got_subcommand(o.batchCommand)) return tsn::cli::Batch(o.batch);
     if (app.got_subcommand(o.mutations)) return tsn::cli::Mutations(o.req);
     if (app.got_subcommand(o.sheetCommand)) {
         o.sheet.cell = o.req;
