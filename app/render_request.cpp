@@ -94,9 +94,10 @@ bool ApplyOptions(MasterTextureRecord* rec, const KindDescriptor& kind, const Se
         Role role;
         const char* what;
     };
-    for (const Option& o : {Option{r.width >= 0, std::to_string(r.width), Role::Width, "--width"},
-                            Option{r.depth >= 0, std::to_string(r.depth), Role::Depth, "--depth"},
-                            Option{r.hasSeed, std::to_string(r.seed), Role::Seed, "random seed"}}) {
+    auto text = [](const auto& v) { return v ? std::to_string(*v) : std::string(); };
+    for (const Option& o : {Option{r.width.has_value(), text(r.width), Role::Width, "--width"},
+                            Option{r.depth.has_value(), text(r.depth), Role::Depth, "--depth"},
+                            Option{r.seed.has_value(), text(r.seed), Role::Seed, "random seed"}}) {
         if (!o.given) continue;
         const PageField* f = FieldWithRole(page, o.role);
         if (!f) {

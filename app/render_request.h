@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,8 @@ namespace tsn {
 struct SessionRequest {
     std::string kind;  // key or display name; may be empty with `from`
     std::string from;  // settings or preset file
-    int width = -1, depth = -1;
-    bool hasSeed = false;
-    long long seed = 0;
+    std::optional<int> width, depth;
+    std::optional<long long> seed;
     std::vector<std::string> sets;  // FIELD=VALUE
     std::string preset;             // start from this named preset of the kind
     // The caller will also store a preset: a kind without presets is refused.

@@ -175,10 +175,10 @@ SessionRequest SessionPart(const RenderRequest& r) {
     SessionRequest q;
     q.kind = r.kind;
     q.from = r.from;
-    q.width = r.width;
-    q.depth = r.depth;
-    q.hasSeed = r.hasSeed;
-    q.seed = r.seed;
+    // A negative --width or --depth is taken as not given.
+    if (r.width >= 0) q.width = r.width;
+    if (r.depth >= 0) q.depth = r.depth;
+    if (r.hasSeed) q.seed = r.seed;
     q.sets = r.sets;
     q.preset = r.preset;
     q.storesPreset = !r.savePreset.empty();
