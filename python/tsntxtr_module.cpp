@@ -72,11 +72,6 @@ SessionRequest RequestOf(const std::optional<std::string>& kind, std::optional<i
                          const py::object& fields, const py::object& fromFile,
                          const std::optional<std::string>& preset) {
     SessionRequest q;
-    if (kind && kind->empty()) {  // named, but as nothing
-        Messages m;
-        ResolveKind(*kind, m.Sink());
-        Deliver(m);
-    }
     if (kind) q.kind = *kind;
     q.width = width;
     q.depth = depth;
