@@ -94,9 +94,10 @@ MemHandle RenderPrepared(RequestedSession& p, const MapRequest& maps = {}, bool 
     return image;
 }
 
-bool CheckOutput(const std::string& path) {
-    if (IsImageExtension(path)) return true;
-    Fail("cannot tell the format of '" + path + "': name it .png or .bmp");
+bool CheckOutput(const std::string& path, const std::string& format = "") {
+    const std::string problem = OutputProblem(path, format);
+    if (problem.empty()) return true;
+    Fail(problem);
     return false;
 }
 
@@ -193,7 +194,7 @@ struct PreparedSession {
     int code = 0;  // the exit code when kind < 0
 
     explicit PreparedSession(const RenderRequest& r, bool render = true) {
-        if (render && !CheckOutput(r.output)) {
+        if (render && !CheckOutput(r.output, r.format)) {
             code = 2;
             return;
         }
@@ -233,6 +234,10 @@ bool CheckMaps(const RenderRequest& r, const KindDescriptor& k) {
     if (!KindOffersMaps(k, r.tileable, !r.height.empty() || !r.normal.empty(), Say)) return false;
     if (!r.height.empty() && !IsHeightExtension(r.height)) {
         Fail("cannot tell the format of '" + r.height + "': name it .png, .r16 or .raw");
+        return false;
+    }
+    if (r.normal == "-") {
+        Fail("--normal takes a file: only the picture (-o -) goes to standard output");
         return false;
     }
     return r.normal.empty() || CheckOutput(r.normal);
@@ -291,7 +296,7 @@ int Render(const RenderRequest& r) {
     int code = 0;
     if (!p.rec()->image) {
         code = 1;
-    } else if (!WriteImageFile(p.rec()->image, r.output, &error, r.pngLevel)) {
+    } else if (!WriteImageFile(p.rec()->image, r.output, &error, r.pngLevel, r.format)) {
         Fail(error);
         code = 1;
     } else if (wantsHeight && !WriteMaps(r, field)) {
@@ -377,7 +382,7 @@ int Mutations(const RenderRequest& r) {
     if (!grid) {
         Fail("out of memory");
         code = 1;
-    } else if (!WriteImageFile(grid, r.output, &error)) {
+    } else if (!WriteImageFile(grid, r.output, &error, kDefaultPngLevel, r.format)) {
         Fail(error);
         code = 1;
     }

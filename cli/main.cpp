@@ -42,6 +42,13 @@ void AddCommon(CLI::App* sub, RenderRequest& req) {
     sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
 }
 
+// "-o -" sends the picture to standard output, in the format --format names.
+void AddFormat(CLI::App* sub, RenderRequest& req) {
+    sub->add_option("--format", req.format,
+                    "with -o -: png (the default) or bmp on standard output")
+        ->check(CLI::IsMember({"png", "bmp"}));
+}
+
 // sheet: a captioned grid of small renders, one per seed or field value.
 void AddSheet(CLI::App& app, Options& o) {
     CLI::App* sub = app.add_subcommand(
@@ -50,7 +57,9 @@ void AddSheet(CLI::App& app, Options& o) {
     AddCommon(sub, o.req);
     sub->get_option("--width")->description("cell width in pixels (default: --cell)");
     sub->get_option("--depth")->description("cell height in pixels (default: --cell)");
-    sub->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    sub->add_option("-o,--output", o.req.output, "output file, .png or .bmp; - for standard output")
+        ->required();
+    AddFormat(sub, o.req);
     auto* seeds = sub->add_option("--seeds", o.sheet.seeds,
                                   "one cell per seed: 100-115, or 100,250,400, or both mixed");
     auto* vary = sub->add_option("--vary", o.sheet.vary,
@@ -83,7 +92,11 @@ void AddKindCommands(CLI::App& app, Options& o) {
 
     o.render = app.add_subcommand("render", "Render a kind to a PNG or BMP file");
     AddCommon(o.render, o.req);
-    o.render->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    o.render
+        ->add_option("-o,--output", o.req.output,
+                     "output file, .png or .bmp; - for standard output")
+        ->required();
+    AddFormat(o.render, o.req);
     o.render
         ->add_option("--png-level", o.req.pngLevel,
                      "PNG compression, 0 (fastest, largest) .. 9 (slowest, smallest)")
@@ -116,7 +129,11 @@ void AddKindCommands(CLI::App& app, Options& o) {
     o.mutations = app.add_subcommand("mutations",
                                      "Show the nine mutation colour maps on a kind's grey image");
     AddCommon(o.mutations, o.req);
-    o.mutations->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    o.mutations
+        ->add_option("-o,--output", o.req.output,
+                     "output file, .png or .bmp; - for standard output")
+        ->required();
+    AddFormat(o.mutations, o.req);
     o.mutations->add_option("--generation", o.req.generation, "mutation generation, 0 .. 31")
         ->check(CLI::Range(0, 31));
 
