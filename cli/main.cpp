@@ -256,11 +256,15 @@ int Run(CLI::App& app, Options& o) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Named, so that usage lines say "tsntxtr" however it was started.
     CLI::App app{
         "tsntxtr: textures and fractals, rendered headlessly to PNG or BMP.\n"
-        "The same parameters and seed give the same pixels as the plug-in."};
-    app.set_version_flag("--version",
-                         std::string("tsntxtr ") + TSN_VERSION + " (plug-in interface 1.1)");
+        "The same parameters and seed give the same pixels as the plug-in.",
+        "tsntxtr"};
+    // The first line as help2man and other tools expect: name and version.
+    app.set_version_flag(
+        "--version", std::string("tsntxtr ") + TSN_VERSION +
+                         "\nThe same pixels as the Tessarine 16 texture plug-in (interface 1.1).");
     app.require_subcommand(1);
     Options o;
     AddKindCommands(app, o);
