@@ -270,6 +270,12 @@ PYBIND11_MODULE(tsntxtr, m) {
         "Textures and fractals: the kinds of the tsntxtr command, rendered into NumPy arrays.\n"
         "The same arguments give the same pixels as `tsntxtr render`.";
     m.attr("__version__") = TSN_VERSION;
+    // pybind11 looks NumPy's interface up on first use, importing NumPy
+    // under a once-only guard; were that first use in renders on several
+    // threads at once, one would wait at the guard holding the interpreter
+    // while the other needs the interpreter to finish the import. Doing it
+    // here, under the import lock, it is done before any thread renders.
+    py::array_t<std::uint8_t> warmUp(std::vector<py::ssize_t>{0});
     g_clampWarning = PyErr_NewExceptionWithDoc(
         "tsntxtr.ClampWarning",
         "A value was outside its field's range or between its steps; the render used the "

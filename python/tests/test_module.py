@@ -4,6 +4,7 @@ arrays whether renders run one at a time or four at once."""
 
 import concurrent.futures
 import os
+import subprocess
 import sys
 import threading
 import warnings
@@ -243,6 +244,22 @@ def test_four_threads_render_what_one_at_a_time_renders():
         results = [f.result() for f in futures]
     for (call, kind, kw, expected), got in zip(jobs, results):
         assert np.array_equal(got, expected), (kind, kw)
+
+
+def test_the_first_renders_of_a_process_may_be_on_several_threads():
+    # A fresh interpreter whose very first calls come from a pool at once
+    # (as a script's would); a deadlock there shows as a timeout.
+    script = (
+        "import concurrent.futures, tsntxtr\n"
+        "with concurrent.futures.ThreadPoolExecutor(4) as pool:\n"
+        "    shapes = list(pool.map(lambda s: tsntxtr.render('plasma', width=64, depth=64,"
+        " seed=s).shape, range(100, 108)))\n"
+        "print(shapes[0], len(shapes))\n")
+    for attempt in range(5):
+        done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True,
+                              timeout=120)
+        assert done.returncode == 0, done.stderr
+        assert done.stdout.strip() == "(64, 64, 3) 8"
 
 
 def test_errors_from_threads_are_their_own():
