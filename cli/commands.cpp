@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <thread>
 
 #include "app/config_file.h"
@@ -14,6 +15,7 @@
 #include "app/kind_list.h"
 #include "app/matrix_library.h"
 #include "app/presets.h"
+#include "app/render_request.h"
 #include "app/session.h"
 #include "cli/image_io.h"
 #include "colour/fountain_library.h"
@@ -35,30 +37,13 @@ void Fail(const std::string& message) {
     std::fprintf(stderr, "tsntxtr: %s\n", message.c_str());
 }
 
-std::string ValidKinds() {
-    std::string s;
-    for (int i = 0; i < kKindCount; ++i) s += std::string(i ? ", " : "") + KindOf(i).key;
-    return s;
+// The command's messages: every one on stderr after the program's name.
+void Say(MessageKind, const std::string& message) {
+    Fail(message);
 }
 
 int ResolveKind(const std::string& name) {
-    const int k = FindKind(name.c_str());
-    if (k < 0) Fail("unknown kind '" + name + "'; the kinds are: " + ValidKinds());
-    return k;
-}
-
-std::string FieldNames(const PageTable& t) {
-    std::string s;
-    for (int i = 0; i < t.count; ++i)
-        if (t.fields[i].type != FieldType::Fountain)
-            s += std::string(s.empty() ? "" : ", ") + t.fields[i].name;
-    return s;
-}
-
-std::string RangeText(const PageField& f) {
-    if (f.type == FieldType::Fountain) return "-";
-    if (f.type == FieldType::FlagBit || f.control == Control::CheckBox) return "0 | 1";
-    return FormatFieldValue(f, f.min) + " .. " + FormatFieldValue(f, f.max);
+    return tsn::ResolveKind(name, Say);
 }
 
 // Shows progress on a terminal for renders that take longer than a second.
@@ -93,222 +78,27 @@ class ProgressLine {
     std::thread thread_;
 };
 
-// Preset names are compared without regard to case, as the plug-in's
-// lists compare them.
-bool ListsName(const std::vector<std::string>& names, const std::string& name) {
-    return std::any_of(names.begin(), names.end(),
-                       [&](const std::string& n) { return EqualNoCase(n.c_str(), name.c_str()); });
-}
-
-// What the user asked a field to be, to report where the page clamped it.
-struct Requested {
-    const PageField* field;
-    std::string text;
-    double value;
-};
-
-// Loads the settings or preset file the request starts from. Returns the
-// kind it names, or -1 after reporting what was wrong.
-int LoadStartingFile(MasterTextureRecord* rec, const std::string& path) {
-    char signature[9] = {};
-    long length = 0;
-    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-        if (std::fread(signature, 1, 8, f) != 8) signature[0] = 0;
-        if (std::fseek(f, 0, SEEK_END) != 0 || (length = std::ftell(f)) < 1) length = -1;
-        std::fclose(f);
-    } else {
-        Fail("cannot open '" + path + "': " + std::strerror(errno));
-        return -1;
-    }
-    int kind;
-    if (std::memcmp(signature, "VANTTSTT", 8) == 0) {
-        if (!LoadSettingsFile(rec, path.c_str())) {
-            Fail("'" + path + "' is a damaged settings file (wrong length, version or size)");
-            return -1;
-        }
-        ForgetAllUntrustedFountainNames(rec);
-        kind = rec->kindIndex;
-    } else {
-        const auto dot = path.find_last_of('.');
-        const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
-        // Two kinds share a signature; a preset's length tells them apart.
-        kind = length > 0 ? FindKindBySignature(signature, ext.c_str(), std::uint64_t(length)) : -1;
-        if (kind < 0 || !LoadPresetFile(rec, kind, path.c_str())) {
-            Fail("'" + path + "' is neither a settings file nor a preset of any kind");
-            return -1;
-        }
-    }
-    LoadPages(rec);
-    return kind;
-}
-
-// Enters the request's values on the kind's page, as a user typing would,
-// and remembers what was asked so clamping can be reported. False after
-// reporting a value or field that does not exist.
-bool ApplyOptions(MasterTextureRecord* rec, const KindDescriptor& kind, const RenderRequest& r,
-                  std::vector<Requested>* asked) {
-    const PageTable& page = *kind.page;
-    std::uint8_t* block = BlockAt(rec, kind.blockOffset);
-    auto enter = [&](const PageField& f, const std::string& text) {
-        std::string error;
-        double v = 0;
-        if (!EnterFieldText(f, text, rec->dialog, block, &error, &v)) {
-            Fail(error);
-            return false;
-        }
-        asked->push_back({&f, text, v});
-        // The seed option takes effect at once: the seed the picture uses
-        // is the block's, so it is set there too, clamped as the page clamps.
-        if (f.role == Role::Seed) {
-            const int clamped = ReadPageInteger(rec->dialog, f.id);
-            SetFieldValue(f, block, clamped);
-            Page().setText(rec->dialog, f.id, std::to_string(clamped).c_str());
-        }
-        return true;
-    };
-    struct Option {
-        bool given;
-        std::string value;
-        Role role;
-        const char* what;
-    };
-    for (const Option& o : {Option{r.width >= 0, std::to_string(r.width), Role::Width, "--width"},
-                            Option{r.depth >= 0, std::to_string(r.depth), Role::Depth, "--depth"},
-                            Option{r.hasSeed, std::to_string(r.seed), Role::Seed, "random seed"}}) {
-        if (!o.given) continue;
-        const PageField* f = FieldWithRole(page, o.role);
-        if (!f) {
-            Fail(std::string(kind.name) + " has no " + o.what);
-            return false;
-        }
-        if (!enter(*f, o.value)) return false;
-    }
-    for (const std::string& set : r.sets) {
-        const auto eq = set.find('=');
-        const std::string name = set.substr(0, eq);
-        const PageField* f = FindField(page, name);
-        if (eq == std::string::npos || !f || f->type == FieldType::Fountain) {
-            Fail(eq == std::string::npos ? "--set takes FIELD=VALUE, not '" + set + "'"
-                                         : "unknown field '" + name + "' of " + kind.name +
-                                               "; the fields are: " + FieldNames(page));
-            return false;
-        }
-        if (!enter(*f, set.substr(eq + 1))) return false;
-    }
-    return true;
-}
-
-// Sets the session up for a render request: kind, starting file, options.
-// Returns the kind index, or -1 after reporting what was wrong (exit code in
-// *code).
-int Prepare(HeadlessSession& s, const RenderRequest& r, bool mustRender,
-            std::vector<Requested>* asked, int* code) {
-    MasterTextureRecord* rec = s.rec;
-    // The configuration file's settings (such as the Pipes effects' tone
-    // presets) apply here as they do in the plug-in.
-    char ini[kMaxPath + 1];
-    if (ConfigFilePath(ini)) ReadConfigFile(&Config(), ini);
-    int kind = -1;
-    if (!r.from.empty()) {
-        kind = LoadStartingFile(rec, r.from);
-        *code = 1;
-        if (kind < 0) return -1;
-    }
-    *code = 2;
-    if (!r.kind.empty()) {
-        kind = ResolveKind(r.kind);
-        if (kind < 0) return -1;
-    }
-    if (kind < 0 || kind >= kKindCount) {
-        Fail(r.from.empty() ? "name a kind to render; the kinds are: " + ValidKinds()
-                            : "'" + r.from + "' names no kind; name one");
-        return -1;
-    }
-    const KindDescriptor& k = KindOf(kind);
-    if ((!r.preset.empty() || !r.savePreset.empty()) && !k.presetList) {
-        Fail(std::string(k.name) + " has no presets");
-        return -1;
-    }
-    if (!r.preset.empty()) {
-        const auto names = ListPresets(kind);
-        if (!ListsName(names, r.preset)) {
-            Fail(
-                std::string(k.name) + " has no preset '" + r.preset + "'" +
-                (names.empty() ? "" : "; `tsntxtr presets " + std::string(k.key) + "` lists them"));
-            return -1;
-        }
-        if (!LoadPreset(rec, kind, r.preset)) {
-            Fail("the preset '" + r.preset + "' of " + k.name +
-                 " is damaged (wrong length or signature)");
-            return -1;
-        }
-        LoadPages(rec);
-    }
-    if (mustRender && !KindRenders(k)) {
-        Fail(std::string(k.name) + " is not built yet; `tsntxtr list` shows which kinds render");
-        *code = 1;
-        return -1;
-    }
-    rec->kindIndex = kind;
-    if (!ApplyOptions(rec, k, r, asked)) return -1;
-    if (r.libraryFountain != 0) {
-        const PageField* map = k.page ? FountainField(*k.page) : nullptr;
-        if (!map) {
-            Fail(std::string(k.name) + " has no colour map");
-            return -1;
-        }
-        auto* target =
-            reinterpret_cast<FountainDefinition*>(BlockAt(rec, k.blockOffset) + map->offset);
-        if (!LibraryFountain(r.libraryFountain, target)) return -1;
-    }
-    *code = 0;
-    return kind;
-}
-
-void ReportClamps(MasterTextureRecord* rec, int kind, const std::vector<Requested>& asked) {
-    const std::uint8_t* block = BlockAt(rec, KindOf(kind).blockOffset);
-    for (const Requested& a : asked) {
-        const double used = GetFieldValue(*a.field, block);
-        if (used == a.value) continue;
-        std::fprintf(stderr, "tsntxtr: %s %s is outside %s or between its steps; used %s\n",
-                     a.field->name, a.text.c_str(), RangeText(*a.field).c_str(),
-                     FormatFieldValue(*a.field, used).c_str());
-    }
-}
-
-// Renders the prepared kind with the maps asked for; reports clamping and
-// failures. `progress` shows a progress line on a terminal.
-MemHandle RenderPrepared(HeadlessSession& s, int kind, const std::vector<Requested>& asked,
-                         const MapRequest& maps = {}, bool progress = true) {
+// Renders the prepared kind with the maps asked for; reports clamping (when
+// `clamps`) and failures. `progress` shows a progress line on a terminal.
+MemHandle RenderPrepared(RequestedSession& p, const MapRequest& maps = {}, bool progress = true,
+                         bool clamps = true) {
     MemHandle image;
-    std::string note;
-    MapRequest noted = maps;
-    noted.note = &note;
     if (progress) {
         ProgressLine line;
-        image = RenderSelectedKind(s.rec, noted);
+        image = p.Draw(maps);
     } else {
-        image = RenderSelectedKind(s.rec, noted);
+        image = p.Draw(maps);
     }
-    ReportClamps(s.rec, kind, asked);
-    if (!note.empty()) std::fprintf(stderr, "tsntxtr: %s\n", note.c_str());
-    if (image) return image;
-    // Matrix draws a tile of its library: a selection past its end is no
-    // shortage of memory.
-    const int tiles = TileList().count(s.rec->dialog, kMatrixTileListId);
-    const int selection = MatrixBlock(s.rec)->selection;
-    if (&KindOf(kind) == &kMatrixKind && (selection < 0 || selection >= tiles)) {
-        Fail("the matrix library holds no tile " + std::to_string(selection) + " (it holds " +
-             std::to_string(tiles) + "; see tsntxtr matrix list)");
-        return 0;
-    }
-    Fail(std::string("rendering ") + KindOf(kind).name + " failed: out of memory");
-    return 0;
+    if (clamps) p.ReportClamps();
+    p.ReportNote();
+    if (!image) p.ReportFailure();
+    return image;
 }
 
-bool CheckOutput(const std::string& path) {
-    if (IsImageExtension(path)) return true;
-    Fail("cannot tell the format of '" + path + "': name it .png or .bmp");
+bool CheckOutput(const std::string& path, const std::string& format = "") {
+    const std::string problem = OutputProblem(path, format);
+    if (problem.empty()) return true;
+    Fail(problem);
     return false;
 }
 
@@ -374,32 +164,67 @@ int DescribeKind(const std::string& name, bool html, const std::string& output) 
         const std::string def =
             f.type == FieldType::Fountain ? "built-in" : FormatFieldValue(f, f.blockDefault);
         std::printf("%-14s %-9s %-13s %-6s %-17s %-9s %s\n", f.name, FieldTypeName(f.type),
-                    ControlName(f.control), id.c_str(), RangeText(f).c_str(), def.c_str(), f.help);
+                    ControlName(f.control), id.c_str(), FieldRangeText(f).c_str(), def.c_str(),
+                    f.help);
     }
     return 0;
 }
 
 namespace {
 
-// A headless session prepared for the request: kind, file, options.
+// The part of a command's request that sets the session up.
+SessionRequest SessionPart(const RenderRequest& r) {
+    SessionRequest q;
+    q.kind = r.kind;
+    q.from = r.from;
+    // A negative --width or --depth is taken as not given.
+    if (r.width >= 0) q.width = r.width;
+    if (r.depth >= 0) q.depth = r.depth;
+    if (r.hasSeed) q.seed = r.seed;
+    q.sets = r.sets;
+    q.preset = r.preset;
+    q.storesPreset = !r.savePreset.empty();
+    return q;
+}
+
+// A headless session prepared for the request: its output checked, then
+// kind, file, options and the fountain library's colour map.
 struct PreparedSession {
-    HeadlessSession s;
-    std::vector<Requested> asked;
+    std::optional<RequestedSession> session;
     int kind = -1;
     int code = 0;  // the exit code when kind < 0
 
     explicit PreparedSession(const RenderRequest& r, bool render = true) {
-        if (render && !CheckOutput(r.output)) {
+        if (render && !CheckOutput(r.output, r.format)) {
             code = 2;
-        } else if (!StartHeadlessSession(&s, SessionArguments{})) {
-            Fail("out of memory");
-            code = 1;
-        } else {
-            kind = Prepare(s, r, render, &asked, &code);
+            return;
         }
+        session.emplace(SessionPart(r), Say, render);
+        code = session->code;
+        if (session->kind < 0) return;
+        if (r.libraryFountain != 0 && !TakeLibraryFountain(r.libraryFountain)) {
+            code = 2;
+            return;
+        }
+        kind = session->kind;
     }
-    ~PreparedSession() { EndHeadlessSession(&s); }
-    MemHandle Render(const MapRequest& maps = {}) { return RenderPrepared(s, kind, asked, maps); }
+    MasterTextureRecord* rec() const { return session->s.rec; }
+    MemHandle Render(const MapRequest& maps = {}) { return RenderPrepared(*session, maps); }
+
+  private:
+    // Colours the kind with entry n of the fountain library; false after
+    // saying why not.
+    bool TakeLibraryFountain(int n) {
+        const KindDescriptor& k = KindOf(session->kind);
+        const PageField* map = k.page ? FountainField(*k.page) : nullptr;
+        if (!map) {
+            Fail(std::string(k.name) + " has no colour map");
+            return false;
+        }
+        auto* target =
+            reinterpret_cast<FountainDefinition*>(BlockAt(rec(), k.blockOffset) + map->offset);
+        return LibraryFountain(n, target);
+    }
 };
 
 }  // namespace
@@ -407,18 +232,13 @@ struct PreparedSession {
 // The maps a render asks for, checked against what the kind offers and
 // the files' names; false after saying why.
 bool CheckMaps(const RenderRequest& r, const KindDescriptor& k) {
-    if (r.tileable && !(k.maps & kMapsTile)) {
-        Fail(std::string(k.name) + " cannot be made tileable: its picture has no period " +
-             "(tsntxtr describe KIND says which kinds tile)");
-        return false;
-    }
-    if ((!r.height.empty() || !r.normal.empty()) && !(k.maps & kMapsHeight)) {
-        Fail(std::string(k.name) + " has no height field for --height or --normal " +
-             "(tsntxtr describe KIND says which kinds have one)");
-        return false;
-    }
+    if (!KindOffersMaps(k, r.tileable, !r.height.empty() || !r.normal.empty(), Say)) return false;
     if (!r.height.empty() && !IsHeightExtension(r.height)) {
         Fail("cannot tell the format of '" + r.height + "': name it .png, .r16 or .raw");
+        return false;
+    }
+    if (r.normal == "-") {
+        Fail("--normal takes a file: only the picture (-o -) goes to standard output");
         return false;
     }
     return r.normal.empty() || CheckOutput(r.normal);
@@ -478,8 +298,7 @@ MemHandle RenderToImage(const RenderRequest& r, int* code, bool reportClamps) {
         *code = p.code;
         return 0;
     }
-    const MemHandle image =
-        RenderPrepared(p.s, p.kind, reportClamps ? p.asked : std::vector<Requested>{}, {}, false);
+    const MemHandle image = RenderPrepared(*p.session, {}, false, reportClamps);
     *code = image ? 0 : 1;
     return image;
 }
@@ -494,26 +313,25 @@ int Render(const RenderRequest& r, const std::function<void(long long pixels)>& 
     PreparedSession p(r);
     if (p.kind < 0) return p.code;
     if (!CheckMaps(r, KindOf(p.kind))) return 2;
-    if (prepared) prepared(PagePixels(p.s.rec, KindOf(p.kind)));
-    HeadlessSession& s = p.s;
+    if (prepared) prepared(PagePixels(p.rec(), KindOf(p.kind)));
     HeightField field;
     const bool wantsHeight = !r.height.empty() || !r.normal.empty();
-    s.rec->image = p.Render(MapRequest{r.tileable, wantsHeight ? &field : nullptr});
+    p.rec()->image = p.Render(MapRequest{r.tileable, wantsHeight ? &field : nullptr});
     std::string error;
     int code = 0;
-    if (!s.rec->image) {
+    if (!p.rec()->image) {
         code = 1;
-    } else if (!WriteImageFile(s.rec->image, r.output, &error, r.pngLevel)) {
+    } else if (!WriteImageFile(p.rec()->image, r.output, &error, r.pngLevel, r.format)) {
         Fail(error);
         code = 1;
     } else if (wantsHeight && !WriteMaps(r, field)) {
         code = 1;
     }
-    if (code == 0 && !r.savePreset.empty() && !StorePreset(s.rec, p.kind, r.savePreset)) code = 1;
+    if (code == 0 && !r.savePreset.empty() && !StorePreset(p.rec(), p.kind, r.savePreset)) code = 1;
     if (code == 0 && !r.saveSettings.empty()) {
         // The file keeps what a plug-in session would remember; handles of
         // this process are of no use to it.
-        MasterTextureRecord copy = *s.rec;
+        MasterTextureRecord copy = *p.rec();
         ClearSessionFields(&copy);
         if (!SaveSettingsFile(copy, r.saveSettings.c_str())) {
             Fail("cannot write the settings file '" + r.saveSettings + "'");
@@ -573,7 +391,7 @@ MemHandle MutationGrid(MasterTextureRecord* rec, MemHandle grey) {
 int Mutations(const RenderRequest& r) {
     PreparedSession p(r);
     if (p.kind < 0) return p.code;
-    MasterTextureRecord* rec = p.s.rec;
+    MasterTextureRecord* rec = p.rec();
     if (!(KindOf(p.kind).flags & kKindHasColourMap)) {
         Fail(std::string(KindOf(p.kind).name) + " has no colour map to mutate");
         return 2;
@@ -589,7 +407,7 @@ int Mutations(const RenderRequest& r) {
     if (!grid) {
         Fail("out of memory");
         code = 1;
-    } else if (!WriteImageFile(grid, r.output, &error)) {
+    } else if (!WriteImageFile(grid, r.output, &error, kDefaultPngLevel, r.format)) {
         Fail(error);
         code = 1;
     }
@@ -607,10 +425,10 @@ int Request(const RenderRequest& r) {
     }
     // The page's values reach the block as they do before a render.
     const KindDescriptor& k = KindOf(p.kind);
-    PageToBlock(*k.page, p.s.rec->dialog, BlockAt(p.s.rec, k.blockOffset));
+    PageToBlock(*k.page, p.rec()->dialog, BlockAt(p.rec(), k.blockOffset));
     NoiseImageRequest request;
-    CgiRequest(p.s.rec, member, &request);
-    ReportClamps(p.s.rec, p.kind, p.asked);
+    CgiRequest(p.rec(), member, &request);
+    p.session->ReportClamps();
     const bool ok = WriteFileBeside(r.output.c_str(), "wb", [&](std::FILE* f) {
         return std::fwrite(&request, sizeof request, 1, f) == 1;
     });
@@ -627,10 +445,10 @@ int AddFountain(const RenderRequest& r) {
     const KindDescriptor& k = KindOf(p.kind);
     // The colour map the mutations change, or else the page's first one.
     auto* map = reinterpret_cast<const FountainDefinition*>(
-        static_cast<std::uintptr_t>(KindAt(p.kind).query(p.s.rec, kQueryFountain)));
+        static_cast<std::uintptr_t>(KindAt(p.kind).query(p.rec(), kQueryFountain)));
     const PageField* field = k.page ? FountainField(*k.page) : nullptr;
     if (!map && field)
-        map = reinterpret_cast<const FountainDefinition*>(BlockAt(p.s.rec, k.blockOffset) +
+        map = reinterpret_cast<const FountainDefinition*>(BlockAt(p.rec(), k.blockOffset) +
                                                           field->offset);
     if (!map) {
         Fail(std::string(k.name) + " has no colour map");
@@ -663,10 +481,10 @@ int Presets(const RenderRequest& r, const std::string& save, const std::string& 
             Fail(problem);
             return 2;
         }
-        return StorePreset(p.s.rec, p.kind, save) ? 0 : 1;
+        return StorePreset(p.rec(), p.kind, save) ? 0 : 1;
     }
     if (!remove.empty()) {
-        if (!ListsName(ListPresets(p.kind), remove)) {
+        if (!ListsPresetName(ListPresets(p.kind), remove)) {
             Fail(std::string(KindOf(p.kind).name) + " has no preset '" + remove + "'");
             return 2;
         }
@@ -820,11 +638,7 @@ MemHandle TileFromFile(const std::string& path) {
 }  // namespace
 
 void ReadConfiguration() {
-    char path[kMaxPath + 1];
-    std::string refused;
-    if (ConfigFilePath(path)) ReadConfigFile(&Config(), path, &refused);
-    for (std::size_t at = 0, end; (end = refused.find('\n', at)) != std::string::npos; at = end + 1)
-        Fail(std::string(path) + ": " + refused.substr(at, end - at));
+    ReadConfigurationOnce(Say);
 }
 
 int Matrix(const std::string& action, const std::string& argument, const std::string& library) {

@@ -22,8 +22,9 @@ struct RenderRequest {
     bool hasSeed = false;
     long long seed = 0;
     std::vector<std::string> sets;  // FIELD=VALUE
-    std::string output;
-    int pngLevel = 1;  // zlib level of a PNG output: 0 .. 9 (1: fast, as the default)
+    std::string output;             // "-": standard output
+    std::string format;             // png or bmp; for standard output (png when not given)
+    int pngLevel = 1;               // zlib level of a PNG output: 0 .. 9 (1: fast, as the default)
     std::string saveSettings;
     std::string preset;       // start from this named preset of the kind
     std::string savePreset;   // render only: also store the parameters used under this name

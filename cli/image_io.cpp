@@ -221,7 +221,54 @@ bool IsImageExtension(const std::string& path) {
     return ext == "bmp" || ext == "png";
 }
 
-bool WriteImageFile(MemHandle image, const std::string& path, std::string* error, int pngLevel) {
+std::string OutputProblem(const std::string& path, const std::string& format) {
+    if (path == "-") {
+        if (isatty(STDOUT_FILENO))
+            return "standard output is a terminal; send the picture to a file or a program "
+                   "(-o - | ..., -o - > FILE), or name a file with -o";
+        if (format.empty() || format == "png" || format == "bmp") return "";
+        return "--format takes png or bmp, not '" + format + "'";
+    }
+    const std::string ext = Extension(path);
+    if (ext != "bmp" && ext != "png")
+        return "cannot tell the format of '" + path + "': name it .png or .bmp";
+    if (!format.empty() && format != ext)
+        return "--format " + format + " disagrees with '" + path +
+               "': a file's format is its extension (--format is for -o -)";
+    return "";
+}
+
+namespace {
+
+// Writes the picture to standard output, which may be a pipe: no temporary
+// file and no rename, only the bytes in order.
+bool WriteToStandardOutput(const ImageView& v, const std::string& format, int pngLevel,
+                           std::string* error) {
+    std::string why;
+    errno = 0;
+    bool ok = format == "bmp" ? WriteBmp(v, stdout) : WritePng(v, stdout, pngLevel, &why);
+    ok = std::fflush(stdout) == 0 && ok && !std::ferror(stdout);
+    if (!ok) {
+        if (why.empty() && errno) why = std::strerror(errno);
+        *error = "cannot write to standard output" + (why.empty() ? "" : ": " + why);
+    }
+    return ok;
+}
+
+}  // namespace
+
+bool WriteImageFile(MemHandle image, const std::string& path, std::string* error, int pngLevel,
+                    const std::string& format) {
+    if (path == "-") {
+        ImageView v;
+        if (!LockImage(image, &v)) {
+            *error = "no image to write";
+            return false;
+        }
+        const bool ok = WriteToStandardOutput(v, format.empty() ? "png" : format, pngLevel, error);
+        UnlockImage(&v);
+        return ok;
+    }
     const std::string ext = Extension(path);
     if (ext != "bmp" && ext != "png") {
         *error = "cannot tell the format of '" + path + "': name it .png or .bmp";

@@ -16,9 +16,17 @@ namespace tsn {
 // ISA-L's fast deflate, 2 and 3 zlib's run matching, 4 to 9 zlib's levels.
 // Large pictures are written far more slowly than they are rendered at the
 // higher levels.
+// The path "-" is standard output instead, in `format` ("png", the default,
+// or "bmp"), written straight through.
 constexpr int kDefaultPngLevel = 1;
 bool WriteImageFile(MemHandle image, const std::string& path, std::string* error,
-                    int pngLevel = kDefaultPngLevel);
+                    int pngLevel = kDefaultPngLevel, const std::string& format = "");
+
+// What is wrong with `path` (and `format`, as --format gives it) as a
+// picture's output, or "" when nothing is: an extension that is neither
+// .png nor .bmp, a format that disagrees with the file's extension, or "-"
+// (standard output) when that is a terminal.
+std::string OutputProblem(const std::string& path, const std::string& format = "");
 
 // Writes a height field to `path`: a 16-bit grey PNG (.png), or raw
 // little-endian 16-bit levels, rows top first, no header (.r16 or .raw), as

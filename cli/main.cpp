@@ -37,6 +37,7 @@ void AddCommon(CLI::App* sub, RenderRequest& req) {
     tsn::cli::AddSessionOptions(sub, req);
 }
 
+
 // sheet: a captioned grid of small renders, one per seed or field value.
 void AddSheet(CLI::App& app, Options& o) {
     CLI::App* sub = app.add_subcommand(
@@ -45,7 +46,9 @@ void AddSheet(CLI::App& app, Options& o) {
     AddCommon(sub, o.req);
     sub->get_option("--width")->description("cell width in pixels (default: --cell)");
     sub->get_option("--depth")->description("cell height in pixels (default: --cell)");
-    sub->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    sub->add_option("-o,--output", o.req.output, "output file, .png or .bmp; - for standard output")
+        ->required();
+    tsn::cli::AddOutputFormat(sub, o.req);
     auto* seeds = sub->add_option("--seeds", o.sheet.seeds,
                                   "one cell per seed: 100-115, or 100,250,400, or both mixed");
     auto* vary = sub->add_option("--vary", o.sheet.vary,
@@ -83,7 +86,11 @@ void AddKindCommands(CLI::App& app, Options& o) {
     o.mutations = app.add_subcommand("mutations",
                                      "Show the nine mutation colour maps on a kind's grey image");
     AddCommon(o.mutations, o.req);
-    o.mutations->add_option("-o,--output", o.req.output, "output file, .png or .bmp")->required();
+    o.mutations
+        ->add_option("-o,--output", o.req.output,
+                     "output file, .png or .bmp; - for standard output")
+        ->required();
+    tsn::cli::AddOutputFormat(o.mutations, o.req);
     o.mutations->add_option("--generation", o.req.generation, "mutation generation, 0 .. 31")
         ->check(CLI::Range(0, 31));
 
@@ -208,11 +215,15 @@ int Run(CLI::App& app, Options& o) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Named, so that usage lines say "tsntxtr" however it was started.
     CLI::App app{
         "tsntxtr: textures and fractals, rendered headlessly to PNG or BMP.\n"
-        "The same parameters and seed give the same pixels as the plug-in."};
-    app.set_version_flag("--version",
-                         std::string("tsntxtr ") + TSN_VERSION + " (plug-in interface 1.1)");
+        "The same parameters and seed give the same pixels as the plug-in.",
+        "tsntxtr"};
+    // The first line as help2man and other tools expect: name and version.
+    app.set_version_flag(
+        "--version", std::string("tsntxtr ") + TSN_VERSION +
+                         "\nThe same pixels as the Tessarine 16 texture plug-in (interface 1.1).");
     app.require_subcommand(1);
     Options o;
     AddKindCommands(app, o);

@@ -15,9 +15,16 @@ void AddSessionOptions(CLI::App* sub, RenderRequest& req) {
     sub->add_option("--preset", req.preset, "start from the kind's preset of this name");
 }
 
+void AddOutputFormat(CLI::App* sub, RenderRequest& req) {
+    sub->add_option("--format", req.format, "with -o -: png (the default) or bmp on standard output")
+        ->check(CLI::IsMember({"png", "bmp"}));
+}
+
 void AddRenderOptions(CLI::App* sub, RenderRequest& req) {
     AddSessionOptions(sub, req);
-    sub->add_option("-o,--output", req.output, "output file, .png or .bmp")->required();
+    sub->add_option("-o,--output", req.output, "output file, .png or .bmp; - for standard output")
+        ->required();
+    AddOutputFormat(sub, req);
     sub->add_option("--png-level", req.pngLevel,
                     "PNG compression, 0 (fastest, largest) .. 9 (slowest, smallest)")
         ->check(CLI::Range(0, 9));

@@ -12,6 +12,8 @@ namespace tsn::cli {
 // KIND, --width, --depth, --seed, --set, --from, --preset: what every
 // command that starts a session takes.
 void AddSessionOptions(CLI::App* sub, RenderRequest& req);
+// --format: what `-o -` writes to standard output.
+void AddOutputFormat(CLI::App* sub, RenderRequest& req);
 // Everything `render` takes: the session options, -o and the render's own.
 void AddRenderOptions(CLI::App* sub, RenderRequest& req);
 

@@ -439,8 +439,8 @@ std::vector<std::string> Captions(const std::vector<Cell>& cells, int boxWidth, 
 }  // namespace
 
 int Sheet(const SheetRequest& r) {
-    if (!IsImageExtension(r.cell.output)) {
-        Fail("cannot tell the format of '" + r.cell.output + "': name it .png or .bmp");
+    if (const std::string problem = OutputProblem(r.cell.output, r.cell.format); !problem.empty()) {
+        Fail(problem);
         return 2;
     }
     // The kind, and every check render makes, once before the first cell;
@@ -516,7 +516,8 @@ int Sheet(const SheetRequest& r) {
         return 1;
     }
     std::string error;
-    const bool written = WriteImageFile(sheet, r.cell.output, &error, r.cell.pngLevel);
+    const bool written =
+        WriteImageFile(sheet, r.cell.output, &error, r.cell.pngLevel, r.cell.format);
     MemFree(sheet);
     if (!written) {
         Fail(error);

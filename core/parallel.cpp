@@ -7,7 +7,7 @@
 namespace tsn {
 
 namespace {
-int g_threads = 0;  // 0: hardware concurrency
+std::atomic<int> g_threads{0};  // 0: hardware concurrency
 RenderProgress g_progress;
 }  // namespace
 
@@ -16,7 +16,8 @@ void SetWorkerThreads(int n) {
 }
 
 int WorkerThreads() {
-    if (g_threads > 0) return g_threads;
+    const int pinned = g_threads.load();
+    if (pinned > 0) return pinned;
     unsigned hw = std::thread::hardware_concurrency();
     return hw ? int(std::min(hw, 64u)) : 1;
 }

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -135,7 +136,7 @@ std::uint64_t SystemRandom64() {
     if (getrandom(&value, sizeof value, 0) == ssize_t(sizeof value)) return value;
     // No random source: the clock and the process still make names that
     // are hard to guess; exclusive creation keeps them safe regardless.
-    static std::uint64_t counter = 0;
+    static std::atomic<std::uint64_t> counter{0};  // threads name files at once
     return (std::uint64_t(getpid()) << 40) ^ std::uint64_t(time(nullptr)) ^ (++counter << 20) ^
            std::uint64_t(reinterpret_cast<std::uintptr_t>(&value));
 }

@@ -6,6 +6,7 @@
 #include <shlobj.h>
 #include <windows.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -79,7 +80,7 @@ std::uint64_t SystemRandom64() {
         return std::uint64_t(parts[0]) << 32 | parts[1];
     // No random source: the clock and the process still make names that
     // are hard to guess; exclusive creation keeps them safe regardless.
-    static std::uint64_t counter = 0;
+    static std::atomic<std::uint64_t> counter{0};  // threads name files at once
     LARGE_INTEGER now;
     QueryPerformanceCounter(&now);
     return std::uint64_t(now.QuadPart) ^ (std::uint64_t(GetCurrentProcessId()) << 40) ^

@@ -180,7 +180,8 @@ TEST(Pipes, DamagedArtFailsTheRenderAndFreesEverything) {
         Plant plant(c.bytes, c.missing);
         EXPECT_EQ(RenderSelectedKind(s.rec()), 0u) << c.what;
         EXPECT_EQ(MemLiveBlocks(), live) << c.what;
-        for (int i = 0; i < kPipesTileCount; ++i) EXPECT_EQ(PipesCachedTile(i), 0u) << c.what;
+        for (int i = 0; i < kPipesTileCount; ++i)
+            EXPECT_EQ(PipesCachedTile(s.rec(), i), 0u) << c.what;
     }
 }
 
@@ -212,11 +213,6 @@ TEST(Pipes, EveryFailedAllocationFreesEverything) {
 
 // Drops the planted or cached tiles when a test ends, so the next render
 // decodes the module's own art again.
-struct FreshTiles {
-    FreshTiles() { PipesRelease(nullptr); }
-    ~FreshTiles() { PipesRelease(nullptr); }
-};
-
 TEST(Pipes, PieceOneRowShortScalesToEveryCellSize) {
     // Every piece 512 wide and 511 high, opaque: the top row red, the rest
     // green. Cells are 512 / reduction square, so at reduction 1 the piece
@@ -232,7 +228,6 @@ TEST(Pipes, PieceOneRowShortScalesToEveryCellSize) {
             p[3] = 255;
         }
     Plant plant(Cpx(dib));
-    FreshTiles fresh;
     for (int reduction = 1; reduction <= 4; ++reduction) {
         test::Session s;
         const MemHandle h = test::Render(s, kPipes,
@@ -292,7 +287,6 @@ TEST(Pipes, EmptyStreamDecodesToAZeroedImage) {
 }
 
 TEST(Pipes, DamagedStyleIsRefusedWhereTheArtIsLoaded) {
-    FreshTiles fresh;
     test::Session s;
     MasterTextureRecord* rec = s.rec();
     const MemHandle first = test::Render(s, kPipes, "reduction=4 shadow=0");
@@ -315,7 +309,7 @@ TEST(Pipes, DamagedStyleIsRefusedWhereTheArtIsLoaded) {
         const long live = MemLiveBlocks();
         EXPECT_EQ(RenderSelectedKind(rec), 0u) << style;
         EXPECT_EQ(MemLiveBlocks(), live) << style;
-        for (int i = 0; i < kPipesTileCount; ++i) EXPECT_EQ(PipesCachedTile(i), 0u) << style;
+        for (int i = 0; i < kPipesTileCount; ++i) EXPECT_EQ(PipesCachedTile(rec, i), 0u) << style;
         // A good style loads again and draws what it drew before.
         PipesBlock(rec)->style = 0;
         PageFromBlock(*KindOf(kPipes).page, BlockAt(rec, kPipesOffset), rec->dialog);
@@ -384,7 +378,6 @@ TEST(Pipes, SteampunkTilesAreTheSepiaOfTheirPixels) {
     // The shipped settings, and a threshold whose sixths and sevenths are
     // all fractions with a blend that splits the two far from evenly.
     const SepiaSettings settings[] = {{169, 59, 77, 11}, {150, 120, 100, 37}};
-    FreshTiles fresh;
     for (const SepiaSettings& k : settings) {
         SteampunkConfig config(k);
         int curve[256];
@@ -428,6 +421,35 @@ TEST(Pipes, SteampunkTilesAreTheSepiaOfTheirPixels) {
         EXPECT_GT(opaque, 10000);
         EXPECT_GT(coloured, 100);
     }
+}
+
+TEST(Pipes, EachSessionKeepsItsOwnTiles) {
+    // Sessions side by side (as renders on several threads are): one that
+    // starts, renders another style or ends must leave the others' loaded
+    // tiles as they were.
+    const std::string industrial = "reduction=4 widthCells=3 depthCells=2 shadow=0 effect=0";
+    const std::string stainless = industrial + " style=1";
+    const std::vector<std::uint8_t> first = test::RenderBytes(kPipes, industrial);
+    const std::vector<std::uint8_t> second = test::RenderBytes(kPipes, stainless);
+    ASSERT_FALSE(first.empty());
+    ASSERT_NE(first, second);
+    test::Session a;
+    const MemHandle one = test::Render(a, kPipes, industrial);
+    EXPECT_EQ(test::BlockBytes(one), first);
+    MemFree(one);
+    EXPECT_NE(PipesCachedTile(a.rec(), 0), 0u);
+    {
+        test::Session b;
+        EXPECT_EQ(PipesCachedTile(b.rec(), 0), 0u);
+        EXPECT_NE(PipesCachedTile(a.rec(), 0), 0u);
+        const MemHandle two = test::Render(b, kPipes, stainless);
+        EXPECT_EQ(test::BlockBytes(two), second);
+        MemFree(two);
+    }
+    EXPECT_NE(PipesCachedTile(a.rec(), 0), 0u);
+    const MemHandle again = RenderSelectedKind(a.rec());
+    EXPECT_EQ(test::BlockBytes(again), first);
+    MemFree(again);
 }
 
 TEST(Pipes, DimensionsFollowThePageBeforeAnyRender) {

@@ -14,7 +14,7 @@ PACKAGES=(
   clang-format clang-14 libclang-rt-14-dev
   libfftw3-dev libisal-dev
   python3 python3-dev pybind11-dev python3-numpy python3-pytest
-  parallel help2man bash-completion zsh
+  parallel help2man bash-completion zsh man-db
 )
 missing=()
 for p in "${PACKAGES[@]}"; do

@@ -4,6 +4,9 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <mutex>
+#include <new>
 
 #include "core/detmath.h"
 #include "core/image.h"
@@ -67,8 +70,25 @@ const std::uint32_t kPipesExtras[] = {kPipesPresetListId, 508, 509, 510, kPipesD
 
 const PageTable kPipesPage = TableOf(kPipesFields, kPipesExtras);
 
-// One session at a time uses the plug-in, so the cache is the library's.
-MemHandle g_tiles[kPipesTileCount];
+// The loaded tiles, one set per session (keyed by its record): sessions on
+// other threads, each with its own style, neither share nor free them.
+struct TileCache {
+    MemHandle tiles[kPipesTileCount] = {};
+};
+std::mutex g_cacheLock;
+std::map<const MasterTextureRecord*, TileCache> g_caches;
+
+// The session's tiles, made empty on first use; null when memory runs out.
+// Only the session's own thread uses them, and map entries stay put while
+// others are added or removed.
+MemHandle* SessionTiles(const MasterTextureRecord* rec) {
+    std::lock_guard<std::mutex> lock(g_cacheLock);
+    try {
+        return g_caches[rec].tiles;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 
 // ---------------------------------------------------------------------------
 // Shadows: each piece's opacity, blurred by a box filter of radius
@@ -160,11 +180,14 @@ struct RenderState {
 // only matters when a tile has to be loaded, and a style with no art (a
 // damaged block) then fails the render as missing art would; its resource
 // number is never formed, as it could wrap round to another style's.
-bool PrepareTiles(const PipesParameters& b, int cell, RenderState* st, Dib32 tiles[]) {
+bool PrepareTiles(const MasterTextureRecord* rec, const PipesParameters& b, int cell,
+                  RenderState* st, Dib32 tiles[]) {
+    MemHandle* cached = SessionTiles(rec);
+    if (!cached) return false;
     for (int i = 0; i < kPipesTileCount; ++i) {
-        if (!g_tiles[i] && b.style <= 1)
-            g_tiles[i] = DecodeCompressedImage(kPipesArtId + 11 * b.style + i);
-        st->scaled[i] = g_tiles[i] ? ScaleDib32(g_tiles[i], cell) : 0;
+        if (!cached[i] && b.style <= 1)
+            cached[i] = DecodeCompressedImage(kPipesArtId + 11 * b.style + i);
+        st->scaled[i] = cached[i] ? ScaleDib32(cached[i], cell) : 0;
         if (!st->scaled[i]) return false;
         RecolourValves(st->scaled[i], b.valveColour);
         ApplyEffect(&st->scaled[i], b.effect);
@@ -291,11 +314,10 @@ struct Composer {
 
 }  // namespace
 
-MemHandle PipesCachedTile(int tile) {
-    return g_tiles[tile];
-}
-void SetPipesCachedTile(int tile, MemHandle image) {
-    g_tiles[tile] = image;
+MemHandle PipesCachedTile(const MasterTextureRecord* rec, int tile) {
+    std::lock_guard<std::mutex> lock(g_cacheLock);
+    const auto it = g_caches.find(rec);
+    return it == g_caches.end() ? 0 : it->second.tiles[tile];
 }
 
 int PipesReset(MasterTextureRecord* rec) {
@@ -307,11 +329,16 @@ int PipesReset(MasterTextureRecord* rec) {
     return PipesRelease(rec);  // an empty tile cache
 }
 
-int PipesRelease(MasterTextureRecord*) {
-    for (MemHandle& t : g_tiles) {
-        MemFree(t);
-        t = 0;
+int PipesRelease(MasterTextureRecord* rec) {
+    TileCache gone;
+    {
+        std::lock_guard<std::mutex> lock(g_cacheLock);
+        const auto it = g_caches.find(rec);
+        if (it == g_caches.end()) return 1;
+        gone = it->second;
+        g_caches.erase(it);
     }
+    for (MemHandle t : gone.tiles) MemFree(t);
     return 1;
 }
 
@@ -335,7 +362,7 @@ MemHandle PipesRender(MasterTextureRecord* rec, const RenderValues& values) {
         return 0;
     }
     Dib32 tiles[kPipesTileCount];
-    bool failed = !PrepareTiles(*b, cell, &st, tiles);
+    bool failed = !PrepareTiles(rec, *b, cell, &st, tiles);
     Composer compose{out, grid, tiles, cell, wc, dc, *b};
     if (!failed && compose.shadow) failed = !compose.BuildMasks(&st);
     if (!failed) {

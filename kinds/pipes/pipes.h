@@ -99,9 +99,9 @@ inline PipesParameters* PipesBlock(MasterTextureRecord* rec) {
     return BlockAs<PipesParameters>(rec, kPipesOffset);
 }
 
-// The loaded, unscaled tile images, kept for the session (0 when not loaded).
-MemHandle PipesCachedTile(int tile);
-void SetPipesCachedTile(int tile, MemHandle image);
+// The session's loaded, unscaled tile images, kept until it resets or
+// releases Pipes (0 when not loaded).
+MemHandle PipesCachedTile(const MasterTextureRecord* rec, int tile);
 
 MemHandle PipesRender(MasterTextureRecord* rec, const RenderValues& values);
 

@@ -1,6 +1,7 @@
 // The colour effects of the Pipes kind, with the tones the user keeps.
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 
 #include "core/detmath.h"
 #include "kinds/pipes/pipes.h"
@@ -10,7 +11,14 @@ namespace tsn {
 
 namespace pipes {
 namespace {
+// Handed over before every render, perhaps by several threads at once.
+std::mutex g_tonesLock;
 PipesTones g_tones;
+
+PipesTones CurrentTones() {
+    std::lock_guard<std::mutex> lock(g_tonesLock);
+    return g_tones;
+}
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -84,7 +92,7 @@ void RecolourValves(MemHandle tile, std::uint32_t index) {
 }
 
 void ApplyEffect(MemHandle* tile, std::uint32_t effect) {
-    const PipesTones& c = g_tones;
+    const PipesTones c = CurrentTones();
     auto i = [](std::uint32_t v) { return int(std::min<std::uint32_t>(v, 1u << 20)); };
     switch (effect) {
         case 1:
@@ -131,6 +139,7 @@ void ApplyEffect(MemHandle* tile, std::uint32_t effect) {
 }  // namespace pipes
 
 void SetPipesTones(const PipesTones& tones) {
+    std::lock_guard<std::mutex> lock(pipes::g_tonesLock);
     pipes::g_tones = tones;
 }
 
