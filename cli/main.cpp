@@ -37,7 +37,6 @@ void AddCommon(CLI::App* sub, RenderRequest& req) {
     tsn::cli::AddSessionOptions(sub, req);
 }
 
-
 // sheet: a captioned grid of small renders, one per seed or field value.
 void AddSheet(CLI::App& app, Options& o) {
     CLI::App* sub = app.add_subcommand(

@@ -16,7 +16,8 @@ void AddSessionOptions(CLI::App* sub, RenderRequest& req) {
 }
 
 void AddOutputFormat(CLI::App* sub, RenderRequest& req) {
-    sub->add_option("--format", req.format, "with -o -: png (the default) or bmp on standard output")
+    sub->add_option("--format", req.format,
+                    "with -o -: png (the default) or bmp on standard output")
         ->check(CLI::IsMember({"png", "bmp"}));
 }
 
