@@ -2,7 +2,7 @@
 // settings file per selected kind, a preset of every kind (its index byte
 // first), every kind's block after its header (the same) and the
 // configuration file with its defaults, a fountain library and a colour
-// database, a small PNG and a compressed artwork resource.
+// database, a small PNG, a compressed artwork resource and a batch manifest.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
     }
     const std::string out = argv[1];
     for (const char* sub : {"/settings/", "/preset/", "/config/", "/render/", "/library/",
-                            "/fountains/", "/colours/", "/image/"})
+                            "/fountains/", "/colours/", "/image/", "/manifest/"})
         if (!MakeFolders((out + sub).c_str())) return 1;
     HeadlessSession s;
     if (!StartHeadlessSession(&s, SessionArguments{})) return 1;
@@ -137,5 +137,18 @@ int main(int argc, char** argv) {
         MemUnlock(art);
     }
     MemFree(art);
+    // A manifest using every form of quoting, a comment, a continued line
+    // and the maps' options.
+    std::ofstream(out + "/manifest/wall.txt")
+        << "# the east wall\n"
+           "noise --seed 101 --width 64 --depth 48 -o tiles/noise-101.png\n"
+           "craters --tileable --seed 7 -o 'tiles/rock.png' --height tiles/rock-h.png \\\n"
+           "  --normal \"tiles/rock n.png\" --normal-y down --normal-strength 4\n"
+           "'CGI Sea' --set size=64 -o \"tiles/sea \\\"64\\\".png\"  # trailing\n"
+           "--from looks/marble.texture --preset Nothing -o tiles/m\\ arble.bmp\n"
+           "\n"
+           "plasma -o '' --png-level 9 --save-settings s.texture\n"
+           "mandelbrot -o x.png; rm -rf /\n"
+           "noise -o 'open quote\n";
     return ok ? 0 : 1;
 }
