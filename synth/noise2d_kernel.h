@@ -223,8 +223,6 @@ template <class T, bool Quintic, bool Value>
 void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, const T* Y, bool line,
                 int n, T* out) {
     const bool wrap = o.periodX > 0;
-    if constexpr (sizeof(T) == sizeof(double))
-        if (line && n > 0 && TableRow<Quintic, Value>(t, o, X, Y[0], n, 1.0, out)) return;
     if (wrap) {
         if (line)
             LatticeLoop<T, true, Quintic, Value, true>(t, o, X, Y, n, out);
@@ -457,6 +455,7 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
     }
     switch (basis) {
         case kBasisValue:
+            if (line && n > 0 && TableRow<true, true>(f, o, U, V[0], n, 1.0, out)) return;
             LatticeRow<double, true, true>(f, o, U, V, line, n, out);
             return;
         case kBasisSimplex:
@@ -472,6 +471,8 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
             wrap ? CubicLoop<true>(f, o, U, V, n, out) : CubicLoop<false>(f, o, U, V, n, out);
             return;
         default:
+            if (line && n > 0 && TableRow<true, false>(f, o, U, V[0], n, 1.4142135623730951, out))
+                return;
             LatticeRow<double, true, false>(f, o, U, V, line, n, out);
             for (int i = 0; i < n; ++i) out[i] = 1.4142135623730951 * out[i];
             return;
