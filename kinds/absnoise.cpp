@@ -137,11 +137,28 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     PlanWork(h);
     ParallelRows(h, [&](int y0, int y1) {
         std::vector<double> u(w), n(w);
+        std::vector<int> at(w);
         for (int x = 0; x < w; ++x) u[x] = (x + 0.5) * cellsX + shift;
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
             const double v = (y + 0.5) * cellsY + shift;
             NoiseRow(field, u.data(), &v, true, w, n.data());
+            if (!heights) {
+                // The positions and colour entries of PaintPosition in
+                // loops of selections the compiler runs in vector lanes
+                // (NaN, as there, takes entry 0), then the bytes.
+                for (int x = 0; x < w; ++x) {
+                    const double d = (n[x] - level.mean) * k;
+                    const double t = absolute ? std::fabs(d) : 0.5 * (d + 1.0);
+                    const double e = (invert ? 1.0 - t : t) * 255.0 + 0.5;
+                    at[x] = int(e > 0.0 ? (e < 255.0 ? e : 255.0) : 0.0);
+                }
+                for (int x = 0; x < w; ++x) {
+                    const std::uint8_t* c = table + 3 * at[x];
+                    row[3 * x] = c[2], row[3 * x + 1] = c[1], row[3 * x + 2] = c[0];
+                }
+                continue;
+            }
             for (int x = 0; x < w; ++x) {
                 double t = (n[x] - level.mean) * k;
                 t = absolute ? std::fabs(t) : 0.5 * (t + 1.0);

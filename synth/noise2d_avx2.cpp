@@ -1,6 +1,8 @@
 // The lattice noise loops with AVX2, for processors that have it.
 // The standard headers come first so that only our own code below is built
 // for the wider instruction set.
+#include <immintrin.h>
+
 #include <cmath>
 #include <cstdint>
 
@@ -14,6 +16,83 @@ namespace tsn {
 
 const NoiseKernels kNoiseKernelsAvx2 = kKernelsOfThisSet;
 
+namespace {
+
+// Four samples of a row table. When their entries lie within four of the
+// first one's, one load and a permutation pick them in registers;
+// otherwise they are gathered.
+template <bool Quintic, bool Value>
+[[gnu::always_inline]] inline __m256d PickFour(const RowTable& r, __m256d x) {
+    const __m256d one = _mm256_set1_pd(1.0);
+    __m128i ix = _mm256_cvttpd_epi32(x);
+    const __m256d above = _mm256_cmp_pd(_mm256_cvtepi32_pd(ix), x, _CMP_GT_OQ);
+    // All ones (-1) where the truncation rounded up.
+    ix = _mm_add_epi32(ix, _mm256_cvtpd_epi32(_mm256_and_pd(above, _mm256_set1_pd(-1.0))));
+    const __m256d fx = _mm256_sub_pd(x, _mm256_cvtepi32_pd(ix));
+    __m256d u;
+    if constexpr (Quintic)
+        u = _mm256_mul_pd(
+            _mm256_mul_pd(_mm256_mul_pd(fx, fx), fx),
+            _mm256_add_pd(_mm256_mul_pd(fx, _mm256_sub_pd(_mm256_mul_pd(fx, _mm256_set1_pd(6.0)),
+                                                          _mm256_set1_pd(15.0))),
+                          _mm256_set1_pd(10.0)));
+    else
+        u = _mm256_mul_pd(
+            _mm256_mul_pd(fx, fx),
+            _mm256_sub_pd(_mm256_set1_pd(3.0), _mm256_mul_pd(_mm256_set1_pd(2.0), fx)));
+    const __m128i k = _mm_sub_epi32(ix, _mm_set1_epi32(r.first));
+    const int base = _mm_cvtsi128_si32(k);
+    const __m128i off = _mm_sub_epi32(k, _mm_set1_epi32(base));
+    const __m128i most = _mm_set1_epi32(2);
+    const bool window =
+        _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_max_epu32(off, most), most)) == 0xFFFF;
+    // A double is two floats to the permutation: entry e is floats 2e, 2e + 1.
+    const __m256i twice = _mm256_slli_epi64(_mm256_cvtepi32_epi64(off), 1);
+    const __m256i pair = _mm256_or_si256(
+        twice, _mm256_slli_epi64(_mm256_add_epi64(twice, _mm256_set1_epi64x(1)), 32));
+    const __m256i pairNext = _mm256_add_epi32(pair, _mm256_set1_epi32(2));
+    auto corners = [&](const double* t, __m256d* left, __m256d* right) {
+        if (window) {
+            const __m256 w = _mm256_castpd_ps(_mm256_loadu_pd(t + base));
+            *left = _mm256_castps_pd(_mm256_permutevar8x32_ps(w, pair));
+            *right = _mm256_castps_pd(_mm256_permutevar8x32_ps(w, pairNext));
+        } else {
+            *left = _mm256_i32gather_pd(t, k, 8);
+            *right = _mm256_i32gather_pd(t + 1, k, 8);
+        }
+    };
+    __m256d n00, n10, n01, n11;
+    __m256d a0, a0r, a1, a1r;
+    corners(r.a0, &a0, &a0r);
+    corners(r.a1, &a1, &a1r);
+    if constexpr (Value) {
+        n00 = a0, n10 = a0r, n01 = a1, n11 = a1r;
+    } else {
+        __m256d b0, b0r, b1, b1r;
+        corners(r.b0, &b0, &b0r);
+        corners(r.b1, &b1, &b1r);
+        const __m256d gx = _mm256_sub_pd(fx, one);
+        n00 = _mm256_add_pd(_mm256_mul_pd(a0, fx), b0);
+        n10 = _mm256_add_pd(_mm256_mul_pd(a0r, gx), b0r);
+        n01 = _mm256_add_pd(_mm256_mul_pd(a1, fx), b1);
+        n11 = _mm256_add_pd(_mm256_mul_pd(a1r, gx), b1r);
+    }
+    const __m256d n0 = _mm256_add_pd(n00, _mm256_mul_pd(u, _mm256_sub_pd(n10, n00)));
+    const __m256d n1 = _mm256_add_pd(n01, _mm256_mul_pd(u, _mm256_sub_pd(n11, n01)));
+    return _mm256_add_pd(n0, _mm256_mul_pd(_mm256_set1_pd(r.v), _mm256_sub_pd(n1, n0)));
+}
+
+template <bool Quintic, bool Value>
+void PickRow(const RowTable& r, const double* X, int n, double scale, double* out) {
+    const __m256d s = _mm256_set1_pd(scale);
+    int i = 0;
+    for (; i + 4 <= n; i += 4)
+        _mm256_storeu_pd(out + i,
+                         _mm256_mul_pd(s, PickFour<Quintic, Value>(r, _mm256_loadu_pd(X + i))));
+    for (; i < n; ++i) out[i] = scale * PickOne<Quintic, Value>(r, X[i]);
+}
+
+}  // namespace
 }  // namespace tsn
 
 TSN_TARGET_END

@@ -1,6 +1,8 @@
 // The lattice noise loops with AVX-512, for processors that have it.
 // The standard headers come first so that only our own code below is built
 // for the wider instruction set.
+#include <immintrin.h>
+
 #include <cmath>
 #include <cstdint>
 
@@ -14,6 +16,87 @@ namespace tsn {
 
 const NoiseKernels kNoiseKernelsAvx512 = kKernelsOfThisSet;
 
+namespace {
+
+// Eight samples of a row table. When their entries lie within sixteen of
+// the first one's, which is the common case (a row crosses far fewer
+// columns than it has samples), two loads and a permutation over both pick
+// them in registers; otherwise they are gathered.
+template <bool Quintic, bool Value>
+[[gnu::always_inline]] inline __m512d PickEight(const RowTable& r, __m512d x) {
+    const __m512d one = _mm512_set1_pd(1.0);
+    __m256i ix = _mm512_cvttpd_epi32(x);
+    const __mmask8 above = _mm512_cmp_pd_mask(_mm512_cvtepi32_pd(ix), x, _CMP_GT_OQ);
+    ix = _mm256_sub_epi32(ix, _mm512_castsi512_si256(_mm512_maskz_set1_epi32(above, 1)));
+    const __m512d fx = _mm512_sub_pd(x, _mm512_cvtepi32_pd(ix));
+    __m512d u;
+    if constexpr (Quintic)
+        u = _mm512_mul_pd(
+            _mm512_mul_pd(_mm512_mul_pd(fx, fx), fx),
+            _mm512_add_pd(_mm512_mul_pd(fx, _mm512_sub_pd(_mm512_mul_pd(fx, _mm512_set1_pd(6.0)),
+                                                          _mm512_set1_pd(15.0))),
+                          _mm512_set1_pd(10.0)));
+    else
+        u = _mm512_mul_pd(
+            _mm512_mul_pd(fx, fx),
+            _mm512_sub_pd(_mm512_set1_pd(3.0), _mm512_mul_pd(_mm512_set1_pd(2.0), fx)));
+    const __m256i k = _mm256_sub_epi32(ix, _mm256_set1_epi32(r.first));
+    const int base = _mm_cvtsi128_si32(_mm256_castsi256_si128(k));
+    const __m256i off = _mm256_sub_epi32(k, _mm256_set1_epi32(base));
+    // Unsigned, so columns left of the first lane's are out of the window too.
+    const __m256i most = _mm256_set1_epi32(14);
+    const bool window =
+        _mm256_movemask_epi8(_mm256_cmpeq_epi32(_mm256_max_epu32(off, most), most)) == -1;
+    __m512d n00, n10, n01, n11;
+    auto corners = [&](const double* t, __m512d* left, __m512d* right) {
+        if (window) {
+            const __m512i at = _mm512_cvtepi32_epi64(off);
+            const __m512i next = _mm512_add_epi64(at, _mm512_set1_epi64(1));
+            const __m512d lo = _mm512_loadu_pd(t + base), hi = _mm512_loadu_pd(t + base + 8);
+            *left = _mm512_permutex2var_pd(lo, at, hi);
+            *right = _mm512_permutex2var_pd(lo, next, hi);
+        } else {
+            *left = _mm512_i32gather_pd(k, t, 8);
+            *right = _mm512_i32gather_pd(k, t + 1, 8);
+        }
+    };
+    __m512d a0, a0r, a1, a1r;
+    corners(r.a0, &a0, &a0r);
+    corners(r.a1, &a1, &a1r);
+    if constexpr (Value) {
+        n00 = a0, n10 = a0r, n01 = a1, n11 = a1r;
+    } else {
+        __m512d b0, b0r, b1, b1r;
+        corners(r.b0, &b0, &b0r);
+        corners(r.b1, &b1, &b1r);
+        const __m512d gx = _mm512_sub_pd(fx, one);
+        n00 = _mm512_add_pd(_mm512_mul_pd(a0, fx), b0);
+        n10 = _mm512_add_pd(_mm512_mul_pd(a0r, gx), b0r);
+        n01 = _mm512_add_pd(_mm512_mul_pd(a1, fx), b1);
+        n11 = _mm512_add_pd(_mm512_mul_pd(a1r, gx), b1r);
+    }
+    const __m512d n0 = _mm512_add_pd(n00, _mm512_mul_pd(u, _mm512_sub_pd(n10, n00)));
+    const __m512d n1 = _mm512_add_pd(n01, _mm512_mul_pd(u, _mm512_sub_pd(n11, n01)));
+    return _mm512_add_pd(n0, _mm512_mul_pd(_mm512_set1_pd(r.v), _mm512_sub_pd(n1, n0)));
+}
+
+template <bool Quintic, bool Value>
+void PickRow(const RowTable& r, const double* X, int n, double scale, double* out) {
+    const __m512d s = _mm512_set1_pd(scale);
+    int i = 0;
+    for (; i + 8 <= n; i += 8)
+        _mm512_storeu_pd(out + i,
+                         _mm512_mul_pd(s, PickEight<Quintic, Value>(r, _mm512_loadu_pd(X + i))));
+    if (i < n) {
+        // The last few: lanes past the end repeat the last sample and are
+        // not stored.
+        const __mmask8 m = __mmask8((1u << (n - i)) - 1);
+        const __m512d x = _mm512_mask_loadu_pd(_mm512_set1_pd(X[n - 1]), m, X + i);
+        _mm512_mask_storeu_pd(out + i, m, _mm512_mul_pd(s, PickEight<Quintic, Value>(r, x)));
+    }
+}
+
+}  // namespace
 }  // namespace tsn
 
 TSN_TARGET_END

@@ -122,6 +122,103 @@ void LatticeLoop(const LatticeTables& t, const LatticeOctave& o, const T* X, con
     }
 }
 
+// ---- rows of double samples through a row table ----
+
+// Along a row the y half of every lattice lookup is fixed, so what each
+// lattice column contributes at the row's two lattice rows is looked up
+// once into a row table, and the samples pick their entries by column.
+// Entry c belongs to column first + c; a sample in column ix reads entries
+// ix - first and ix - first + 1. For gradient noise `a` holds the
+// gradients' x components and `b` their y terms (the y component times the
+// row offset, the same product the sample would form); value noise keeps
+// the corner values in `a`.
+constexpr int kRowCells = kPass + 2;  // columns a table holds at most
+constexpr int kRowSpare = 16;         // entries past the last, for whole-vector loads
+
+struct RowTable {
+    int first;
+    double v;  // the row's fade
+    alignas(64) double a0[kRowCells + kRowSpare];
+    alignas(64) double b0[kRowCells + kRowSpare];
+    alignas(64) double a1[kRowCells + kRowSpare];
+    alignas(64) double b1[kRowCells + kRowSpare];
+};
+
+// Lane by lane: each sample's column, offsets and fade, its four corners
+// from the table, and the blend, exactly as in LatticeLoop; `scale`
+// multiplies every result (1 for none). Defined per instruction set.
+template <bool Quintic, bool Value>
+void PickRow(const RowTable& r, const double* X, int n, double scale, double* out);
+
+// The same one sample at a time, for instruction sets without table
+// lookups in vector lanes and for the ends of rows.
+template <bool Quintic, bool Value>
+[[gnu::always_inline]] inline double PickOne(const RowTable& r, double x) {
+    const int ix = FloorOf(x);
+    const double fx = x - double(ix);
+    const double u = FadeOf<Quintic>(fx);
+    const int k = ix - r.first;
+    double n00, n10, n01, n11;
+    if constexpr (Value) {
+        n00 = r.a0[k], n10 = r.a0[k + 1], n01 = r.a1[k], n11 = r.a1[k + 1];
+    } else {
+        n00 = r.a0[k] * fx + r.b0[k];
+        n10 = r.a0[k + 1] * (fx - 1.0) + r.b0[k + 1];
+        n01 = r.a1[k] * fx + r.b1[k];
+        n11 = r.a1[k + 1] * (fx - 1.0) + r.b1[k + 1];
+    }
+    const double n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+    return LerpOf(r.v, n0, n1);
+}
+
+// Fills the table for the columns of X, or returns false when they span
+// more columns than there are samples (a table would then cost more than
+// it saves) or than it holds.
+template <bool Wrap, bool Quintic, bool Value>
+bool FillRowTable(const LatticeTables& t, const LatticeOctave& o, const double* X, double y, int n,
+                  RowTable* r) {
+    int lo = FloorOf(X[0]), hi = lo;
+    for (int i = 1; i < n; ++i) {
+        const int ix = FloorOf(X[i]);
+        lo = ix < lo ? ix : lo;
+        hi = ix > hi ? ix : hi;
+    }
+    const int cells = hi - lo + 2;
+    if (cells > n + 1 || cells > kRowCells) return false;
+    const int iy = FloorOf(y);
+    const double fy = y - double(iy);
+    const int y0 = (Wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
+    const int y1 = (Wrap ? WrapOf(iy + 1, o.periodY) : iy + 1) + o.hashY;
+    r->first = lo;
+    r->v = FadeOf<Quintic>(fy);
+    const std::int32_t* p = t.perm;
+    for (int c = 0; c < cells; ++c) {
+        const int x0 = (Wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX;
+        const int a = p[unsigned(x0) & kLane];
+        const int h0 = p[(unsigned(a) + unsigned(y0)) & kLane];
+        const int h1 = p[(unsigned(a) + unsigned(y1)) & kLane];
+        if constexpr (Value) {
+            r->a0[c] = double(t.value[h0]), r->a1[c] = double(t.value[h1]);
+            r->b0[c] = r->b1[c] = 0;
+        } else {
+            r->a0[c] = double(t.gradX[h0]), r->b0[c] = double(t.gradY[h0]) * fy;
+            r->a1[c] = double(t.gradX[h1]), r->b1[c] = double(t.gradY[h1]) * (fy - 1.0);
+        }
+    }
+    for (int c = cells; c < cells + kRowSpare; ++c) r->a0[c] = r->b0[c] = r->a1[c] = r->b1[c] = 0;
+    return true;
+}
+
+template <bool Quintic, bool Value>
+bool TableRow(const LatticeTables& t, const LatticeOctave& o, const double* X, double y, int n,
+              double scale, double* out) {
+    RowTable r;
+    const bool filled = o.periodX > 0 ? FillRowTable<true, Quintic, Value>(t, o, X, y, n, &r)
+                                      : FillRowTable<false, Quintic, Value>(t, o, X, y, n, &r);
+    if (filled) PickRow<Quintic, Value>(r, X, n, scale, out);
+    return filled;
+}
+
 template <class T, bool Quintic, bool Value>
 void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, const T* Y, bool line,
                 int n, T* out) {
@@ -358,6 +455,7 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
     }
     switch (basis) {
         case kBasisValue:
+            if (line && n > 0 && TableRow<true, true>(f, o, U, V[0], n, 1.0, out)) return;
             LatticeRow<double, true, true>(f, o, U, V, line, n, out);
             return;
         case kBasisSimplex:
@@ -373,6 +471,8 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
             wrap ? CubicLoop<true>(f, o, U, V, n, out) : CubicLoop<false>(f, o, U, V, n, out);
             return;
         default:
+            if (line && n > 0 && TableRow<true, false>(f, o, U, V[0], n, 1.4142135623730951, out))
+                return;
             LatticeRow<double, true, false>(f, o, U, V, line, n, out);
             for (int i = 0; i < n; ++i) out[i] = 1.4142135623730951 * out[i];
             return;

@@ -5,4 +5,15 @@ namespace tsn {
 
 const NoiseKernels kNoiseKernelsSse2 = kKernelsOfThisSet;
 
+namespace {
+
+// Without lookups in vector lanes the samples pick their entries one at a
+// time.
+template <bool Quintic, bool Value>
+void PickRow(const RowTable& r, const double* X, int n, double scale, double* out) {
+    for (int i = 0; i < n; ++i) out[i] = scale * PickOne<Quintic, Value>(r, X[i]);
+}
+
+}  // namespace
+
 }  // namespace tsn

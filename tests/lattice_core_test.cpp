@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "core/random.h"
@@ -91,6 +92,56 @@ TEST(LatticeCore, FieldRowsEqualTheLiteralFieldOnEveryPath) {
                             << "row, path " << int(path) << " basis " << basis << " fractal "
                             << fractal << " variant " << variant << " at " << u[i];
                 }
+    }
+}
+
+// Rows as the kinds lay them out, evenly spaced, and the same samples
+// shuffled: narrow and wide spacings (few or many lattice columns per
+// vector of samples, and more columns than samples), negative and wrapped
+// columns, cell edges, and lengths that leave every kind of remainder.
+TEST(LatticeCore, RowsEqualTheLiteralFieldOnEveryPath) {
+    Unpin unpin;
+    const double steps[] = {0.0013, 0.07, 0.37, 0.93, 1.0, 2.6};
+    const double starts[] = {-37.2, 0.0, 5.5};
+    const int lengths[] = {1, 7, 9, 256, 613};
+    std::vector<double> u, out;
+    for (SimdPath path : Paths()) {
+        ASSERT_TRUE(PinSimdPath(path));
+        for (std::uint32_t basis : {kBasisValue, kBasisPerlin})
+            for (bool tile : {false, true}) {
+                NoiseSettings s;
+                s.basis = basis;
+                s.octaves = 4;
+                s.lacunarity = 2.3;
+                s.tile = tile;
+                s.periodX = 5;
+                s.periodY = 3;
+                Rng rng;
+                rng.Seed(77 + basis * 2 + tile);
+                NoiseField f;
+                BuildNoiseField(s, rng, &f);
+                for (double step : steps)
+                    for (double start : starts)
+                        for (int n : lengths)
+                            for (bool shuffle : {false, true}) {
+                                u.resize(n);
+                                for (int i = 0; i < n; ++i) u[i] = start + i * step;
+                                if (shuffle) {
+                                    Rng order;
+                                    order.Seed(n);
+                                    for (int i = n - 1; i > 0; --i)
+                                        std::swap(u[i], u[order.Next() % (i + 1)]);
+                                }
+                                const double v = start * 0.7 - 1.0;
+                                out.assign(n, 0.0);
+                                NoiseRow(f, u.data(), &v, true, n, out.data());
+                                for (int i = 0; i < n; ++i)
+                                    ASSERT_TRUE(Same(out[i], reference::LiteralField(f, u[i], v)))
+                                        << "path " << int(path) << " basis " << basis << " tile "
+                                        << tile << " step " << step << " start " << start << " n "
+                                        << n << " shuffled " << shuffle << " at " << u[i];
+                            }
+            }
     }
 }
 
