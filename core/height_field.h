@@ -50,6 +50,23 @@ inline void PaintPosition(std::uint8_t* row, int x, double t, const std::uint8_t
     row[3 * x + 2] = table[3 * g];
 }
 
+// PaintPosition over a row of w positions: the same entries and levels,
+// the entries picked in a loop the compiler runs in vector lanes (a NaN,
+// as there, takes entry 0), then the bytes. `entry` holds w ints.
+inline void PaintRow(std::uint8_t* row, int w, const double* t, const std::uint8_t* table,
+                     std::uint16_t* levels, int* entry) {
+    if (levels)
+        for (int x = 0; x < w; ++x) levels[x] = PositionLevel(t[x]);
+    for (int x = 0; x < w; ++x) {
+        const double e = t[x] * 255.0 + 0.5;
+        entry[x] = int(e > 0.0 ? (e < 255.0 ? e : 255.0) : 0.0);
+    }
+    for (int x = 0; x < w; ++x) {
+        const std::uint8_t* c = table + 3 * entry[x];
+        row[3 * x] = c[2], row[3 * x + 1] = c[1], row[3 * x + 2] = c[0];
+    }
+}
+
 struct NormalOptions {
     double strength = 8.0;  // pixels a full range of levels rises
     bool yDown = false;     // green grows towards the bottom (DirectX) instead of the top

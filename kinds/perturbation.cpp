@@ -97,20 +97,42 @@ struct SineTable {
     }
 };
 
-// One period of the wave, 0 .. 1, at phase t (in periods).
-double Wave(const SineTable& sine, std::uint32_t wave, double t) {
-    const double f = t - std::floor(t);
+// Phases this far from 0 are floored through a 32-bit integer below.
+constexpr double kSmallPhase = 1073741824.0;  // 2^30
+
+}  // namespace
+
+// The floor is taken through a 32-bit integer, exact while every phase is
+// small; otherwise, or for a NaN, the row takes std::floor.
+void PerturbationWaveRow(std::uint32_t wave, int w, double* t) {
+    static const SineTable sine;
+    bool small = true;
+    for (int x = 0; x < w; ++x) small &= std::fabs(t[x]) < kSmallPhase;
+    if (small) {
+        for (int x = 0; x < w; ++x) {
+            // Truncated with the phase's sign (so -0 floors to -0), then
+            // one down where that rounded up.
+            const double r = std::copysign(double(int(t[x])), t[x]);
+            t[x] -= r > t[x] ? r - 1.0 : r;
+        }
+    } else {
+        for (int x = 0; x < w; ++x) t[x] -= std::floor(t[x]);
+    }
     switch (wave) {
         case 1:
-            return 1.0 - std::fabs(2.0 * f - 1.0);
+            for (int x = 0; x < w; ++x) t[x] = 1.0 - std::fabs(2.0 * t[x] - 1.0);
+            break;
         case 2:
-            return f;
+            break;
         case 3:
-            return std::clamp(3.0 * sine.At(f) - 1.0, 0.0, 1.0);
+            for (int x = 0; x < w; ++x) t[x] = std::clamp(3.0 * sine.At(t[x]) - 1.0, 0.0, 1.0);
+            break;
         default:
-            return sine.At(f);
+            for (int x = 0; x < w; ++x) t[x] = sine.At(t[x]);
     }
 }
+
+namespace {
 
 // The pattern's phase at a pixel, in periods: for bands and checks a
 // linear function of the pixel's offset from the centre, for rings its
@@ -123,20 +145,6 @@ struct Pattern {
     // of the centre.
     int wrapX = 0, wrapY = 0;
     double alongX = 0, alongY = 0, acrossX = 0, acrossY = 0;
-
-    double Rings(double px, double py) const {
-        if (wrapX > 0) {
-            px = std::min(std::fabs(px), wrapX - std::fabs(px));
-            py = std::min(std::fabs(py), wrapY - std::fabs(py));
-        }
-        return std::sqrt(px * px + py * py) * periods;
-    }
-    double Along(double px, double py) const {
-        return wrapX > 0 ? px * alongX + py * alongY : (px * ca + py * sa) * periods;
-    }
-    double Across(double px, double py) const {
-        return wrapX > 0 ? px * acrossX + py * acrossY : (py * ca - px * sa) * periods;
-    }
 };
 
 // A whole number of periods, nearest v.
@@ -172,6 +180,63 @@ Pattern PatternFor(double periods, double angle, bool rings, int w, int h, bool 
         *note = text;
     }
     return p;
+}
+
+// A row's noise as a shift of phase: (n - mean) * push periods.
+struct Displacement {
+    const double* n;
+    double mean, push;
+    double At(int x) const { return (n[x] - mean) * push; }
+};
+
+// The displaced phases of a row at height py (pixels from the centre, up),
+// into `out` (which may be the displacement's own noise): each pattern and
+// wrap in a loop of its own, so the compiler runs it in vector lanes.
+void AlongPhases(const Pattern& at, const Displacement& d, int w, double cx, double py,
+                 double* out) {
+    if (at.wrapX > 0) {
+        for (int x = 0; x < w; ++x) {
+            const double px = (x + 0.5) - cx;
+            out[x] = (px * at.alongX + py * at.alongY) + d.At(x);
+        }
+    } else {
+        for (int x = 0; x < w; ++x) {
+            const double px = (x + 0.5) - cx;
+            out[x] = (px * at.ca + py * at.sa) * at.periods + d.At(x);
+        }
+    }
+}
+
+void AcrossPhases(const Pattern& at, const Displacement& d, int w, double cx, double py,
+                  double* out) {
+    if (at.wrapX > 0) {
+        for (int x = 0; x < w; ++x) {
+            const double px = (x + 0.5) - cx;
+            out[x] = (px * at.acrossX + py * at.acrossY) + d.At(x);
+        }
+    } else {
+        for (int x = 0; x < w; ++x) {
+            const double px = (x + 0.5) - cx;
+            out[x] = (py * at.ca - px * at.sa) * at.periods + d.At(x);
+        }
+    }
+}
+
+void RingPhases(const Pattern& at, const Displacement& d, int w, double cx, double py,
+                double* out) {
+    if (at.wrapX > 0) {
+        const double ny = std::min(std::fabs(py), at.wrapY - std::fabs(py));
+        for (int x = 0; x < w; ++x) {
+            const double px = (x + 0.5) - cx;
+            const double nx = std::min(std::fabs(px), at.wrapX - std::fabs(px));
+            out[x] = std::sqrt(nx * nx + ny * ny) * at.periods + d.At(x);
+        }
+    } else {
+        for (int x = 0; x < w; ++x) {
+            const double px = (x + 0.5) - cx;
+            out[x] = std::sqrt(px * px + py * py) * at.periods + d.At(x);
+        }
+    }
 }
 
 }  // namespace
@@ -220,7 +285,6 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     // deviation.
     const double push = ClampedOr(b->strength, 0.0, 4.0, 0.25) / level.spread;
     const double cx = 0.5 * w, cy = 0.5 * h;
-    const SineTable sine;
 
     FountainToColourTable(b->fountain, rec->colourTable);
     const std::uint8_t* table = rec->colourTable;
@@ -238,35 +302,32 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
         // The noise of a row at (u, v), and for checks a long way off too,
         // so the two displacements are unrelated.
         std::vector<double> u(w), far(w), n(w), m(w);
+        std::vector<int> entry(w);
         for (int x = 0; x < w; ++x) {
             u[x] = (x + 0.5) * cellsX + shiftX;
             far[x] = u[x] + 57.31;
         }
         for (int y = y0; y < y1; ++y) {
-            std::uint8_t* row = o.Row(y);
             // Rows run downwards; the pattern's y axis points up.
             const double py = cy - (y + 0.5);
             const double v = (y + 0.5) * cellsY + shiftY, vFar = v + 23.79;
             NoiseRow(field, u.data(), &v, true, w, n.data());
-            if (pattern == 2) NoiseRow(field, far.data(), &vFar, true, w, m.data());
-            for (int x = 0; x < w; ++x) {
-                const double px = (x + 0.5) - cx;
-                const double nx = (n[x] - level.mean) * push;
-                double value;
-                if (pattern == 1) {
-                    value = Wave(sine, wave, at.Rings(px, py) + nx);
-                } else {
-                    const double along = at.Along(px, py) + nx;
-                    value = Wave(sine, wave, along);
-                    if (pattern == 2) {
-                        const double mx = (m[x] - level.mean) * push;
-                        const double across = at.Across(px, py) + mx;
-                        value = 0.5 +
-                                0.5 * (2.0 * value - 1.0) * (2.0 * Wave(sine, wave, across) - 1.0);
-                    }
-                }
-                PaintPosition(row, x, value, table, heights ? heights->Row(y) : nullptr);
+            const Displacement along{n.data(), level.mean, push};
+            if (pattern == 1) {
+                RingPhases(at, along, w, cx, py, n.data());
+            } else {
+                AlongPhases(at, along, w, cx, py, n.data());
             }
+            PerturbationWaveRow(wave, w, n.data());
+            if (pattern == 2) {
+                NoiseRow(field, far.data(), &vFar, true, w, m.data());
+                AcrossPhases(at, Displacement{m.data(), level.mean, push}, w, cx, py, m.data());
+                PerturbationWaveRow(wave, w, m.data());
+                for (int x = 0; x < w; ++x)
+                    n[x] = 0.5 + 0.5 * (2.0 * n[x] - 1.0) * (2.0 * m[x] - 1.0);
+            }
+            PaintRow(o.Row(y), w, n.data(), table, heights ? heights->Row(y) : nullptr,
+                     entry.data());
         }
     });
     UnlockImage(&o);

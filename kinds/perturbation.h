@@ -74,6 +74,10 @@ inline PerturbationParameters* PerturbationBlock(MasterTextureRecord* rec) {
 
 MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& values);
 
+// One period of the colour wave (0 sine, 1 triangle, 2 sawtooth, 3 square),
+// 0 .. 1, at each of a row of w phases t (in periods), in place.
+void PerturbationWaveRow(std::uint32_t wave, int w, double* t);
+
 extern const KindDescriptor kPerturbationKind;
 
 }  // namespace tsn

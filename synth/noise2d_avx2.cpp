@@ -18,16 +18,22 @@ const NoiseKernels kNoiseKernelsAvx2 = kKernelsOfThisSet;
 
 namespace {
 
+// Floor of four doubles as 32-bit integers: truncated, then one down where
+// that rounded up (FloorOf in lanes).
+[[gnu::always_inline]] inline __m128i FloorFour(__m256d v) {
+    const __m128i i = _mm256_cvttpd_epi32(v);
+    const __m256d above = _mm256_cmp_pd(_mm256_cvtepi32_pd(i), v, _CMP_GT_OQ);
+    // All ones (-1) where the truncation rounded up.
+    return _mm_add_epi32(i, _mm256_cvtpd_epi32(_mm256_and_pd(above, _mm256_set1_pd(-1.0))));
+}
+
 // Four samples of a row table. When their entries lie within four of the
 // first one's, one load and a permutation pick them in registers;
 // otherwise they are gathered.
 template <bool Quintic, bool Value>
 [[gnu::always_inline]] inline __m256d PickFour(const RowTable& r, __m256d x) {
     const __m256d one = _mm256_set1_pd(1.0);
-    __m128i ix = _mm256_cvttpd_epi32(x);
-    const __m256d above = _mm256_cmp_pd(_mm256_cvtepi32_pd(ix), x, _CMP_GT_OQ);
-    // All ones (-1) where the truncation rounded up.
-    ix = _mm_add_epi32(ix, _mm256_cvtpd_epi32(_mm256_and_pd(above, _mm256_set1_pd(-1.0))));
+    const __m128i ix = FloorFour(x);
     const __m256d fx = _mm256_sub_pd(x, _mm256_cvtepi32_pd(ix));
     __m256d u;
     if constexpr (Quintic)
@@ -90,6 +96,50 @@ void PickRow(const RowTable& r, const double* X, int n, double scale, double* ou
         _mm256_storeu_pd(out + i,
                          _mm256_mul_pd(s, PickFour<Quintic, Value>(r, _mm256_loadu_pd(X + i))));
     for (; i < n; ++i) out[i] = scale * PickOne<Quintic, Value>(r, X[i]);
+}
+
+// Four samples of a cell table (PickCellOne in lanes).
+[[gnu::always_inline]] inline __m256d PickCellsFour(const CellTable& t, __m256d u, __m256d v) {
+    const __m128i i = FloorFour(u), j = FloorFour(v);
+    const __m256d fu = _mm256_sub_pd(u, _mm256_cvtepi32_pd(i));
+    const __m256d fv = _mm256_sub_pd(v, _mm256_cvtepi32_pd(j));
+    const __m128i at = _mm_add_epi32(
+        _mm_mullo_epi32(_mm_sub_epi32(j, _mm_set1_epi32(t.jlo)), _mm_set1_epi32(t.width)),
+        _mm_sub_epi32(i, _mm_set1_epi32(t.lo)));
+    __m256d d1 = _mm256_set1_pd(1e30), d2 = d1;
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) {
+            const __m128i k = _mm_add_epi32(at, _mm_set1_epi32(r * t.width + c));
+            const __m256d x = _mm256_sub_pd(
+                _mm256_add_pd(_mm256_set1_pd(double(c - 1)), _mm256_i32gather_pd(t.jitterX, k, 8)),
+                fu);
+            const __m256d y = _mm256_sub_pd(
+                _mm256_add_pd(_mm256_set1_pd(double(r - 1)), _mm256_i32gather_pd(t.jitterY, k, 8)),
+                fv);
+            const __m256d d = _mm256_add_pd(_mm256_mul_pd(x, x), _mm256_mul_pd(y, y));
+            const __m256d first = _mm256_cmp_pd(d, d1, _CMP_LT_OQ);
+            const __m256d runner = _mm256_cmp_pd(d, d2, _CMP_LT_OQ);
+            d2 = _mm256_blendv_pd(_mm256_blendv_pd(d2, d, runner), d1, first);
+            d1 = _mm256_blendv_pd(d1, d, first);
+        }
+    }
+    const __m256d s1 = _mm256_sqrt_pd(d1), s2 = _mm256_sqrt_pd(d2);
+    switch (t.output) {
+        case kCellSecond:
+            return _mm256_sub_pd(_mm256_mul_pd(_mm256_set1_pd(2.0), s2), _mm256_set1_pd(1.5));
+        case kCellDifference:
+            return _mm256_sub_pd(_mm256_mul_pd(_mm256_set1_pd(2.5), _mm256_sub_pd(s2, s1)),
+                                 _mm256_set1_pd(1.0));
+        default:
+            return _mm256_sub_pd(_mm256_mul_pd(_mm256_set1_pd(2.0), s1), _mm256_set1_pd(1.0));
+    }
+}
+
+void PickCells(const CellTable& t, const double* U, const double* V, int n, double* out) {
+    int i = 0;
+    for (; i + 4 <= n; i += 4)
+        _mm256_storeu_pd(out + i, PickCellsFour(t, _mm256_loadu_pd(U + i), _mm256_loadu_pd(V + i)));
+    for (; i < n; ++i) out[i] = PickCellOne(t, U[i], V[i]);
 }
 
 }  // namespace

@@ -18,6 +18,14 @@ const NoiseKernels kNoiseKernelsAvx512 = kKernelsOfThisSet;
 
 namespace {
 
+// Floor of eight doubles as 32-bit integers: truncated, then one down
+// where that rounded up (FloorOf in lanes).
+[[gnu::always_inline]] inline __m256i FloorEight(__m512d v) {
+    const __m256i i = _mm512_cvttpd_epi32(v);
+    const __mmask8 above = _mm512_cmp_pd_mask(_mm512_cvtepi32_pd(i), v, _CMP_GT_OQ);
+    return _mm256_sub_epi32(i, _mm512_castsi512_si256(_mm512_maskz_set1_epi32(above, 1)));
+}
+
 // Eight samples of a row table. When their entries lie within sixteen of
 // the first one's, which is the common case (a row crosses far fewer
 // columns than it has samples), two loads and a permutation over both pick
@@ -25,9 +33,7 @@ namespace {
 template <bool Quintic, bool Value>
 [[gnu::always_inline]] inline __m512d PickEight(const RowTable& r, __m512d x) {
     const __m512d one = _mm512_set1_pd(1.0);
-    __m256i ix = _mm512_cvttpd_epi32(x);
-    const __mmask8 above = _mm512_cmp_pd_mask(_mm512_cvtepi32_pd(ix), x, _CMP_GT_OQ);
-    ix = _mm256_sub_epi32(ix, _mm512_castsi512_si256(_mm512_maskz_set1_epi32(above, 1)));
+    const __m256i ix = FloorEight(x);
     const __m512d fx = _mm512_sub_pd(x, _mm512_cvtepi32_pd(ix));
     __m512d u;
     if constexpr (Quintic)
@@ -93,6 +99,59 @@ void PickRow(const RowTable& r, const double* X, int n, double scale, double* ou
         const __mmask8 m = __mmask8((1u << (n - i)) - 1);
         const __m512d x = _mm512_mask_loadu_pd(_mm512_set1_pd(X[n - 1]), m, X + i);
         _mm512_mask_storeu_pd(out + i, m, _mm512_mul_pd(s, PickEight<Quintic, Value>(r, x)));
+    }
+}
+
+// Eight samples of a cell table (PickCellOne in lanes).
+[[gnu::always_inline]] inline __m512d PickCellsEight(const CellTable& t, __m512d u, __m512d v) {
+    const __m256i i = FloorEight(u), j = FloorEight(v);
+    const __m512d fu = _mm512_sub_pd(u, _mm512_cvtepi32_pd(i));
+    const __m512d fv = _mm512_sub_pd(v, _mm512_cvtepi32_pd(j));
+    const __m256i at =
+        _mm256_add_epi32(_mm256_mullo_epi32(_mm256_sub_epi32(j, _mm256_set1_epi32(t.jlo)),
+                                            _mm256_set1_epi32(t.width)),
+                         _mm256_sub_epi32(i, _mm256_set1_epi32(t.lo)));
+    __m512d d1 = _mm512_set1_pd(1e30), d2 = d1;
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) {
+            const __m256i k = _mm256_add_epi32(at, _mm256_set1_epi32(r * t.width + c));
+            const __m512d x = _mm512_sub_pd(
+                _mm512_add_pd(_mm512_set1_pd(double(c - 1)), _mm512_i32gather_pd(k, t.jitterX, 8)),
+                fu);
+            const __m512d y = _mm512_sub_pd(
+                _mm512_add_pd(_mm512_set1_pd(double(r - 1)), _mm512_i32gather_pd(k, t.jitterY, 8)),
+                fv);
+            const __m512d d = _mm512_add_pd(_mm512_mul_pd(x, x), _mm512_mul_pd(y, y));
+            const __mmask8 first = _mm512_cmp_pd_mask(d, d1, _CMP_LT_OQ);
+            const __mmask8 runner = _mm512_cmp_pd_mask(d, d2, _CMP_LT_OQ);
+            d2 = _mm512_mask_blend_pd(first, _mm512_mask_blend_pd(runner, d2, d), d1);
+            d1 = _mm512_mask_blend_pd(first, d1, d);
+        }
+    }
+    const __m512d s1 = _mm512_sqrt_pd(d1), s2 = _mm512_sqrt_pd(d2);
+    switch (t.output) {
+        case kCellSecond:
+            return _mm512_sub_pd(_mm512_mul_pd(_mm512_set1_pd(2.0), s2), _mm512_set1_pd(1.5));
+        case kCellDifference:
+            return _mm512_sub_pd(_mm512_mul_pd(_mm512_set1_pd(2.5), _mm512_sub_pd(s2, s1)),
+                                 _mm512_set1_pd(1.0));
+        default:
+            return _mm512_sub_pd(_mm512_mul_pd(_mm512_set1_pd(2.0), s1), _mm512_set1_pd(1.0));
+    }
+}
+
+void PickCells(const CellTable& t, const double* U, const double* V, int n, double* out) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8)
+        _mm512_storeu_pd(out + i,
+                         PickCellsEight(t, _mm512_loadu_pd(U + i), _mm512_loadu_pd(V + i)));
+    if (i < n) {
+        // The last few: lanes past the end repeat the last sample and are
+        // not stored.
+        const __mmask8 m = __mmask8((1u << (n - i)) - 1);
+        const __m512d u = _mm512_mask_loadu_pd(_mm512_set1_pd(U[n - 1]), m, U + i);
+        const __m512d v = _mm512_mask_loadu_pd(_mm512_set1_pd(V[n - 1]), m, V + i);
+        _mm512_mask_storeu_pd(out + i, m, PickCellsEight(t, u, v));
     }
 }
 

@@ -370,6 +370,22 @@ void SimplexLoop(const NoiseField& f, const LatticeOctave& o, const double* U, c
     }
 }
 
+// Keeps the two least squared distances as the feature point at (x, y)
+// from the sample is met.
+[[gnu::always_inline]] inline void MeetPoint(double x, double y, double& d1, double& d2) {
+    const double d = x * x + y * y;
+    d2 = d < d1 ? d1 : (d < d2 ? d : d2);
+    d1 = d < d1 ? d : d1;
+}
+
+// The chosen output of cellular noise from the two least squared distances.
+[[gnu::always_inline]] inline double CellularOutputOf(std::uint32_t output, double d1, double d2) {
+    const double second = 2.0 * std::sqrt(d2) - 1.5;
+    const double difference = 2.5 * (std::sqrt(d2) - std::sqrt(d1)) - 1.0;
+    const double nearest = 2.0 * std::sqrt(d1) - 1.0;
+    return output == kCellSecond ? second : output == kCellDifference ? difference : nearest;
+}
+
 // Cellular noise: distances to the nearest two feature points among the
 // 3 x 3 cells around the sample, reduced to the chosen output.
 template <bool Wrap>
@@ -389,16 +405,88 @@ void CellularLoop(const NoiseField& f, const LatticeOctave& o, const double* U, 
                 const int h = HashOf(f.perm, WrapIf<Wrap>(i + di, o.periodX) + o.hashX, cj);
                 const double x = double(di) + double(f.jitterX[h]) - fu;
                 const double y = double(dj) + double(f.jitterY[h]) - fv;
-                const double d = x * x + y * y;
-                d2 = d < d1 ? d1 : (d < d2 ? d : d2);
-                d1 = d < d1 ? d : d1;
+                MeetPoint(x, y, d1, d2);
             }
         }
-        const double second = 2.0 * std::sqrt(d2) - 1.5;
-        const double difference = 2.5 * (std::sqrt(d2) - std::sqrt(d1)) - 1.0;
-        const double nearest = 2.0 * std::sqrt(d1) - 1.0;
-        out[k] = output == kCellSecond ? second : output == kCellDifference ? difference : nearest;
+        out[k] = CellularOutputOf(output, d1, d2);
     }
+}
+
+// ---- cellular samples through a block table ----
+
+// The cells a block table holds at most: three rows of a pass's columns.
+constexpr int kBlockCells = 3 * kRowCells;
+
+// The feature points of a small block of cells, and of a cell around it,
+// looked up once, in rows of `width` entries from cell (lo - 1, jlo - 1):
+// a sample in cell (i, j) finds its 3 x 3 from entry (j - jlo) * width +
+// (i - lo) on.
+struct CellTable {
+    int lo, jlo, width;
+    std::uint32_t output;
+    alignas(64) double jitterX[kBlockCells];
+    alignas(64) double jitterY[kBlockCells];
+};
+
+// Lane by lane: each sample's cell and offsets, its 3 x 3 feature points
+// from the table and the two least squared distances, exactly as in
+// CellularLoop. Defined per instruction set.
+void PickCells(const CellTable& t, const double* U, const double* V, int n, double* out);
+
+// The same one sample at a time.
+[[gnu::always_inline]] inline double PickCellOne(const CellTable& t, double u, double v) {
+    const int i = FloorOf(u), j = FloorOf(v);
+    const double fu = u - double(i), fv = v - double(j);
+    const int at = (j - t.jlo) * t.width + (i - t.lo);
+    double d1 = 1e30, d2 = 1e30;
+#pragma GCC unroll 3
+    for (int r = 0; r < 3; ++r) {
+#pragma GCC unroll 3
+        for (int c = 0; c < 3; ++c) {
+            const double x = double(c - 1) + t.jitterX[at + r * t.width + c] - fu;
+            const double y = double(r - 1) + t.jitterY[at + r * t.width + c] - fv;
+            MeetPoint(x, y, d1, d2);
+        }
+    }
+    return CellularOutputOf(t.output, d1, d2);
+}
+
+// The least and greatest cell index of n coordinates.
+[[gnu::always_inline]] inline void CellSpan(const double* a, int n, int* lo, int* hi) {
+    *lo = *hi = FloorOf(a[0]);
+    for (int k = 1; k < n; ++k) {
+        const int i = FloorOf(a[k]);
+        *lo = i < *lo ? i : *lo;
+        *hi = i > *hi ? i : *hi;
+    }
+}
+
+// Cellular noise at samples that lie in a small block of cells (along a
+// row they always do) through a block table. False (nothing done) when the
+// block has more cells than the table holds or than three per sample.
+template <bool Wrap>
+bool CellularBlock(const NoiseField& f, const LatticeOctave& o, const double* U, const double* V,
+                   int n, double* out) {
+    int lo, hi, jlo, jhi;
+    CellSpan(U, n, &lo, &hi);
+    CellSpan(V, n, &jlo, &jhi);
+    const long columns = long(hi) - lo + 3, rows = long(jhi) - jlo + 3;  // and one around
+    if (columns * rows > kBlockCells || columns * rows > 3L * n + 6) return false;
+    CellTable t;
+    t.lo = lo;
+    t.jlo = jlo;
+    t.width = int(columns);
+    t.output = f.s.cellular;
+    for (int r = 0; r < rows; ++r) {
+        const int cj = WrapIf<Wrap>(jlo - 1 + r, o.periodY) + o.hashY;
+        for (int c = 0; c < columns; ++c) {
+            const int h = HashOf(f.perm, WrapIf<Wrap>(lo - 1 + c, o.periodX) + o.hashX, cj);
+            t.jitterX[r * columns + c] = double(f.jitterX[h]);
+            t.jitterY[r * columns + c] = double(f.jitterY[h]);
+        }
+    }
+    PickCells(t, U, V, n, out);
+    return true;
 }
 
 template <bool Wrap>
@@ -462,6 +550,9 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
             wrap ? SimplexLoop<true>(f, o, U, V, n, out) : SimplexLoop<false>(f, o, U, V, n, out);
             return;
         case kBasisCellular:
+            if (n > 0 && (wrap ? CellularBlock<true>(f, o, U, V, n, out)
+                               : CellularBlock<false>(f, o, U, V, n, out)))
+                return;
             wrap ? CellularLoop<true>(f, o, U, V, n, out) : CellularLoop<false>(f, o, U, V, n, out);
             return;
         case kBasisWhite:

@@ -14,6 +14,10 @@ void PickRow(const RowTable& r, const double* X, int n, double scale, double* ou
     for (int i = 0; i < n; ++i) out[i] = scale * PickOne<Quintic, Value>(r, X[i]);
 }
 
+void PickCells(const CellTable& t, const double* U, const double* V, int n, double* out) {
+    for (int i = 0; i < n; ++i) out[i] = PickCellOne(t, U[i], V[i]);
+}
+
 }  // namespace
 
 }  // namespace tsn

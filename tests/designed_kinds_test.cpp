@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 
 #include "app/kind_list.h"
+#include "core/detmath.h"
 #include "core/image.h"
+#include "core/random.h"
+#include "kinds/perturbation.h"
 #include "kinds/ripples.h"
 #include "tests/reference/ripples_literal.h"
 #include "tests/test_support.h"
@@ -70,6 +75,56 @@ TEST(DesignedKinds, ExtremeAndDamagedFieldValuesStillRender) {
 
 // The tabulated, cut-off wave trains against every train evaluated from
 // its formula at every pixel.
+// Perturbation's wave as written first, one phase at a time: the floor,
+// then a sine tabulated over 4096 steps and read linearly, a triangle, a
+// sawtooth or a square made of the sine.
+double LiteralWave(std::uint32_t wave, double t) {
+    const double f = t - std::floor(t);
+    auto sine = [](double f) {
+        auto step = [](int i) { return 0.5 - 0.5 * DetCos(6.283185307179586 * double(i) / 4096); };
+        const double at = f * 4096;
+        const int i = std::min(int(at), 4095);
+        return step(i) + (at - double(i)) * (step(i + 1) - step(i));
+    };
+    switch (wave) {
+        case 1:
+            return 1.0 - std::fabs(2.0 * f - 1.0);
+        case 2:
+            return f;
+        case 3:
+            return std::clamp(3.0 * sine(f) - 1.0, 0.0, 1.0);
+        default:
+            return sine(f);
+    }
+}
+
+TEST(Perturbation, WaveRowsAreTheLiteralWaveBitForBit) {
+    // Whole numbers and their neighbours on both sides of 0, signed zeros,
+    // phases just under 1 that round to it, and rows whose phases are too
+    // far out to floor through a 32-bit integer.
+    std::vector<double> phases = {0.0, -0.0, 1.0, -1.0, 0.5, -0.5, 1e-17, -1e-17, 7.0, -7.0};
+    for (double p : {0.0, 1.0, -1.0, 3.0, -3.0, 1e6, -1e6})
+        for (double d : {std::nextafter(p, -1e300), std::nextafter(p, 1e300)}) phases.push_back(d);
+    Rng rng;
+    rng.Seed(42);
+    for (int i = 0; i < 3000; ++i) phases.push_back((rng.Next() / 32767.0 - 0.5) * 200.0);
+    std::vector<double> far = phases;
+    far.push_back(3e9);
+    far.push_back(-1e12);
+    for (std::uint32_t wave = 0; wave < 4; ++wave) {
+        for (const std::vector<double>* row : {&phases, &far}) {
+            std::vector<double> t = *row;
+            PerturbationWaveRow(wave, int(t.size()), t.data());
+            for (std::size_t i = 0; i < t.size(); ++i) {
+                const double want = LiteralWave(wave, (*row)[i]);
+                ASSERT_EQ(std::memcmp(&t[i], &want, sizeof want), 0)
+                    << "wave " << wave << " at phase " << (*row)[i] << ": " << t[i] << " against "
+                    << want;
+            }
+        }
+    }
+}
+
 TEST(Ripples, AgreesWithTheLiteralPictureToWithinALevel) {
     test::Session s;
     RipplesParameters b = *RipplesBlock(s.rec());

@@ -55,44 +55,47 @@ TEST(LatticeCore, FieldRowsEqualTheLiteralFieldOnEveryPath) {
     std::vector<double> u, v, out, line;
     // More points than one pass, and not a whole number of vectors.
     constexpr int kPoints = 613;
-    Scatter(99, 40.0, kPoints, &u, &v);
-    for (SimdPath path : Paths()) {
-        ASSERT_TRUE(PinSimdPath(path));
-        for (std::uint32_t basis = 0; basis < kBasisCount; ++basis)
-            for (std::uint32_t fractal = 0; fractal < kFractalCount; ++fractal)
-                for (int variant = 0; variant < 4; ++variant) {
-                    const bool tile = variant & 1, warp = variant & 2;
-                    NoiseSettings s;
-                    s.basis = basis;
-                    s.fractal = fractal;
-                    s.cellular = (fractal + variant) % kCellCount;
-                    s.octaves = 5;
-                    s.lacunarity = 2.3;
-                    s.gain = 0.6;
-                    s.warp = warp ? 1.7 : 0.0;
-                    s.tile = tile;
-                    s.periodX = 7;
-                    s.periodY = 3;
-                    Rng rng;
-                    rng.Seed(1000 + basis * 16 + fractal * 4 + variant);
-                    NoiseField f;
-                    BuildNoiseField(s, rng, &f);
-                    out.assign(kPoints, 0.0);
-                    NoiseRow(f, u.data(), v.data(), false, kPoints, out.data());
-                    for (int i = 0; i < kPoints; ++i)
-                        ASSERT_TRUE(Same(out[i], reference::LiteralField(f, u[i], v[i])))
-                            << "path " << int(path) << " basis " << basis << " fractal " << fractal
-                            << " variant " << variant << " at " << u[i] << "," << v[i] << ": "
-                            << out[i] << " against " << reference::LiteralField(f, u[i], v[i]);
-                    // A row: every sample on the line v[0].
-                    line.assign(kPoints, 0.0);
-                    NoiseRow(f, u.data(), v.data(), true, kPoints, line.data());
-                    for (int i = 0; i < kPoints; ++i)
-                        ASSERT_TRUE(Same(line[i], reference::LiteralField(f, u[i], v[0])))
-                            << "row, path " << int(path) << " basis " << basis << " fractal "
-                            << fractal << " variant " << variant << " at " << u[i];
-                }
-    }
+    // Points over many cells, and over a few (as a warp leaves a row).
+    for (double spread : {40.0, 2.5})
+        for (SimdPath path : Paths()) {
+            Scatter(99, spread, kPoints, &u, &v);
+            ASSERT_TRUE(PinSimdPath(path));
+            for (std::uint32_t basis = 0; basis < kBasisCount; ++basis)
+                for (std::uint32_t fractal = 0; fractal < kFractalCount; ++fractal)
+                    for (int variant = 0; variant < 4; ++variant) {
+                        const bool tile = variant & 1, warp = variant & 2;
+                        NoiseSettings s;
+                        s.basis = basis;
+                        s.fractal = fractal;
+                        s.cellular = (fractal + variant) % kCellCount;
+                        s.octaves = 5;
+                        s.lacunarity = 2.3;
+                        s.gain = 0.6;
+                        s.warp = warp ? 1.7 : 0.0;
+                        s.tile = tile;
+                        s.periodX = 7;
+                        s.periodY = 3;
+                        Rng rng;
+                        rng.Seed(1000 + basis * 16 + fractal * 4 + variant);
+                        NoiseField f;
+                        BuildNoiseField(s, rng, &f);
+                        out.assign(kPoints, 0.0);
+                        NoiseRow(f, u.data(), v.data(), false, kPoints, out.data());
+                        for (int i = 0; i < kPoints; ++i)
+                            ASSERT_TRUE(Same(out[i], reference::LiteralField(f, u[i], v[i])))
+                                << "path " << int(path) << " basis " << basis << " fractal "
+                                << fractal << " variant " << variant << " at " << u[i] << ","
+                                << v[i] << ": " << out[i] << " against "
+                                << reference::LiteralField(f, u[i], v[i]);
+                        // A row: every sample on the line v[0].
+                        line.assign(kPoints, 0.0);
+                        NoiseRow(f, u.data(), v.data(), true, kPoints, line.data());
+                        for (int i = 0; i < kPoints; ++i)
+                            ASSERT_TRUE(Same(line[i], reference::LiteralField(f, u[i], v[0])))
+                                << "row, path " << int(path) << " basis " << basis << " fractal "
+                                << fractal << " variant " << variant << " at " << u[i];
+                    }
+        }
 }
 
 // Rows as the kinds lay them out, evenly spaced, and the same samples
@@ -107,17 +110,20 @@ TEST(LatticeCore, RowsEqualTheLiteralFieldOnEveryPath) {
     std::vector<double> u, out;
     for (SimdPath path : Paths()) {
         ASSERT_TRUE(PinSimdPath(path));
-        for (std::uint32_t basis : {kBasisValue, kBasisPerlin})
-            for (bool tile : {false, true}) {
+        for (std::uint32_t basis : {kBasisValue, kBasisPerlin, kBasisCellular})
+            for (int variant = 0; variant < (basis == kBasisCellular ? 6 : 2); ++variant) {
+                // Cellular noise in each of its outputs, tiled and not.
+                const bool tile = variant & 1;
                 NoiseSettings s;
                 s.basis = basis;
+                s.cellular = std::uint32_t(variant / 2);
                 s.octaves = 4;
                 s.lacunarity = 2.3;
                 s.tile = tile;
                 s.periodX = 5;
                 s.periodY = 3;
                 Rng rng;
-                rng.Seed(77 + basis * 2 + tile);
+                rng.Seed(77 + basis * 8 + variant);
                 NoiseField f;
                 BuildNoiseField(s, rng, &f);
                 for (double step : steps)
@@ -137,9 +143,9 @@ TEST(LatticeCore, RowsEqualTheLiteralFieldOnEveryPath) {
                                 NoiseRow(f, u.data(), &v, true, n, out.data());
                                 for (int i = 0; i < n; ++i)
                                     ASSERT_TRUE(Same(out[i], reference::LiteralField(f, u[i], v)))
-                                        << "path " << int(path) << " basis " << basis << " tile "
-                                        << tile << " step " << step << " start " << start << " n "
-                                        << n << " shuffled " << shuffle << " at " << u[i];
+                                        << "path " << int(path) << " basis " << basis << " variant "
+                                        << variant << " step " << step << " start " << start
+                                        << " n " << n << " shuffled " << shuffle << " at " << u[i];
                             }
             }
     }
