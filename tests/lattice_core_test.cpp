@@ -110,9 +110,9 @@ TEST(LatticeCore, RowsEqualTheLiteralFieldOnEveryPath) {
     std::vector<double> u, out;
     for (SimdPath path : Paths()) {
         ASSERT_TRUE(PinSimdPath(path));
-        for (std::uint32_t basis : {kBasisValue, kBasisPerlin, kBasisCellular})
+        for (std::uint32_t basis : {kBasisValue, kBasisPerlin, kBasisSimplex, kBasisCellular})
             for (int variant = 0; variant < (basis == kBasisCellular ? 6 : 2); ++variant) {
-                // Cellular noise in each of its outputs, tiled and not.
+                // Tiled and not; cellular noise in each of its outputs.
                 const bool tile = variant & 1;
                 NoiseSettings s;
                 s.basis = basis;
