@@ -134,6 +134,9 @@ void LatticeLoop(const LatticeTables& t, const LatticeOctave& o, const T* X, con
 // the corner values in `a`.
 constexpr int kRowCells = kPass + 2;  // columns a table holds at most
 constexpr int kRowSpare = 16;         // entries past the last, for whole-vector loads
+// The cells a block table (of cellular or simplex noise) holds at most:
+// three rows of a pass's columns.
+constexpr int kBlockCells = 3 * kRowCells;
 
 struct RowTable {
     int first;
@@ -321,32 +324,84 @@ inline LatticeOctave LatticeOf(const NoiseOctave& o) {
     return {o.periodX, o.periodY, o.offsetX, o.offsetY};
 }
 
+constexpr double kSkew = 0.36602540378443865;    // (sqrt 3 - 1) / 2
+constexpr double kUnskew = 0.21132486540518713;  // (3 - sqrt 3) / 6
+
 // Simplex noise on the skewed triangular lattice, 99 times the sum of the
 // three corners' kernels; a corner past its reach adds nothing.
-[[gnu::always_inline]] inline double SimplexAt(const LatticeTables& t, const LatticeOctave& o,
-                                               double u, double v) {
-    constexpr double F2 = 0.36602540378443865;  // (sqrt 3 - 1) / 2
-    constexpr double G2 = 0.21132486540518713;  // (3 - sqrt 3) / 6
-    const double s = (u + v) * F2;
+// `gradient(i, j, &gx, &gy)` gives skewed cell (i, j)'s gradient.
+template <class Gradient>
+[[gnu::always_inline]] inline double SimplexOf(double u, double v, Gradient gradient) {
+    const double s = (u + v) * kSkew;
     const int i = FloorOf(u + s), j = FloorOf(v + s);
-    const double g = double(i + j) * G2;
+    const double g = double(i + j) * kUnskew;
     const double x0 = u - (double(i) - g), y0 = v - (double(j) - g);
     const int i1 = int(x0 > y0), j1 = 1 - i1;
-    const double x1 = x0 - double(i1) + G2, y1 = y0 - double(j1) + G2;
-    const double x2 = x0 - 1.0 + 2.0 * G2, y2 = y0 - 1.0 + 2.0 * G2;
-    const int c = i + o.hashX, r = j + o.hashY;
-    auto corner = [&](double n, int h, double x, double y) {
+    const double x1 = x0 - double(i1) + kUnskew, y1 = y0 - double(j1) + kUnskew;
+    const double x2 = x0 - 1.0 + 2.0 * kUnskew, y2 = y0 - 1.0 + 2.0 * kUnskew;
+    auto corner = [&](double n, int ci, int cj, double x, double y) {
+        double gx, gy;
+        gradient(ci, cj, &gx, &gy);
         double k = 0.5 - x * x - y * y;
         const bool reach = !(k <= 0);
         k *= k;
-        const double add = n + k * k * (double(t.gradX[h]) * x + double(t.gradY[h]) * y);
+        const double add = n + k * k * (gx * x + gy * y);
         return reach ? add : n;
     };
     double n = 0;
-    n = corner(n, HashOf(t.perm, c, r), x0, y0);
-    n = corner(n, HashOf(t.perm, c + i1, r + j1), x1, y1);
-    n = corner(n, HashOf(t.perm, c + 1, r + 1), x2, y2);
+    n = corner(n, i, j, x0, y0);
+    n = corner(n, i + i1, j + j1, x1, y1);
+    n = corner(n, i + 1, j + 1, x2, y2);
     return 99.0 * n;
+}
+
+[[gnu::always_inline]] inline double SimplexAt(const LatticeTables& t, const LatticeOctave& o,
+                                               double u, double v) {
+    return SimplexOf(u, v, [&](int i, int j, double* gx, double* gy) {
+        const int h = HashOf(t.perm, i + o.hashX, j + o.hashY);
+        *gx = double(t.gradX[h]);
+        *gy = double(t.gradY[h]);
+    });
+}
+
+// Simplex noise (unwrapped) at samples that lie in a small block of skewed
+// cells: the block's gradients are looked up once into a table, in rows of
+// `width` from cell (lo, jlo), and each sample reads its three corners
+// from there; the same operations as SimplexAt. False (nothing done) when
+// the block has more cells than the table holds or than three per sample.
+bool SimplexBlock(const LatticeTables& f, const LatticeOctave& o, const double* U, const double* V,
+                  int n, double* __restrict out) {
+    auto cellOf = [](double a, double b) { return FloorOf(a + (a + b) * kSkew); };
+    int lo = cellOf(U[0], V[0]), hi = lo, jlo = cellOf(V[0], U[0]), jhi = jlo;
+    for (int k = 1; k < n; ++k) {
+        const int i = cellOf(U[k], V[k]), j = cellOf(V[k], U[k]);
+        lo = i < lo ? i : lo;
+        hi = i > hi ? i : hi;
+        jlo = j < jlo ? j : jlo;
+        jhi = j > jhi ? j : jhi;
+    }
+    const long columns = long(hi) - lo + 2, rows = long(jhi) - jlo + 2;  // and the next corners
+    if (columns * rows > kBlockCells || columns * rows > 3L * n + 6) return false;
+    struct Block {
+        alignas(64) double x[kBlockCells];
+        alignas(64) double y[kBlockCells];
+    } table;
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < columns; ++c) {
+            const int h = HashOf(f.perm, lo + c + o.hashX, jlo + r + o.hashY);
+            table.x[r * columns + c] = double(f.gradX[h]);
+            table.y[r * columns + c] = double(f.gradY[h]);
+        }
+    const double* gradX = table.x;
+    const double* gradY = table.y;
+    const int width = int(columns);
+    for (int k = 0; k < n; ++k)
+        out[k] = SimplexOf(U[k], V[k], [&](int i, int j, double* gx, double* gy) {
+            const int at = (j - jlo) * width + (i - lo);
+            *gx = gradX[at];
+            *gy = gradY[at];
+        });
+    return true;
 }
 
 template <bool Wrap>
@@ -413,9 +468,6 @@ void CellularLoop(const NoiseField& f, const LatticeOctave& o, const double* U, 
 }
 
 // ---- cellular samples through a block table ----
-
-// The cells a block table holds at most: three rows of a pass's columns.
-constexpr int kBlockCells = 3 * kRowCells;
 
 // The feature points of a small block of cells, and of a cell around it,
 // looked up once, in rows of `width` entries from cell (lo - 1, jlo - 1):
@@ -547,6 +599,7 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
             LatticeRow<double, true, true>(f, o, U, V, line, n, out);
             return;
         case kBasisSimplex:
+            if (!wrap && n > 0 && SimplexBlock(f, o, U, V, n, out)) return;
             wrap ? SimplexLoop<true>(f, o, U, V, n, out) : SimplexLoop<false>(f, o, U, V, n, out);
             return;
         case kBasisCellular:
