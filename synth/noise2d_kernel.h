@@ -252,7 +252,37 @@ void GradientRowOf(const GradientJob& job) {
 
 // The service's cellular noise, weighted into a power diagram: for every
 // sample the winning and the runner-up feature point among the 3 x 3 cells
-// around it (see CellJob).
+// around it (see CellJob). `point(i, j)` gives cell (i, j)'s entry, and
+// the sample keeps the entries, offsets and weighted distances in `Winners`.
+struct Winners {
+    float d1 = 1e30f, d2 = 1e30f, x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+    int nearest = 0, second = 0;
+
+    [[gnu::always_inline]] void Meet(int h, float ex, float ey, float d) {
+        const bool first = d < d1, runner = !first && d < d2;
+        d2 = first ? d1 : (runner ? d : d2);
+        x2 = first ? x1 : (runner ? ex : x2);
+        y2 = first ? y1 : (runner ? ey : y2);
+        second = first ? nearest : (runner ? h : second);
+        d1 = first ? d : d1;
+        x1 = first ? ex : x1;
+        y1 = first ? ey : y1;
+        nearest = first ? h : nearest;
+    }
+};
+
+// Sample i's outputs from its winners.
+[[gnu::always_inline]] inline void StoreWinners(const Winners& b, int i, int* __restrict cell,
+                                                int* __restrict next, float* __restrict ox,
+                                                float* __restrict oy, float* __restrict edge) {
+    const float gap = std::sqrt((b.x2 - b.x1) * (b.x2 - b.x1) + (b.y2 - b.y1) * (b.y2 - b.y1));
+    cell[i] = b.nearest;
+    next[i] = b.second;
+    ox[i] = b.x1;
+    oy[i] = b.y1;
+    edge[i] = (b.d2 - b.d1) / (2.0f * gap + 1e-6f);
+}
+
 template <bool Wrap>
 void PowerCellsLoop(const CellJob& job) {
     const LatticeTables& t = *job.tables;
@@ -261,17 +291,10 @@ void PowerCellsLoop(const CellJob& job) {
     const float* jx = t.jitterX;
     const float* jy = t.jitterY;
     const float* w = job.weight;
-    int* __restrict cell = job.cell;
-    int* __restrict next = job.next;
-    float* __restrict ox = job.ox;
-    float* __restrict oy = job.oy;
-    float* __restrict edge = job.edge;
-    const int n = job.n;
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < job.n; ++i) {
         const float x = job.x[i], y = job.y[i];
         const int ix = FloorOf(x), iy = FloorOf(y);
-        float d1 = 1e30f, d2 = 1e30f, x1 = 0, y1 = 0, x2 = 0, y2 = 0;
-        int nearest = 0, second = 0;
+        Winners best;
 #pragma GCC unroll 3
         for (int dy = -1; dy <= 1; ++dy) {
             const int cy = (Wrap ? WrapOf(iy + dy, o.periodY) : iy + dy) + o.hashY;
@@ -281,32 +304,82 @@ void PowerCellsLoop(const CellJob& job) {
                 const int cx = (Wrap ? WrapOf(ix + dx, o.periodX) : ix + dx) + o.hashX;
                 const int h = HashOf(p, cx, cy);
                 const float ex = float(ix + dx) + jx[h] - x, ey = ry + jy[h];
-                const float d = ex * ex + ey * ey - w[h];
-                const bool first = d < d1, runner = !first && d < d2;
-                d2 = first ? d1 : (runner ? d : d2);
-                x2 = first ? x1 : (runner ? ex : x2);
-                y2 = first ? y1 : (runner ? ey : y2);
-                second = first ? nearest : (runner ? h : second);
-                d1 = first ? d : d1;
-                x1 = first ? ex : x1;
-                y1 = first ? ey : y1;
-                nearest = first ? h : nearest;
+                best.Meet(h, ex, ey, ex * ex + ey * ey - w[h]);
             }
         }
-        const float gap = std::sqrt((x2 - x1) * (x2 - x1) + (y2 - y1) * (y2 - y1));
-        cell[i] = nearest;
-        next[i] = second;
-        ox[i] = x1;
-        oy[i] = y1;
-        edge[i] = (d2 - d1) / (2.0f * gap + 1e-6f);
+        StoreWinners(best, i, job.cell, job.next, job.ox, job.oy, job.edge);
     }
 }
 
+// The same for samples in a small block of cells (warped rows mostly lie
+// in one): each cell's entry, jitter and weight are looked up once into a
+// table, in rows of `width` from cell (lo - 1, jlo - 1), and the samples
+// read theirs from there. False (nothing done) when the block has more
+// cells than the table holds or than three per sample.
+template <bool Wrap>
+bool PowerCellsBlock(const CellJob& job) {
+    const int n = job.n;
+    int lo = FloorOf(job.x[0]), hi = lo, jlo = FloorOf(job.y[0]), jhi = jlo;
+    for (int k = 1; k < n; ++k) {
+        const int i = FloorOf(job.x[k]), j = FloorOf(job.y[k]);
+        lo = i < lo ? i : lo;
+        hi = i > hi ? i : hi;
+        jlo = j < jlo ? j : jlo;
+        jhi = j > jhi ? j : jhi;
+    }
+    const long columns = long(hi) - lo + 3, rows = long(jhi) - jlo + 3;  // and one around
+    if (columns * rows > kBlockCells || columns * rows > 3L * n + 6) return false;
+    struct Block {
+        alignas(64) int entry[kBlockCells];
+        alignas(64) float x[kBlockCells];
+        alignas(64) float y[kBlockCells];
+        alignas(64) float weight[kBlockCells];
+    } table;
+    const LatticeTables& t = *job.tables;
+    const LatticeOctave& o = job.octave;
+    for (int r = 0; r < rows; ++r) {
+        const int cy = (Wrap ? WrapOf(jlo - 1 + r, o.periodY) : jlo - 1 + r) + o.hashY;
+        for (int c = 0; c < columns; ++c) {
+            const int cx = (Wrap ? WrapOf(lo - 1 + c, o.periodX) : lo - 1 + c) + o.hashX;
+            const int h = HashOf(t.perm, cx, cy), at = r * int(columns) + c;
+            table.entry[at] = h;
+            table.x[at] = t.jitterX[h];
+            table.y[at] = t.jitterY[h];
+            table.weight[at] = job.weight[h];
+        }
+    }
+    const int* entry = table.entry;
+    const float* jx = table.x;
+    const float* jy = table.y;
+    const float* w = table.weight;
+    const int width = int(columns);
+    for (int i = 0; i < n; ++i) {
+        const float x = job.x[i], y = job.y[i];
+        const int ix = FloorOf(x), iy = FloorOf(y);
+        const int at = (iy - jlo) * width + (ix - lo);
+        Winners best;
+#pragma GCC unroll 3
+        for (int dy = -1; dy <= 1; ++dy) {
+            const float ry = float(iy + dy) - y;
+#pragma GCC unroll 3
+            for (int dx = -1; dx <= 1; ++dx) {
+                const int k = at + (dy + 1) * width + dx + 1;
+                const float ex = float(ix + dx) + jx[k] - x, ey = ry + jy[k];
+                best.Meet(entry[k], ex, ey, ex * ex + ey * ey - w[k]);
+            }
+        }
+        StoreWinners(best, i, job.cell, job.next, job.ox, job.oy, job.edge);
+    }
+    return true;
+}
+
 void PowerCellsOf(const CellJob& job) {
-    if (job.octave.periodX > 0)
-        PowerCellsLoop<true>(job);
-    else
-        PowerCellsLoop<false>(job);
+    if (job.n <= 0) return;
+    if (job.octave.periodX > 0) {
+        if (!PowerCellsBlock<true>(job)) PowerCellsLoop<true>(job);
+    } else {
+        if (!PowerCellsBlock<false>(job)) PowerCellsLoop<false>(job);
+    }
 }
 
 // ---- the field of noise2d ----

@@ -204,26 +204,29 @@ TEST(LatticeCore, PowerCellsEqualTheLiteralOnEveryPath) {
     RandomTables(815, &t, &weight);
     constexpr int kPoints = 301;
     std::vector<double> u, v;
-    Scatter(6, 200.0, kPoints, &u, &v);
-    std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end());
-    std::vector<int> cell(kPoints), next(kPoints);
-    std::vector<float> edge(kPoints), ox(kPoints), oy(kPoints);
     const LatticeOctave octaves[] = {{0, 0, 400, 7}, {9, 14, 3, 1000}};
-    for (SimdPath path : Paths()) {
-        ASSERT_TRUE(PinSimdPath(path));
-        for (const LatticeOctave& o : octaves) {
-            PowerCells({&t, weight.data(), o, x.data(), y.data(), kPoints, cell.data(), next.data(),
-                        edge.data(), ox.data(), oy.data()});
-            for (int i = 0; i < kPoints; ++i) {
-                const reference::LiteralCell c =
-                    reference::LiteralPowerCell(t, weight.data(), o, x[i], y[i]);
-                ASSERT_EQ(cell[i], c.cell) << "path " << int(path) << " at " << i;
-                ASSERT_EQ(next[i], c.next) << "path " << int(path) << " at " << i;
-                ASSERT_TRUE(Same(edge[i], c.edge) && Same(ox[i], c.ox) && Same(oy[i], c.oy))
-                    << "path " << int(path) << " at " << i;
+    // Points over many cells, and over a few (as a warped row leaves them,
+    // read through a block table).
+    for (double spread : {200.0, 4.0})
+        for (SimdPath path : Paths()) {
+            Scatter(6, spread, kPoints, &u, &v);
+            std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end());
+            std::vector<int> cell(kPoints), next(kPoints);
+            std::vector<float> edge(kPoints), ox(kPoints), oy(kPoints);
+            ASSERT_TRUE(PinSimdPath(path));
+            for (const LatticeOctave& o : octaves) {
+                PowerCells({&t, weight.data(), o, x.data(), y.data(), kPoints, cell.data(),
+                            next.data(), edge.data(), ox.data(), oy.data()});
+                for (int i = 0; i < kPoints; ++i) {
+                    const reference::LiteralCell c =
+                        reference::LiteralPowerCell(t, weight.data(), o, x[i], y[i]);
+                    ASSERT_EQ(cell[i], c.cell) << "path " << int(path) << " at " << i;
+                    ASSERT_EQ(next[i], c.next) << "path " << int(path) << " at " << i;
+                    ASSERT_TRUE(Same(edge[i], c.edge) && Same(ox[i], c.ox) && Same(oy[i], c.oy))
+                        << "path " << int(path) << " at " << i;
+                }
             }
         }
-    }
 }
 
 }  // namespace
