@@ -32,10 +32,10 @@ subcommands() {
 # (takes FIELD=...) or choice (one of CHOICES, space-separated).
 options() {
   sections "$@" | awk -F '\t' '$1 == "Options" {
-    spec = $2; desc = ""
-    if (match($2, /  +/)) { spec = substr($2, 1, RSTART - 1); desc = substr($2, RSTART + RLENGTH) }
-    names = spec; sub(/ .*/, "", names)
-    rest = spec; sub(/^[^ ]+ ?/, "", rest)
+    usage = $2; desc = ""
+    if (match($2, /  +/)) { usage = substr($2, 1, RSTART - 1); desc = substr($2, RSTART + RLENGTH) }
+    names = usage; sub(/ .*/, "", names)
+    rest = usage; sub(/^[^ ]+ ?/, "", rest)
     what = (rest == "" || rest ~ /^(Excludes|Needs):/) ? "flag" : "value"
     choices = ""
     if (match(rest, /\{[^}]*\}/)) {
@@ -172,7 +172,7 @@ EOF
 } >"$out/tsntxtr"
 
 # ----------------------------------------------------------------- zsh
-# An _arguments spec's description: no brackets, quotes made safe.
+# An _arguments entry's description: no brackets, quotes made safe.
 zdesc() {
   local d=${1//[/(}
   d=${d//]/)}

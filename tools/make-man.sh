@@ -34,14 +34,14 @@ command_section() {
   head -n 1 <<<"$help" | roff
   sections "$@" | awk -F '\t' '$1 == "Positionals" || $1 == "Options"' |
     while IFS=$'\t' read -r _ entry; do
-      local spec=$entry desc=''
+      local usage=$entry desc=''
       if [[ $entry == *"  "* ]]; then
-        spec=${entry%%  *}
+        usage=${entry%%  *}
         desc=${entry#*  }
         desc=${desc#"${desc%%[! ]*}"}
       fi
-      local names=${spec%% *} rest=''
-      [[ $spec == *" "* ]] && rest=${spec#* }
+      local names=${usage%% *} rest=''
+      [[ $usage == *" "* ]] && rest=${usage#* }
       echo ".TP"
       if [ -n "$rest" ]; then
         printf '\\fB%s\\fR \\fI%s\\fR\n' "$(roff <<<"$names")" "$(roff <<<"$rest")"
