@@ -69,8 +69,7 @@ MemHandle RenderSelectedKind(MasterTextureRecord* rec, const MapRequest& maps) {
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         ImageView v;
         if (!image && maps.rows) {
-            std::fprintf(stderr, "render %s, handed on as painted: %.3f s\n", k.key,
-                         took.count());
+            std::fprintf(stderr, "render %s, handed on as painted: %.3f s\n", k.key, took.count());
         } else if (LockImage(image, &v)) {
             std::fprintf(stderr, "render %s %d x %d: %.3f s\n", k.key, v.width, v.depth,
                          took.count());

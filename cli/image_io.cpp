@@ -255,8 +255,8 @@ bool PngWriter::Take(const ImageView& band, int first, int depth) {
         auto work = [&] {
             for (std::size_t i; (i = next.fetch_add(1)) < count;) {
                 PngBand& b = group_[i];
-                PackBand(band, level_, first + b.y1 == depth_, first > 0 ? lastRow_.data() : nullptr,
-                         &b);
+                PackBand(band, level_, first + b.y1 == depth_,
+                         first > 0 ? lastRow_.data() : nullptr, &b);
             }
         };
         std::vector<std::thread> helpers;
