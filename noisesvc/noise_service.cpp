@@ -712,51 +712,47 @@ MemHandle CreateNoiseImage(const NoiseImageRequest* request, const NoiseImageMap
     if (!ReadRequest(r, s)) return 0;
     std::vector<float> field;
     if (maps.heights) field.assign(std::size_t(s.size) * std::size_t(s.size), 0.0f);
-    const MemHandle image = NewImage(s.size, s.size);
-    ImageView v;
-    if (!image || !LockImage(image, &v)) {
-        MemFree(image);
-        return 0;
-    }
     const int ss = s.samples, perBatch = kBatch / ss;
     const double samplesAcross = double(s.size) * ss;
     // Moved by a fraction of the picture: a tileable picture wraps, so this
     // only chooses where its seam falls.
     const float shiftX = float(maps.shiftX), shiftY = float(maps.shiftY);
     PlanWork(s.size);
-    ParallelRows(s.size, [&](int y0, int y1) {
-        float X[kChunk], Y[kChunk], F[kChunk];
-        std::uint8_t rgb[3 * kChunk];
-        int sum[3 * kChunk];
-        for (int y = y0; y < y1; ++y) {
-            std::uint8_t* row = v.Row(y);
-            float* fieldRow =
-                field.empty() ? nullptr : field.data() + std::size_t(y) * std::size_t(s.size);
-            for (int x0 = 0; x0 < s.size; x0 += perBatch) {
-                const int m = std::min(perBatch, s.size - x0);
-                std::fill(sum, sum + 3 * m, 0);
-                for (int sy = 0; sy < ss; ++sy) {
-                    const float yc = float((double(y * ss + sy) + 0.5) / samplesAcross) + shiftY;
-                    for (int i = 0; i < m * ss; ++i) {
-                        X[i] = float((double(x0 * ss + i) + 0.5) / samplesAcross) + shiftX;
-                        Y[i] = yc;
+    RowSink* sink = maps.heights ? nullptr : maps.rows;
+    const MemHandle image =
+        PaintPicture(s.size, s.size, sink, [&](int y0, int y1, const PictureRows& v) {
+            float X[kChunk], Y[kChunk], F[kChunk];
+            std::uint8_t rgb[3 * kChunk];
+            int sum[3 * kChunk];
+            for (int y = y0; y < y1; ++y) {
+                std::uint8_t* row = v.Row(y);
+                float* fieldRow =
+                    field.empty() ? nullptr : field.data() + std::size_t(y) * std::size_t(s.size);
+                for (int x0 = 0; x0 < s.size; x0 += perBatch) {
+                    const int m = std::min(perBatch, s.size - x0);
+                    std::fill(sum, sum + 3 * m, 0);
+                    for (int sy = 0; sy < ss; ++sy) {
+                        const float yc =
+                            float((double(y * ss + sy) + 0.5) / samplesAcross) + shiftY;
+                        for (int i = 0; i < m * ss; ++i) {
+                            X[i] = float((double(x0 * ss + i) + 0.5) / samplesAcross) + shiftX;
+                            Y[i] = yc;
+                        }
+                        s.shade(s, X, Y, m * ss, rgb, fieldRow ? F : nullptr);
+                        for (int i = 0; i < m * ss; ++i)
+                            for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
+                        if (fieldRow) AverageField(F, m, ss, fieldRow + x0);
                     }
-                    s.shade(s, X, Y, m * ss, rgb, fieldRow ? F : nullptr);
-                    for (int i = 0; i < m * ss; ++i)
-                        for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
-                    if (fieldRow) AverageField(F, m, ss, fieldRow + x0);
-                }
-                const int count = ss * ss;
-                for (int i = 0; i < m; ++i) {
-                    std::uint8_t* p = row + 3 * (x0 + i);
-                    for (int c = 0; c < 3; ++c)
-                        p[2 - c] = std::uint8_t((sum[3 * i + c] + count / 2) / count);
+                    const int count = ss * ss;
+                    for (int i = 0; i < m; ++i) {
+                        std::uint8_t* p = row + 3 * (x0 + i);
+                        for (int c = 0; c < 3; ++c)
+                            p[2 - c] = std::uint8_t((sum[3 * i + c] + count / 2) / count);
+                    }
                 }
             }
-        }
-    });
-    UnlockImage(&v);
-    if (maps.heights && !LevelsOf(s, field, maps.heights)) {
+        });
+    if (maps.heights && (!image || !LevelsOf(s, field, maps.heights))) {
         MemFree(image);
         return 0;
     }

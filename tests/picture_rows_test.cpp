@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/kind_list.h"
@@ -90,18 +91,22 @@ TEST(PictureRows, ASinkThatGivesUpStopsThePainting) {
 // The kinds that paint by bands give the sink exactly the picture they
 // return whole, tileable or not, at a size no band divides.
 TEST(PictureRows, KindsHandOnTheirWholePicture) {
-    for (const char* key : {"absnoise", "perturb"}) {
+    const std::pair<const char*, const char*> kinds[] = {{"absnoise", "width=203 depth=131"},
+                                                         {"perturb", "width=203 depth=131"},
+                                                         {"cgijade", "size=131"},
+                                                         {"cgigranite", "size=131"}};
+    for (const auto& [key, size] : kinds) {
         for (const bool tileable : {false, true}) {
             test::Session s;
             const int kind = FindKind(key);
             s.rec()->kindIndex = kind;
-            test::Enter(s, kind, "width=203 depth=131");
+            test::Enter(s, kind, size);
             const auto whole = RowsOf(RenderSelectedKind(s.rec(), MapRequest{tileable}));
             CollectingSink sink(9);
             MapRequest maps{tileable};
             maps.rows = &sink;
             EXPECT_EQ(RenderSelectedKind(s.rec(), maps), MemHandle(0)) << key;
-            ASSERT_EQ(whole.size(), 131u);
+            ASSERT_EQ(whole.size(), 131u) << key;
             EXPECT_TRUE(sink.rows == whole) << key << (tileable ? " tileable" : "");
             EXPECT_EQ(sink.firsts.back(), 126) << key;
         }
