@@ -239,7 +239,84 @@ void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, cons
     }
 }
 
+// Float gradient noise at samples that lie in a small block of cells (a
+// row does, and a warped row mostly): every lattice point's gradient is
+// looked up once into a table, in rows of `width` from point (lo, jlo), and
+// each sample reads its four corners from there with the operations of
+// LatticeLoop. False (nothing done) when the block has more points than
+// the table holds or than two per sample.
+template <bool Quintic, bool Line>
+bool GradientBlock(const LatticeTables& t, const LatticeOctave& o, const float* X, const float* Y,
+                   int n, float* __restrict out) {
+    int lo = FloorOf(X[0]), hi = lo, jlo = FloorOf(Y[0]), jhi = jlo;
+    for (int k = 1; k < n; ++k) {
+        const int i = FloorOf(X[k]);
+        lo = i < lo ? i : lo;
+        hi = i > hi ? i : hi;
+        if constexpr (!Line) {
+            const int j = FloorOf(Y[k]);
+            jlo = j < jlo ? j : jlo;
+            jhi = j > jhi ? j : jhi;
+        }
+    }
+    const long columns = long(hi) - lo + 2, rows = long(jhi) - jlo + 2;  // and the next corners
+    if (columns * rows > kBlockCells || columns * rows > 2L * n + 4) return false;
+    struct Block {
+        alignas(64) float x[kBlockCells];
+        alignas(64) float y[kBlockCells];
+    } table;
+    const bool wrap = o.periodX > 0;
+    for (int r = 0; r < rows; ++r) {
+        const int cy = (wrap ? WrapOf(jlo + r, o.periodY) : jlo + r) + o.hashY;
+        for (int c = 0; c < columns; ++c) {
+            const int cx = (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX;
+            const int h = HashOf(t.perm, cx, cy);
+            table.x[r * columns + c] = t.gradX[h];
+            table.y[r * columns + c] = t.gradY[h];
+        }
+    }
+    const float* gx = table.x;
+    const float* gy = table.y;
+    const int width = int(columns);
+    const float lineFy = Y[0] - float(jlo), lineV = FadeOf<Quintic>(lineFy);
+    for (int i = 0; i < n; ++i) {
+        const float x = X[i];
+        const int ix = FloorOf(x);
+        const float fx = x - float(ix);
+        const float u = FadeOf<Quintic>(fx);
+        float fy = lineFy, v = lineV;
+        int k = ix - lo;
+        if constexpr (!Line) {
+            const float y = Y[i];
+            const int iy = FloorOf(y);
+            fy = y - float(iy);
+            v = FadeOf<Quintic>(fy);
+            k += (iy - jlo) * width;
+        }
+        const float n00 = gx[k] * fx + gy[k] * fy;
+        const float n10 = gx[k + 1] * (fx - 1.0f) + gy[k + 1] * fy;
+        const float n01 = gx[k + width] * fx + gy[k + width] * (fy - 1.0f);
+        const float n11 = gx[k + width + 1] * (fx - 1.0f) + gy[k + width + 1] * (fy - 1.0f);
+        const float n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+        out[i] = LerpOf(v, n0, n1);
+    }
+    return true;
+}
+
 void GradientRowOf(const GradientJob& job) {
+    if (job.n > 0) {
+        const LatticeTables& t = *job.tables;
+        const bool done =
+            job.quintic ? (job.line ? GradientBlock<true, true>(t, job.octave, job.x, job.y,
+                                                                 job.n, job.out)
+                                    : GradientBlock<true, false>(t, job.octave, job.x, job.y,
+                                                                  job.n, job.out))
+                        : (job.line ? GradientBlock<false, true>(t, job.octave, job.x, job.y,
+                                                                  job.n, job.out)
+                                    : GradientBlock<false, false>(t, job.octave, job.x, job.y,
+                                                                   job.n, job.out));
+        if (done) return;
+    }
     if (job.quintic)
         LatticeRow<float, true, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
                                        job.out);
