@@ -701,6 +701,53 @@ bool LevelsOf(const Service& s, const std::vector<float>& field, HeightField* ou
     return true;
 }
 
+// A picture row at one sample a pixel: each batch's colours as they come.
+void ShadeRow(const Service& s, const float* across, float yc, std::uint8_t* row, float* fieldRow) {
+    float Y[kChunk], F[kChunk];
+    std::uint8_t rgb[3 * kChunk];
+    std::fill(Y, Y + kChunk, yc);
+    for (int x0 = 0; x0 < s.size; x0 += kBatch) {
+        const int m = std::min(kBatch, s.size - x0);
+        s.shade(s, across + x0, Y, m, rgb, fieldRow ? F : nullptr);
+        if (fieldRow) AverageField(F, m, 1, fieldRow + x0);
+        std::uint8_t* p = row + 3 * x0;
+        for (int i = 0; i < m; ++i) {
+            p[3 * i] = rgb[3 * i + 2];
+            p[3 * i + 1] = rgb[3 * i + 1];
+            p[3 * i + 2] = rgb[3 * i];
+        }
+    }
+}
+
+// Picture row y at several samples a pixel each way: the samples' colours
+// averaged, rounded to the nearest.
+void ShadeRowSampled(const Service& s, const float* across, int y, float shiftY, std::uint8_t* row,
+                     float* fieldRow) {
+    const int ss = s.samples, perBatch = kBatch / ss;
+    const double samplesAcross = double(s.size) * ss;
+    float Y[kChunk], F[kChunk];
+    std::uint8_t rgb[3 * kChunk];
+    int sum[3 * kChunk];
+    for (int x0 = 0; x0 < s.size; x0 += perBatch) {
+        const int m = std::min(perBatch, s.size - x0);
+        std::fill(sum, sum + 3 * m, 0);
+        for (int sy = 0; sy < ss; ++sy) {
+            const float yc = float((double(y * ss + sy) + 0.5) / samplesAcross) + shiftY;
+            std::fill(Y, Y + m * ss, yc);
+            s.shade(s, across + std::size_t(x0) * ss, Y, m * ss, rgb, fieldRow ? F : nullptr);
+            for (int i = 0; i < m * ss; ++i)
+                for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
+            if (fieldRow) AverageField(F, m, ss, fieldRow + x0);
+        }
+        const int count = ss * ss;
+        for (int i = 0; i < m; ++i) {
+            std::uint8_t* p = row + 3 * (x0 + i);
+            for (int c = 0; c < 3; ++c)
+                p[2 - c] = std::uint8_t((sum[3 * i + c] + count / 2) / count);
+        }
+    }
+}
+
 }  // namespace
 
 MemHandle CreateNoiseImage(const NoiseImageRequest* request, const NoiseImageMaps& maps) {
@@ -712,43 +759,27 @@ MemHandle CreateNoiseImage(const NoiseImageRequest* request, const NoiseImageMap
     if (!ReadRequest(r, s)) return 0;
     std::vector<float> field;
     if (maps.heights) field.assign(std::size_t(s.size) * std::size_t(s.size), 0.0f);
-    const int ss = s.samples, perBatch = kBatch / ss;
+    const int ss = s.samples;
     const double samplesAcross = double(s.size) * ss;
     // Moved by a fraction of the picture: a tileable picture wraps, so this
     // only chooses where its seam falls.
     const float shiftX = float(maps.shiftX), shiftY = float(maps.shiftY);
+    // The samples' positions across are the same on every row.
+    std::vector<float> across(std::size_t(s.size) * std::size_t(ss));
+    for (std::size_t i = 0; i < across.size(); ++i)
+        across[i] = float((double(i) + 0.5) / samplesAcross) + shiftX;
     PlanWork(s.size);
     RowSink* sink = maps.heights ? nullptr : maps.rows;
     const MemHandle image =
         PaintPicture(s.size, s.size, sink, [&](int y0, int y1, const PictureRows& v) {
-            float X[kChunk], Y[kChunk], F[kChunk];
-            std::uint8_t rgb[3 * kChunk];
-            int sum[3 * kChunk];
             for (int y = y0; y < y1; ++y) {
-                std::uint8_t* row = v.Row(y);
+                const float yc = float((double(y * ss) + 0.5) / samplesAcross) + shiftY;
                 float* fieldRow =
                     field.empty() ? nullptr : field.data() + std::size_t(y) * std::size_t(s.size);
-                for (int x0 = 0; x0 < s.size; x0 += perBatch) {
-                    const int m = std::min(perBatch, s.size - x0);
-                    std::fill(sum, sum + 3 * m, 0);
-                    for (int sy = 0; sy < ss; ++sy) {
-                        const float yc =
-                            float((double(y * ss + sy) + 0.5) / samplesAcross) + shiftY;
-                        for (int i = 0; i < m * ss; ++i) {
-                            X[i] = float((double(x0 * ss + i) + 0.5) / samplesAcross) + shiftX;
-                            Y[i] = yc;
-                        }
-                        s.shade(s, X, Y, m * ss, rgb, fieldRow ? F : nullptr);
-                        for (int i = 0; i < m * ss; ++i)
-                            for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
-                        if (fieldRow) AverageField(F, m, ss, fieldRow + x0);
-                    }
-                    const int count = ss * ss;
-                    for (int i = 0; i < m; ++i) {
-                        std::uint8_t* p = row + 3 * (x0 + i);
-                        for (int c = 0; c < 3; ++c)
-                            p[2 - c] = std::uint8_t((sum[3 * i + c] + count / 2) / count);
-                    }
+                if (ss == 1) {
+                    ShadeRow(s, across.data(), yc, v.Row(y), fieldRow);
+                } else {
+                    ShadeRowSampled(s, across.data(), y, shiftY, v.Row(y), fieldRow);
                 }
             }
         });
