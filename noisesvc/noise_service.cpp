@@ -719,11 +719,12 @@ void ShadeRow(const Service& s, const float* across, float yc, std::uint8_t* row
     }
 }
 
-// Picture row y at several samples a pixel each way: the samples' colours
+// Picture row y at SS samples a pixel each way: the samples' colours
 // averaged, rounded to the nearest.
+template <int SS>
 void ShadeRowSampled(const Service& s, const float* across, int y, float shiftY, std::uint8_t* row,
                      float* fieldRow) {
-    const int ss = s.samples, perBatch = kBatch / ss;
+    constexpr int ss = SS, perBatch = kBatch / ss;
     const double samplesAcross = double(s.size) * ss;
     float Y[kChunk], F[kChunk];
     std::uint8_t rgb[3 * kChunk];
@@ -739,7 +740,7 @@ void ShadeRowSampled(const Service& s, const float* across, int y, float shiftY,
                 for (int c = 0; c < 3; ++c) sum[3 * (i / ss) + c] += rgb[3 * i + c];
             if (fieldRow) AverageField(F, m, ss, fieldRow + x0);
         }
-        const int count = ss * ss;
+        constexpr int count = ss * ss;
         for (int i = 0; i < m; ++i) {
             std::uint8_t* p = row + 3 * (x0 + i);
             for (int c = 0; c < 3; ++c)
@@ -776,10 +777,11 @@ MemHandle CreateNoiseImage(const NoiseImageRequest* request, const NoiseImageMap
                 const float yc = float((double(y * ss) + 0.5) / samplesAcross) + shiftY;
                 float* fieldRow =
                     field.empty() ? nullptr : field.data() + std::size_t(y) * std::size_t(s.size);
+                // The service takes one or two samples a pixel each way.
                 if (ss == 1) {
                     ShadeRow(s, across.data(), yc, v.Row(y), fieldRow);
                 } else {
-                    ShadeRowSampled(s, across.data(), y, shiftY, v.Row(y), fieldRow);
+                    ShadeRowSampled<2>(s, across.data(), y, shiftY, v.Row(y), fieldRow);
                 }
             }
         });
