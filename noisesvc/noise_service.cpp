@@ -233,10 +233,9 @@ void Warp(const Service& s, const Fractal& a, const Fractal& b, float strength, 
 void Colour(const Service& s, const float* t, int n, std::uint8_t* rgb, float* field) {
     if (field)
         for (int i = 0; i < n; ++i) field[i] = Clamp01(t[i]);
-    for (int i = 0; i < n; ++i) {
-        const int k = int(Clamp01(t[i]) * float(kRamp - 1) + 0.5f);
-        std::memcpy(rgb + 3 * i, s.ramp[k], 3);
-    }
+    int at[kChunk];
+    for (int i = 0; i < n; ++i) at[i] = int(Clamp01(t[i]) * float(kRamp - 1) + 0.5f);
+    for (int i = 0; i < n; ++i) std::memcpy(rgb + 3 * i, s.ramp[at[i]], 3);
 }
 
 // ---- planning ----
