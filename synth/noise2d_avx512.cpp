@@ -155,6 +155,90 @@ void PickCells(const CellTable& t, const double* U, const double* V, int n, doub
     }
 }
 
+// Floor of sixteen floats as 32-bit integers (FloorOf in lanes).
+[[gnu::always_inline]] inline __m512i FloorSixteen(__m512 v) {
+    const __m512i i = _mm512_cvttps_epi32(v);
+    const __mmask16 above = _mm512_cmp_ps_mask(_mm512_cvtepi32_ps(i), v, _CMP_GT_OQ);
+    return _mm512_sub_epi32(i, _mm512_maskz_set1_epi32(above, 1));
+}
+
+// FadeOf and LerpOf in lanes, operation for operation.
+template <bool Quintic>
+[[gnu::always_inline]] inline __m512 FadeSixteen(__m512 t) {
+    if constexpr (Quintic) {
+        const __m512 inner = _mm512_add_ps(
+            _mm512_mul_ps(
+                t, _mm512_sub_ps(_mm512_mul_ps(t, _mm512_set1_ps(6.0f)), _mm512_set1_ps(15.0f))),
+            _mm512_set1_ps(10.0f));
+        return _mm512_mul_ps(_mm512_mul_ps(_mm512_mul_ps(t, t), t), inner);
+    } else {
+        return _mm512_mul_ps(
+            _mm512_mul_ps(t, t),
+            _mm512_sub_ps(_mm512_set1_ps(3.0f), _mm512_mul_ps(_mm512_set1_ps(2.0f), t)));
+    }
+}
+[[gnu::always_inline]] inline __m512 LerpSixteen(__m512 t, __m512 a, __m512 b) {
+    return _mm512_add_ps(a, _mm512_mul_ps(t, _mm512_sub_ps(b, a)));
+}
+
+// Sixteen samples of a float row table. When their entries lie within
+// thirty-two of the first one's (a row crosses far fewer columns than it
+// has samples), two loads and a permutation over both pick them in
+// registers; otherwise they are gathered.
+template <bool Quintic>
+[[gnu::always_inline]] inline __m512 PickRowSixteen(const FloatRowTable& r, __m512 x) {
+    const __m512i ix = FloorSixteen(x);
+    const __m512 fx = _mm512_sub_ps(x, _mm512_cvtepi32_ps(ix));
+    const __m512 gx = _mm512_sub_ps(fx, _mm512_set1_ps(1.0f));
+    const __m512 u = FadeSixteen<Quintic>(fx);
+    const __m512i k = _mm512_sub_epi32(ix, _mm512_set1_epi32(r.lo));
+    const int base = _mm512_reduce_min_epi32(k);
+    __m512 a0, a0n, b0, b0n, a1, a1n, b1, b1n;  // at k and k + 1 (n)
+    if (_mm512_reduce_max_epi32(k) - base < 31) {
+        const __m512i at = _mm512_sub_epi32(k, _mm512_set1_epi32(base));
+        const __m512i next = _mm512_add_epi32(at, _mm512_set1_epi32(1));
+        auto pick = [&](const float* t, __m512* here, __m512* after) {
+            const __m512 lo = _mm512_loadu_ps(t + base), hi = _mm512_loadu_ps(t + base + 16);
+            *here = _mm512_permutex2var_ps(lo, at, hi);
+            *after = _mm512_permutex2var_ps(lo, next, hi);
+        };
+        pick(r.a0, &a0, &a0n);
+        pick(r.b0, &b0, &b0n);
+        pick(r.a1, &a1, &a1n);
+        pick(r.b1, &b1, &b1n);
+    } else {
+        const __m512i next = _mm512_add_epi32(k, _mm512_set1_epi32(1));
+        auto gather = [&](const float* t, __m512* here, __m512* after) {
+            *here = _mm512_i32gather_ps(k, t, 4);
+            *after = _mm512_i32gather_ps(next, t, 4);
+        };
+        gather(r.a0, &a0, &a0n);
+        gather(r.b0, &b0, &b0n);
+        gather(r.a1, &a1, &a1n);
+        gather(r.b1, &b1, &b1n);
+    }
+    const __m512 n00 = _mm512_add_ps(_mm512_mul_ps(a0, fx), b0);
+    const __m512 n10 = _mm512_add_ps(_mm512_mul_ps(a0n, gx), b0n);
+    const __m512 n01 = _mm512_add_ps(_mm512_mul_ps(a1, fx), b1);
+    const __m512 n11 = _mm512_add_ps(_mm512_mul_ps(a1n, gx), b1n);
+    const __m512 n0 = LerpSixteen(u, n00, n10), n1 = LerpSixteen(u, n01, n11);
+    return LerpSixteen(_mm512_set1_ps(r.v), n0, n1);
+}
+
+template <bool Quintic>
+void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) {
+    int i = 0;
+    for (; i + 16 <= n; i += 16)
+        _mm512_storeu_ps(out + i, PickRowSixteen<Quintic>(r, _mm512_loadu_ps(X + i)));
+    if (i < n) {
+        // The last few: lanes past the end repeat the last sample and are
+        // not stored.
+        const __mmask16 m = __mmask16((1u << (n - i)) - 1);
+        const __m512 x = _mm512_mask_loadu_ps(_mm512_set1_ps(X[n - 1]), m, X + i);
+        _mm512_mask_storeu_ps(out + i, m, PickRowSixteen<Quintic>(r, x));
+    }
+}
+
 }  // namespace
 }  // namespace tsn
 

@@ -239,13 +239,84 @@ void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, cons
     }
 }
 
+// ---- float gradient noise along a row through a row table ----
+
+// The row table of float samples on one row, as RowTable is for doubles:
+// entry c belongs to lattice column lo + c, `a` holds the gradients' x
+// components and `b` their y terms at the lattice rows below (0) and above
+// (1) the samples.
+constexpr int kFloatRowSpare = 32;  // entries past the last, for whole-vector loads
+struct FloatRowTable {
+    int lo;
+    float v;  // the row's fade
+    alignas(64) float a0[kRowCells + kFloatRowSpare];
+    alignas(64) float b0[kRowCells + kFloatRowSpare];
+    alignas(64) float a1[kRowCells + kFloatRowSpare];
+    alignas(64) float b1[kRowCells + kFloatRowSpare];
+};
+
+// Lane by lane: each sample's column, offset and fade, its four corners
+// from the table and the blend, exactly as in LatticeLoop along a line.
+// Defined per instruction set.
+template <bool Quintic>
+void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out);
+
+// The same one sample at a time.
+template <bool Quintic>
+[[gnu::always_inline]] inline float PickGradientRowOne(const FloatRowTable& r, float x) {
+    const int ix = FloorOf(x);
+    const float fx = x - float(ix);
+    const float u = FadeOf<Quintic>(fx);
+    const int k = ix - r.lo;
+    const float n00 = r.a0[k] * fx + r.b0[k];
+    const float n10 = r.a0[k + 1] * (fx - 1.0f) + r.b0[k + 1];
+    const float n01 = r.a1[k] * fx + r.b1[k];
+    const float n11 = r.a1[k + 1] * (fx - 1.0f) + r.b1[k + 1];
+    const float n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+    return LerpOf(r.v, n0, n1);
+}
+
+// Float gradient noise at samples on the row y through a row table. False
+// (nothing done) when they span more columns than there are samples or
+// than the table holds.
+template <bool Quintic>
+bool GradientLine(const LatticeTables& f, const LatticeOctave& o, const float* X, float y, int n,
+                  float* out) {
+    int lo = FloorOf(X[0]), hi = lo;
+    for (int i = 1; i < n; ++i) {
+        const int ix = FloorOf(X[i]);
+        lo = ix < lo ? ix : lo;
+        hi = ix > hi ? ix : hi;
+    }
+    const long columns = long(hi) - lo + 2;
+    if (columns > n + 1 || columns > kRowCells) return false;
+    const bool wrap = o.periodX > 0;
+    const int iy = FloorOf(y);
+    const float fy = y - float(iy);
+    const int y0 = (wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
+    const int y1 = (wrap ? WrapOf(iy + 1, o.periodY) : iy + 1) + o.hashY;
+    FloatRowTable r;
+    r.lo = lo;
+    r.v = FadeOf<Quintic>(fy);
+    for (int c = 0; c < columns; ++c) {
+        const int x0 = (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX;
+        const int h0 = HashOf(f.perm, x0, y0), h1 = HashOf(f.perm, x0, y1);
+        r.a0[c] = f.gradX[h0], r.b0[c] = f.gradY[h0] * fy;
+        r.a1[c] = f.gradX[h1], r.b1[c] = f.gradY[h1] * (fy - 1.0f);
+    }
+    for (long c = columns; c < columns + kFloatRowSpare; ++c)
+        r.a0[c] = r.b0[c] = r.a1[c] = r.b1[c] = 0;
+    PickGradientRow<Quintic>(r, X, n, out);
+    return true;
+}
+
 // Float gradient noise at samples that lie in a small block of cells (a
-// row does, and a warped row mostly): every lattice point's gradient is
+// warped row's mostly do): every lattice point's gradient is
 // looked up once into a table, in rows of `width` from point (lo, jlo), and
 // each sample reads its four corners from there with the operations of
 // LatticeLoop. False (nothing done) when the block has more points than
 // the table holds or than two per sample.
-template <bool Quintic, bool Line>
+template <bool Quintic>
 bool GradientBlock(const LatticeTables& t, const LatticeOctave& o, const float* X, const float* Y,
                    int n, float* __restrict out) {
     int lo = FloorOf(X[0]), hi = lo, jlo = FloorOf(Y[0]), jhi = jlo;
@@ -253,11 +324,9 @@ bool GradientBlock(const LatticeTables& t, const LatticeOctave& o, const float* 
         const int i = FloorOf(X[k]);
         lo = i < lo ? i : lo;
         hi = i > hi ? i : hi;
-        if constexpr (!Line) {
-            const int j = FloorOf(Y[k]);
-            jlo = j < jlo ? j : jlo;
-            jhi = j > jhi ? j : jhi;
-        }
+        const int j = FloorOf(Y[k]);
+        jlo = j < jlo ? j : jlo;
+        jhi = j > jhi ? j : jhi;
     }
     const long columns = long(hi) - lo + 2, rows = long(jhi) - jlo + 2;  // and the next corners
     if (columns * rows > kBlockCells || columns * rows > 2L * n + 4) return false;
@@ -278,21 +347,16 @@ bool GradientBlock(const LatticeTables& t, const LatticeOctave& o, const float* 
     const float* gx = table.x;
     const float* gy = table.y;
     const int width = int(columns);
-    const float lineFy = Y[0] - float(jlo), lineV = FadeOf<Quintic>(lineFy);
     for (int i = 0; i < n; ++i) {
         const float x = X[i];
         const int ix = FloorOf(x);
         const float fx = x - float(ix);
         const float u = FadeOf<Quintic>(fx);
-        float fy = lineFy, v = lineV;
-        int k = ix - lo;
-        if constexpr (!Line) {
-            const float y = Y[i];
-            const int iy = FloorOf(y);
-            fy = y - float(iy);
-            v = FadeOf<Quintic>(fy);
-            k += (iy - jlo) * width;
-        }
+        const float y = Y[i];
+        const int iy = FloorOf(y);
+        const float fy = y - float(iy);
+        const float v = FadeOf<Quintic>(fy);
+        const int k = (iy - jlo) * width + (ix - lo);
         const float n00 = gx[k] * fx + gy[k] * fy;
         const float n10 = gx[k + 1] * (fx - 1.0f) + gy[k + 1] * fy;
         const float n01 = gx[k + width] * fx + gy[k + width] * (fy - 1.0f);
@@ -304,25 +368,20 @@ bool GradientBlock(const LatticeTables& t, const LatticeOctave& o, const float* 
 }
 
 void GradientRowOf(const GradientJob& job) {
+    const LatticeTables& t = *job.tables;
+    const LatticeOctave& o = job.octave;
     if (job.n > 0) {
-        const LatticeTables& t = *job.tables;
         const bool done =
-            job.quintic ? (job.line ? GradientBlock<true, true>(t, job.octave, job.x, job.y,
-                                                                 job.n, job.out)
-                                    : GradientBlock<true, false>(t, job.octave, job.x, job.y,
-                                                                  job.n, job.out))
-                        : (job.line ? GradientBlock<false, true>(t, job.octave, job.x, job.y,
-                                                                  job.n, job.out)
-                                    : GradientBlock<false, false>(t, job.octave, job.x, job.y,
-                                                                   job.n, job.out));
+            job.line ? (job.quintic ? GradientLine<true>(t, o, job.x, job.y[0], job.n, job.out)
+                                    : GradientLine<false>(t, o, job.x, job.y[0], job.n, job.out))
+                     : (job.quintic ? GradientBlock<true>(t, o, job.x, job.y, job.n, job.out)
+                                    : GradientBlock<false>(t, o, job.x, job.y, job.n, job.out));
         if (done) return;
     }
     if (job.quintic)
-        LatticeRow<float, true, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
-                                       job.out);
+        LatticeRow<float, true, false>(t, o, job.x, job.y, job.line, job.n, job.out);
     else
-        LatticeRow<float, false, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
-                                        job.out);
+        LatticeRow<float, false, false>(t, o, job.x, job.y, job.line, job.n, job.out);
 }
 
 // ---- cells ----

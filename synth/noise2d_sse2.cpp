@@ -18,6 +18,11 @@ void PickCells(const CellTable& t, const double* U, const double* V, int n, doub
     for (int i = 0; i < n; ++i) out[i] = PickCellOne(t, U[i], V[i]);
 }
 
+template <bool Quintic>
+void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) {
+    for (int i = 0; i < n; ++i) out[i] = PickGradientRowOne<Quintic>(r, X[i]);
+}
+
 }  // namespace
 
 }  // namespace tsn
