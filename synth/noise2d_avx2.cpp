@@ -149,6 +149,11 @@ void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) 
     for (int i = 0; i < n; ++i) out[i] = PickGradientRowOne<Quintic>(r, X[i]);
 }
 
+template <bool Quintic>
+void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out) {
+    for (int i = 0; i < n; ++i) out[i] = PickGradientOne<Quintic>(t, X[i], Y[i]);
+}
+
 }  // namespace
 }  // namespace tsn
 

@@ -239,6 +239,85 @@ void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) 
     }
 }
 
+// A corner's ramp at the sample: gradX * dx + gradY * dy.
+[[gnu::always_inline]] inline __m512 RampSixteen(__m512 gradX, __m512 dx, __m512 gradY, __m512 dy) {
+    return _mm512_add_ps(_mm512_mul_ps(gradX, dx), _mm512_mul_ps(gradY, dy));
+}
+
+// Sixteen samples of a gradient block table. When they lie in two
+// neighbouring rows of cells and within 31 columns (a warped row's
+// neighbours mostly do), each table row they need is loaded once, 32
+// entries from their least column, and permuted into the lanes; otherwise
+// the entries are gathered.
+template <bool Quintic>
+[[gnu::always_inline]] inline __m512 PickBlockSixteen(const GradientTable& t, __m512 x, __m512 y) {
+    const __m512i ix = FloorSixteen(x), iy = FloorSixteen(y);
+    const __m512 fx = _mm512_sub_ps(x, _mm512_cvtepi32_ps(ix));
+    const __m512 fy = _mm512_sub_ps(y, _mm512_cvtepi32_ps(iy));
+    const __m512 u = FadeSixteen<Quintic>(fx), v = FadeSixteen<Quintic>(fy);
+    const __m512 gx = _mm512_sub_ps(fx, _mm512_set1_ps(1.0f));
+    const __m512 gy = _mm512_sub_ps(fy, _mm512_set1_ps(1.0f));
+    const __m512i col = _mm512_sub_epi32(ix, _mm512_set1_epi32(t.lo));
+    const __m512i row = _mm512_sub_epi32(iy, _mm512_set1_epi32(t.jlo));
+    const int c0 = _mm512_reduce_min_epi32(col), r0 = _mm512_reduce_min_epi32(row);
+    const int r1 = _mm512_reduce_max_epi32(row);
+    // Corner gradients by (column, row) offset from the sample's cell.
+    __m512 x00, y00, x10, y10, x01, y01, x11, y11;
+    if (_mm512_reduce_max_epi32(col) - c0 < 31 && r1 - r0 <= 1) {
+        const __m512i at = _mm512_sub_epi32(col, _mm512_set1_epi32(c0));
+        const __m512i next = _mm512_add_epi32(at, _mm512_set1_epi32(1));
+        const __mmask16 upper = _mm512_cmpeq_epi32_mask(row, _mm512_set1_epi32(r0 + 1));
+        auto rowPick = [&](const float* table, int r, __m512i i) {
+            const float* p = table + r * t.width + c0;
+            return _mm512_permutex2var_ps(_mm512_loadu_ps(p), i, _mm512_loadu_ps(p + 16));
+        };
+        // A lane in row r0 reads table rows r0 and r0 + 1; one in r0 + 1
+        // reads r0 + 1 and r0 + 2.
+        auto corners = [&](const float* table, __m512i i, __m512* below, __m512* above) {
+            const __m512 a = rowPick(table, r0, i), b = rowPick(table, r0 + 1, i);
+            if (r1 == r0) {
+                *below = a, *above = b;
+                return;
+            }
+            const __m512 c = rowPick(table, r0 + 2, i);
+            *below = _mm512_mask_blend_ps(upper, a, b);
+            *above = _mm512_mask_blend_ps(upper, b, c);
+        };
+        corners(t.x, at, &x00, &x01);
+        corners(t.y, at, &y00, &y01);
+        corners(t.x, next, &x10, &x11);
+        corners(t.y, next, &y10, &y11);
+    } else {
+        const __m512i w = _mm512_set1_epi32(t.width);
+        const __m512i k = _mm512_add_epi32(_mm512_mullo_epi32(row, w), col);
+        const __m512i k1 = _mm512_add_epi32(k, _mm512_set1_epi32(1));
+        const __m512i kw = _mm512_add_epi32(k, w), kw1 = _mm512_add_epi32(k1, w);
+        x00 = _mm512_i32gather_ps(k, t.x, 4), y00 = _mm512_i32gather_ps(k, t.y, 4);
+        x10 = _mm512_i32gather_ps(k1, t.x, 4), y10 = _mm512_i32gather_ps(k1, t.y, 4);
+        x01 = _mm512_i32gather_ps(kw, t.x, 4), y01 = _mm512_i32gather_ps(kw, t.y, 4);
+        x11 = _mm512_i32gather_ps(kw1, t.x, 4), y11 = _mm512_i32gather_ps(kw1, t.y, 4);
+    }
+    const __m512 n0 = LerpSixteen(u, RampSixteen(x00, fx, y00, fy), RampSixteen(x10, gx, y10, fy));
+    const __m512 n1 = LerpSixteen(u, RampSixteen(x01, fx, y01, gy), RampSixteen(x11, gx, y11, gy));
+    return LerpSixteen(v, n0, n1);
+}
+
+template <bool Quintic>
+void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out) {
+    int i = 0;
+    for (; i + 16 <= n; i += 16)
+        _mm512_storeu_ps(
+            out + i, PickBlockSixteen<Quintic>(t, _mm512_loadu_ps(X + i), _mm512_loadu_ps(Y + i)));
+    if (i < n) {
+        // The last few: lanes past the end repeat the last sample and are
+        // not stored.
+        const __mmask16 m = __mmask16((1u << (n - i)) - 1);
+        const __m512 x = _mm512_mask_loadu_ps(_mm512_set1_ps(X[n - 1]), m, X + i);
+        const __m512 y = _mm512_mask_loadu_ps(_mm512_set1_ps(Y[n - 1]), m, Y + i);
+        _mm512_mask_storeu_ps(out + i, m, PickBlockSixteen<Quintic>(t, x, y));
+    }
+}
+
 }  // namespace
 }  // namespace tsn
 

@@ -310,60 +310,73 @@ bool GradientLine(const LatticeTables& f, const LatticeOctave& o, const float* X
     return true;
 }
 
-// Float gradient noise at samples that lie in a small block of cells (a
-// warped row's mostly do): every lattice point's gradient is
-// looked up once into a table, in rows of `width` from point (lo, jlo), and
-// each sample reads its four corners from there with the operations of
-// LatticeLoop. False (nothing done) when the block has more points than
-// the table holds or than two per sample.
+// ---- float gradient noise through a block table ----
+
+// The gradients of a small block of lattice points, looked up once, in
+// rows of `width` from point (lo, jlo): a sample in cell (i, j) finds its
+// four corners at entry (j - jlo) * width + (i - lo), the next one, and the
+// two a row further.
+struct GradientTable {
+    int lo, jlo, width;
+    alignas(64) float x[kBlockCells + kFloatRowSpare];
+    alignas(64) float y[kBlockCells + kFloatRowSpare];
+};
+
+// Lane by lane: each sample's cell, offsets and fades, its four corners
+// from the table and the blend, exactly as in LatticeLoop. Defined per
+// instruction set.
 template <bool Quintic>
-bool GradientBlock(const LatticeTables& t, const LatticeOctave& o, const float* X, const float* Y,
-                   int n, float* __restrict out) {
+void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out);
+
+// The same one sample at a time.
+template <bool Quintic>
+[[gnu::always_inline]] inline float PickGradientOne(const GradientTable& t, float x, float y) {
+    const int ix = FloorOf(x);
+    const float fx = x - float(ix);
+    const float u = FadeOf<Quintic>(fx);
+    const int iy = FloorOf(y);
+    const float fy = y - float(iy);
+    const float v = FadeOf<Quintic>(fy);
+    const int k = (iy - t.jlo) * t.width + (ix - t.lo), w = t.width;
+    const float n00 = t.x[k] * fx + t.y[k] * fy;
+    const float n10 = t.x[k + 1] * (fx - 1.0f) + t.y[k + 1] * fy;
+    const float n01 = t.x[k + w] * fx + t.y[k + w] * (fy - 1.0f);
+    const float n11 = t.x[k + w + 1] * (fx - 1.0f) + t.y[k + w + 1] * (fy - 1.0f);
+    const float n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+    return LerpOf(v, n0, n1);
+}
+
+// Float gradient noise at samples that lie in a small block of cells (a
+// warped row's mostly do) through a block table. False (nothing done) when
+// the block has more points than the table holds or than two per sample.
+template <bool Quintic>
+bool GradientBlock(const LatticeTables& f, const LatticeOctave& o, const float* X, const float* Y,
+                   int n, float* out) {
     int lo = FloorOf(X[0]), hi = lo, jlo = FloorOf(Y[0]), jhi = jlo;
     for (int k = 1; k < n; ++k) {
-        const int i = FloorOf(X[k]);
+        const int i = FloorOf(X[k]), j = FloorOf(Y[k]);
         lo = i < lo ? i : lo;
         hi = i > hi ? i : hi;
-        const int j = FloorOf(Y[k]);
         jlo = j < jlo ? j : jlo;
         jhi = j > jhi ? j : jhi;
     }
     const long columns = long(hi) - lo + 2, rows = long(jhi) - jlo + 2;  // and the next corners
     if (columns * rows > kBlockCells || columns * rows > 2L * n + 4) return false;
-    struct Block {
-        alignas(64) float x[kBlockCells];
-        alignas(64) float y[kBlockCells];
-    } table;
+    GradientTable t;
+    t.lo = lo;
+    t.jlo = jlo;
+    t.width = int(columns);
     const bool wrap = o.periodX > 0;
     for (int r = 0; r < rows; ++r) {
         const int cy = (wrap ? WrapOf(jlo + r, o.periodY) : jlo + r) + o.hashY;
         for (int c = 0; c < columns; ++c) {
-            const int cx = (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX;
-            const int h = HashOf(t.perm, cx, cy);
-            table.x[r * columns + c] = t.gradX[h];
-            table.y[r * columns + c] = t.gradY[h];
+            const int h = HashOf(f.perm, (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX, cy);
+            t.x[r * columns + c] = f.gradX[h];
+            t.y[r * columns + c] = f.gradY[h];
         }
     }
-    const float* gx = table.x;
-    const float* gy = table.y;
-    const int width = int(columns);
-    for (int i = 0; i < n; ++i) {
-        const float x = X[i];
-        const int ix = FloorOf(x);
-        const float fx = x - float(ix);
-        const float u = FadeOf<Quintic>(fx);
-        const float y = Y[i];
-        const int iy = FloorOf(y);
-        const float fy = y - float(iy);
-        const float v = FadeOf<Quintic>(fy);
-        const int k = (iy - jlo) * width + (ix - lo);
-        const float n00 = gx[k] * fx + gy[k] * fy;
-        const float n10 = gx[k + 1] * (fx - 1.0f) + gy[k + 1] * fy;
-        const float n01 = gx[k + width] * fx + gy[k + width] * (fy - 1.0f);
-        const float n11 = gx[k + width + 1] * (fx - 1.0f) + gy[k + width + 1] * (fy - 1.0f);
-        const float n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
-        out[i] = LerpOf(v, n0, n1);
-    }
+    for (long c = rows * columns; c < rows * columns + kFloatRowSpare; ++c) t.x[c] = t.y[c] = 0;
+    PickGradients<Quintic>(t, X, Y, n, out);
     return true;
 }
 

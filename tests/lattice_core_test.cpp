@@ -178,10 +178,15 @@ TEST(LatticeCore, GradientRowsEqualTheLiteralOnEveryPath) {
     std::vector<double> u, v;
     const LatticeOctave octaves[] = {{0, 0, 17, 900}, {12, 5, 1023, 3}, {1, 1, 0, 0}};
     // Points over many cells, and over a few (a row, or a warped row, read
-    // through a block table).
-    for (double spread : {300.0, 60.0, 4.0})
+    // through a table); spread 0 is a warped row itself, neighbours a small
+    // step apart along a curve that crosses rows of cells.
+    for (double spread : {300.0, 60.0, 4.0, 0.0})
         for (SimdPath path : Paths()) {
             Scatter(5, spread, kPoints, &u, &v);
+            for (int i = 0; spread == 0.0 && i < kPoints; ++i) {
+                u[i] = -3.2 + i * 0.037;
+                v[i] = 1.5 + 0.8 * std::sin(i * 0.05);
+            }
             std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end()), out(kPoints);
             ASSERT_TRUE(PinSimdPath(path));
             for (const LatticeOctave& o : octaves)
