@@ -318,6 +318,66 @@ void PickGradients(const GradientTable& t, const float* X, const float* Y, int n
     }
 }
 
+// Sixteen samples of a power-cell table (PickPowerCellOne in lanes): the
+// winning and runner-up feature points among each one's 3 x 3 cells, kept
+// with the same comparisons and selections as Winners::Meet.
+[[gnu::always_inline]] inline void PickPowerSixteen(const PowerTable& t, const CellJob& job, int i,
+                                                    __mmask16 lanes) {
+    const __m512 x = _mm512_mask_loadu_ps(_mm512_set1_ps(job.x[i]), lanes, job.x + i);
+    const __m512 y = _mm512_mask_loadu_ps(_mm512_set1_ps(job.y[i]), lanes, job.y + i);
+    const __m512i ix = FloorSixteen(x), iy = FloorSixteen(y);
+    const __m512i w = _mm512_set1_epi32(t.width);
+    const __m512i at =
+        _mm512_add_epi32(_mm512_mullo_epi32(_mm512_sub_epi32(iy, _mm512_set1_epi32(t.jlo)), w),
+                         _mm512_sub_epi32(ix, _mm512_set1_epi32(t.lo)));
+    __m512 d1 = _mm512_set1_ps(1e30f), d2 = d1, x1 = _mm512_setzero_ps(), y1 = x1, x2 = x1, y2 = x1;
+    __m512i nearest = _mm512_setzero_si512(), second = nearest;
+    for (int dy = -1; dy <= 1; ++dy) {
+        const __m512 ry =
+            _mm512_sub_ps(_mm512_cvtepi32_ps(_mm512_add_epi32(iy, _mm512_set1_epi32(dy))), y);
+        for (int dx = -1; dx <= 1; ++dx) {
+            const __m512i k = _mm512_add_epi32(
+                at, _mm512_add_epi32(_mm512_mullo_epi32(_mm512_set1_epi32(dy + 1), w),
+                                     _mm512_set1_epi32(dx + 1)));
+            const __m512 cx = _mm512_cvtepi32_ps(_mm512_add_epi32(ix, _mm512_set1_epi32(dx)));
+            const __m512 ex = _mm512_sub_ps(_mm512_add_ps(cx, _mm512_i32gather_ps(k, t.x, 4)), x);
+            const __m512 ey = _mm512_add_ps(ry, _mm512_i32gather_ps(k, t.y, 4));
+            const __m512 d =
+                _mm512_sub_ps(_mm512_add_ps(_mm512_mul_ps(ex, ex), _mm512_mul_ps(ey, ey)),
+                              _mm512_i32gather_ps(k, t.weight, 4));
+            const __m512i h = _mm512_i32gather_epi32(k, t.entry, 4);
+            const __mmask16 first = _mm512_cmp_ps_mask(d, d1, _CMP_LT_OQ);
+            const __mmask16 runner = _mm512_kandn(first, _mm512_cmp_ps_mask(d, d2, _CMP_LT_OQ));
+            d2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, d2, d), d1);
+            x2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, x2, ex), x1);
+            y2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, y2, ey), y1);
+            second =
+                _mm512_mask_blend_epi32(first, _mm512_mask_blend_epi32(runner, second, h), nearest);
+            d1 = _mm512_mask_blend_ps(first, d1, d);
+            x1 = _mm512_mask_blend_ps(first, x1, ex);
+            y1 = _mm512_mask_blend_ps(first, y1, ey);
+            nearest = _mm512_mask_blend_epi32(first, nearest, h);
+        }
+    }
+    const __m512 gx = _mm512_sub_ps(x2, x1), gy = _mm512_sub_ps(y2, y1);
+    const __m512 gap = _mm512_sqrt_ps(_mm512_add_ps(_mm512_mul_ps(gx, gx), _mm512_mul_ps(gy, gy)));
+    const __m512 edge = _mm512_div_ps(
+        _mm512_sub_ps(d2, d1),
+        _mm512_add_ps(_mm512_mul_ps(_mm512_set1_ps(2.0f), gap), _mm512_set1_ps(1e-6f)));
+    _mm512_mask_storeu_epi32(job.cell + i, lanes, nearest);
+    _mm512_mask_storeu_epi32(job.next + i, lanes, second);
+    _mm512_mask_storeu_ps(job.ox + i, lanes, x1);
+    _mm512_mask_storeu_ps(job.oy + i, lanes, y1);
+    _mm512_mask_storeu_ps(job.edge + i, lanes, edge);
+}
+
+void PickPowerCells(const PowerTable& t, const CellJob& job) {
+    int i = 0;
+    for (; i + 16 <= job.n; i += 16) PickPowerSixteen(t, job, i, __mmask16(0xFFFF));
+    // The last few: lanes past the end repeat sample i and are not stored.
+    if (i < job.n) PickPowerSixteen(t, job, i, __mmask16((1u << (job.n - i)) - 1));
+}
+
 }  // namespace
 }  // namespace tsn
 

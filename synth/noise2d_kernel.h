@@ -460,10 +460,43 @@ void PowerCellsLoop(const CellJob& job) {
     }
 }
 
+// The entries, jitters and weights of a small block of cells and a cell
+// around it, looked up once, in rows of `width` from cell (lo - 1, jlo - 1):
+// a sample in cell (i, j) finds its 3 x 3 from entry (j - jlo) * width +
+// (i - lo) on.
+struct PowerTable {
+    int lo, jlo, width;
+    alignas(64) int entry[kBlockCells];
+    alignas(64) float x[kBlockCells];
+    alignas(64) float y[kBlockCells];
+    alignas(64) float weight[kBlockCells];
+};
+
+// Sample i of the job through the table, as PowerCellsLoop finds it.
+[[gnu::always_inline]] inline void PickPowerCellOne(const PowerTable& t, const CellJob& job,
+                                                    int i) {
+    const float x = job.x[i], y = job.y[i];
+    const int ix = FloorOf(x), iy = FloorOf(y);
+    const int at = (iy - t.jlo) * t.width + (ix - t.lo);
+    Winners best;
+#pragma GCC unroll 3
+    for (int dy = -1; dy <= 1; ++dy) {
+        const float ry = float(iy + dy) - y;
+#pragma GCC unroll 3
+        for (int dx = -1; dx <= 1; ++dx) {
+            const int k = at + (dy + 1) * t.width + dx + 1;
+            const float ex = float(ix + dx) + t.x[k] - x, ey = ry + t.y[k];
+            best.Meet(t.entry[k], ex, ey, ex * ex + ey * ey - t.weight[k]);
+        }
+    }
+    StoreWinners(best, i, job.cell, job.next, job.ox, job.oy, job.edge);
+}
+
+// Every sample of the job through the table. Defined per instruction set.
+void PickPowerCells(const PowerTable& t, const CellJob& job);
+
 // The same for samples in a small block of cells (warped rows mostly lie
-// in one): each cell's entry, jitter and weight are looked up once into a
-// table, in rows of `width` from cell (lo - 1, jlo - 1), and the samples
-// read theirs from there. False (nothing done) when the block has more
+// in one) through a table. False (nothing done) when the block has more
 // cells than the table holds or than three per sample.
 template <bool Wrap>
 bool PowerCellsBlock(const CellJob& job) {
@@ -478,12 +511,10 @@ bool PowerCellsBlock(const CellJob& job) {
     }
     const long columns = long(hi) - lo + 3, rows = long(jhi) - jlo + 3;  // and one around
     if (columns * rows > kBlockCells || columns * rows > 3L * n + 6) return false;
-    struct Block {
-        alignas(64) int entry[kBlockCells];
-        alignas(64) float x[kBlockCells];
-        alignas(64) float y[kBlockCells];
-        alignas(64) float weight[kBlockCells];
-    } table;
+    PowerTable table;
+    table.lo = lo;
+    table.jlo = jlo;
+    table.width = int(columns);
     const LatticeTables& t = *job.tables;
     const LatticeOctave& o = job.octave;
     for (int r = 0; r < rows; ++r) {
@@ -497,28 +528,7 @@ bool PowerCellsBlock(const CellJob& job) {
             table.weight[at] = job.weight[h];
         }
     }
-    const int* entry = table.entry;
-    const float* jx = table.x;
-    const float* jy = table.y;
-    const float* w = table.weight;
-    const int width = int(columns);
-    for (int i = 0; i < n; ++i) {
-        const float x = job.x[i], y = job.y[i];
-        const int ix = FloorOf(x), iy = FloorOf(y);
-        const int at = (iy - jlo) * width + (ix - lo);
-        Winners best;
-#pragma GCC unroll 3
-        for (int dy = -1; dy <= 1; ++dy) {
-            const float ry = float(iy + dy) - y;
-#pragma GCC unroll 3
-            for (int dx = -1; dx <= 1; ++dx) {
-                const int k = at + (dy + 1) * width + dx + 1;
-                const float ex = float(ix + dx) + jx[k] - x, ey = ry + jy[k];
-                best.Meet(entry[k], ex, ey, ex * ex + ey * ey - w[k]);
-            }
-        }
-        StoreWinners(best, i, job.cell, job.next, job.ox, job.oy, job.edge);
-    }
+    PickPowerCells(table, job);
     return true;
 }
 

@@ -28,6 +28,10 @@ void PickGradients(const GradientTable& t, const float* X, const float* Y, int n
     for (int i = 0; i < n; ++i) out[i] = PickGradientOne<Quintic>(t, X[i], Y[i]);
 }
 
+void PickPowerCells(const PowerTable& t, const CellJob& job) {
+    for (int i = 0; i < job.n; ++i) PickPowerCellOne(t, job, i);
+}
+
 }  // namespace
 
 }  // namespace tsn
