@@ -117,7 +117,10 @@ void PackBand(const ImageView& v, int level, bool last, const unsigned char* abo
     if (level == 1) {
         // The default level uses ISA-L's deflate, three times the speed of
         // zlib's fastest on these pictures for a tenth more bytes.
-        isal_zstream z;
+        // Zeroed first: the initialiser leaves the window size (hist_bits)
+        // as it finds it, and the bytes written would follow what the stack
+        // held before.
+        isal_zstream z{};
         isal_deflate_stateless_init(&z);
         z.level = 1;
         if (band->levelBuffer.size() < ISAL_DEF_LVL1_DEFAULT)
@@ -240,6 +243,7 @@ bool PngWriter::Take(const ImageView& band, int first, int depth) {
     if (!png_ || first != done_ || band.width != width_ || depth != depth_ ||
         band.depth > depth_ - done_)
         return Fail("the picture's rows came out of order");
+    if (band.depth <= 0) return true;
     const std::size_t rowBytes = std::size_t(width_) * 3 + 1;
     const int pieceRows = PieceRows(width_);
     // Pieces end at the picture's multiples of pieceRows, or where the band
