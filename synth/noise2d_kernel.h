@@ -391,6 +391,18 @@ void GradientRowOf(const GradientJob& job) {
                                     : GradientBlock<false>(t, o, job.x, job.y, job.n, job.out));
         if (done) return;
     }
+    // A warped batch strewn over too many cells for one table is taken in
+    // halves, whose samples lie closer together; each sample's value is
+    // the same whichever way it is reached.
+    if (!job.line && job.n >= 64) {
+        const int half = job.n / 2;
+        GradientJob first = job, second = job;
+        first.n = half;
+        second.x += half, second.y += half, second.out += half, second.n -= half;
+        GradientRowOf(first);
+        GradientRowOf(second);
+        return;
+    }
     if (job.quintic)
         LatticeRow<float, true, false>(t, o, job.x, job.y, job.line, job.n, job.out);
     else
