@@ -62,12 +62,15 @@ MemHandle RenderSelectedKind(MasterTextureRecord* rec, const MapRequest& maps) {
     const auto start = std::chrono::steady_clock::now();
     // What the kinds read from the configuration, handed over as values.
     SetPipesTones(PipesTonesOf(Config()));
-    const MemHandle image = maps.tileable || maps.height ? RenderTakingValues(k, rec, maps)
-                                                         : KindAt(rec->kindIndex).render(rec);
+    const bool beyondPage = maps.tileable || maps.height || maps.rows;
+    const MemHandle image =
+        beyondPage ? RenderTakingValues(k, rec, maps) : KindAt(rec->kindIndex).render(rec);
     if (report) {
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         ImageView v;
-        if (LockImage(image, &v)) {
+        if (!image && maps.rows) {
+            std::fprintf(stderr, "render %s, handed on as painted: %.3f s\n", k.key, took.count());
+        } else if (LockImage(image, &v)) {
             std::fprintf(stderr, "render %s %d x %d: %.3f s\n", k.key, v.width, v.depth,
                          took.count());
             UnlockImage(&v);

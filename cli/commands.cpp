@@ -316,12 +316,21 @@ int Render(const RenderRequest& r, const std::function<void(long long pixels)>& 
     if (prepared) prepared(PagePixels(p.rec(), KindOf(p.kind)));
     HeightField field;
     const bool wantsHeight = !r.height.empty() || !r.normal.empty();
-    p.rec()->image = p.Render(MapRequest{r.tileable, wantsHeight ? &field : nullptr});
     std::string error;
+    const PictureOutcome outcome = RenderImageFile(
+        [&](RowSink* rows) {
+            ProgressLine line;
+            return p.session->Draw(
+                MapRequest{r.tileable, wantsHeight ? &field : nullptr, nullptr, rows});
+        },
+        r.output, &error, &p.rec()->image, r.pngLevel, r.format);
+    p.session->ReportClamps();
+    p.session->ReportNote();
     int code = 0;
-    if (!p.rec()->image) {
+    if (outcome == PictureOutcome::RenderFailed) {
+        p.session->ReportFailure();
         code = 1;
-    } else if (!WriteImageFile(p.rec()->image, r.output, &error, r.pngLevel, r.format)) {
+    } else if (outcome == PictureOutcome::WriteFailed) {
         Fail(error);
         code = 1;
     } else if (wantsHeight && !WriteMaps(r, field)) {

@@ -67,10 +67,24 @@ struct PngBand {
     bool ok = false;
 };
 
-// Filters and deflates rows y0 .. y1 - 1 of `v` as raw deflate data. A band
-// that is not the last ends with a full flush, so it ends on a byte boundary
-// with no reference into the next band and the bands join into one stream.
-void PackBand(const ImageView& v, int level, bool last, PngBand* band) {
+// The picture's row y, in the file's order of channels.
+void RowToRgb(const ImageView& v, int y, unsigned char* out) {
+    const unsigned char* s = v.Row(y);
+    const std::size_t n = std::size_t(v.width) * 3;
+    for (std::size_t i = 0; i < n; i += 3) {
+        out[i] = s[i + 2];
+        out[i + 1] = s[i + 1];
+        out[i + 2] = s[i];
+    }
+}
+
+// Filters and deflates rows y0 .. y1 - 1 of `v` as raw deflate data; the
+// row above y0 is `v`'s own, or for y0 = 0 `aboveFirst` (in the file's
+// order of channels; null above the picture's top row). A band that is not
+// the last ends with a full flush, so it ends on a byte boundary with no
+// reference into the next band and the bands join into one stream.
+void PackBand(const ImageView& v, int level, bool last, const unsigned char* aboveFirst,
+              PngBand* band) {
     const std::size_t n = std::size_t(v.width) * 3;
     std::vector<unsigned char> rgb(n), above(n);
     const std::size_t rawSize = (n + 1) * std::size_t(band->y1 - band->y0);
@@ -79,18 +93,14 @@ void PackBand(const ImageView& v, int level, bool last, PngBand* band) {
         band->raw = std::make_unique_for_overwrite<unsigned char[]>(rawSize);
         band->rawCapacity = rawSize;
     }
-    auto toRgb = [&](int y, unsigned char* out) {
-        const unsigned char* s = v.Row(y);
-        for (std::size_t i = 0; i < n; i += 3) {
-            out[i] = s[i + 2];
-            out[i + 1] = s[i + 1];
-            out[i + 2] = s[i];
-        }
-    };
-    if (band->y0 > 0) toRgb(band->y0 - 1, above.data());
+    if (band->y0 > 0) {
+        RowToRgb(v, band->y0 - 1, above.data());
+    } else if (aboveFirst) {
+        std::copy(aboveFirst, aboveFirst + n, above.begin());
+    }
     unsigned char* out = band->raw.get();
     for (int y = band->y0; y < band->y1; ++y, out += n + 1) {
-        toRgb(y, rgb.data());
+        RowToRgb(v, y, rgb.data());
         FilterPngRow(rgb.data(), above.data(), n, out);
         std::swap(rgb, above);
     }
@@ -107,7 +117,10 @@ void PackBand(const ImageView& v, int level, bool last, PngBand* band) {
     if (level == 1) {
         // The default level uses ISA-L's deflate, three times the speed of
         // zlib's fastest on these pictures for a tenth more bytes.
-        isal_zstream z;
+        // Zeroed first: the initialiser leaves the window size (hist_bits)
+        // as it finds it, and the bytes written would follow what the stack
+        // held before.
+        isal_zstream z{};
         isal_deflate_stateless_init(&z);
         z.level = 1;
         if (band->levelBuffer.size() < ISAL_DEF_LVL1_DEFAULT)
@@ -140,53 +153,118 @@ void PackBand(const ImageView& v, int level, bool last, PngBand* band) {
     deflateEnd(&z);
 }
 
-// libpng writes the signature, the header chunk and the chunk framing; the
-// image data is deflated here in bands on every core, a few bands at a time
-// so the memory held stays small, and written in order as IDAT chunks.
-bool WritePng(const ImageView& v, std::FILE* f, int level, std::string* error) {
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (!info) {
-        png_destroy_write_struct(&png, nullptr);
-        *error = "out of memory";
-        return false;
-    }
-    level = std::clamp(level, 0, 9);
-    const std::size_t rowBytes = std::size_t(v.width) * 3 + 1;
-    const int bandRows = int(std::max<std::size_t>(1, (std::size_t(1) << 20) / rowBytes));
-    const int threads = std::max(1, WorkerThreads());
-    std::vector<PngBand> group(std::size_t(threads) * 2);
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_write_struct(&png, &info);
-        *error = "the PNG encoder failed";
-        return false;
-    }
-    png_init_io(png, f);
-    png_set_IHDR(png, info, png_uint_32(v.width), png_uint_32(v.depth), 8, PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(png, info);
+// Rows deflated as one piece: about 1 MiB of filtered rows. Pieces start
+// at multiples of this in the picture however its rows arrive, so a file
+// is the same byte for byte whether written whole or band by band.
+int PieceRows(int width) {
+    const std::size_t rowBytes = std::size_t(width) * 3 + 1;
+    return int(std::max<std::size_t>(1, (std::size_t(1) << 20) / rowBytes));
+}
 
+// A PNG file written as its rows arrive, a band at a time, top first.
+// libpng writes the signature, the header chunk and the chunk framing; the
+// image data is deflated here in bands of about 1 MiB on every core, a few
+// at a time so the memory held stays small, and written in order as IDAT
+// chunks.
+class PngWriter final : public RowSink {
+  public:
+    PngWriter(std::FILE* f, int level) : file_(f), level_(std::clamp(level, 0, 9)) {}
+    ~PngWriter() override { png_destroy_write_struct(&png_, &info_); }
+    PngWriter(const PngWriter&) = delete;
+    PngWriter& operator=(const PngWriter&) = delete;
+
+    bool Take(const ImageView& band, int first, int depth) override;
+    // A band fills one round of pieces on every core.
+    int RowsPerBand(int width) const override {
+        return PieceRows(width) * 2 * std::max(1, WorkerThreads());
+    }
+    // After the last row: the end chunk. False when rows are missing or
+    // anything failed.
+    bool Finish();
+    // Every row of the picture has been taken.
+    bool AllRows() const { return depth_ > 0 && done_ == depth_; }
+    bool Failed() const { return failed_; }
+    const std::string& Error() const { return error_; }
+
+  private:
+    bool Start(int width, int depth);
+    bool Chunk(const char* type, const unsigned char* data, std::size_t size);
+    bool Fail(const std::string& why) {
+        failed_ = true;
+        error_ = why;
+        return false;
+    }
+
+    std::FILE* file_;
+    int level_;
+    png_structp png_ = nullptr;
+    png_infop info_ = nullptr;
+    int width_ = 0, depth_ = 0, done_ = 0;
+    std::vector<unsigned char> lastRow_;  // the row above the next band
+    uLong adler_ = 0;
+    std::vector<PngBand> group_;
+    bool failed_ = false;
+    std::string error_;
+};
+
+// A libpng error (a short write) returns here through longjmp while this
+// frame is live; nothing set after setjmp is read afterwards.
+bool PngWriter::Chunk(const char* type, const unsigned char* data, std::size_t size) {
+    if (setjmp(png_jmpbuf(png_))) return Fail("the PNG encoder failed");
+    png_write_chunk(png_, reinterpret_cast<png_const_bytep>(type), data, size);
+    return true;
+}
+
+bool PngWriter::Start(int width, int depth) {
+    png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    info_ = png_ ? png_create_info_struct(png_) : nullptr;
+    if (!info_) return Fail("out of memory");
+    width_ = width;
+    depth_ = depth;
+    lastRow_.assign(std::size_t(width) * 3, 0);
+    group_.resize(std::size_t(std::max(1, WorkerThreads())) * 2);
+    adler_ = adler32(0, nullptr, 0);
+    if (setjmp(png_jmpbuf(png_))) return Fail("the PNG encoder failed");
+    png_init_io(png_, file_);
+    png_set_IHDR(png_, info_, png_uint_32(width), png_uint_32(depth), 8, PNG_COLOR_TYPE_RGB,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png_, info_);
     // The zlib header: deflate with a 32 KiB window, the level's hint, and
     // the check bits that make the pair a multiple of 31.
-    const int hint = level < 2 ? 0 : level < 6 ? 1 : level == 6 ? 2 : 3;
+    const int hint = level_ < 2 ? 0 : level_ < 6 ? 1 : level_ == 6 ? 2 : 3;
     unsigned char head[2] = {0x78, static_cast<unsigned char>(hint << 6)};
     head[1] = static_cast<unsigned char>(head[1] + 31 - (0x78 * 256 + head[1]) % 31);
-    png_write_chunk(png, reinterpret_cast<png_const_bytep>("IDAT"), head, 2);
-    uLong adler = adler32(0, nullptr, 0);
-    bool ok = true;
-    for (int y = 0; y < v.depth && ok;) {
+    return Chunk("IDAT", head, 2);
+}
+
+bool PngWriter::Take(const ImageView& band, int first, int depth) {
+    if (failed_) return false;
+    if (first == 0 && !png_ && !Start(band.width, depth)) return false;
+    if (!png_ || first != done_ || band.width != width_ || depth != depth_ ||
+        band.depth > depth_ - done_)
+        return Fail("the picture's rows came out of order");
+    if (band.depth <= 0) return true;
+    const std::size_t rowBytes = std::size_t(width_) * 3 + 1;
+    const int pieceRows = PieceRows(width_);
+    // Pieces end at the picture's multiples of pieceRows, or where the band
+    // does.
+    for (int y = 0; y < band.depth;) {
         std::size_t count = 0;
-        for (; count < group.size() && y < v.depth; ++count, y += bandRows) {
-            group[count].y0 = y;
-            group[count].y1 = std::min(v.depth, y + bandRows);
+        for (; count < group_.size() && y < band.depth; ++count) {
+            group_[count].y0 = y;
+            y = std::min(band.depth, ((first + y) / pieceRows + 1) * pieceRows - first);
+            group_[count].y1 = y;
         }
         std::atomic<std::size_t> next{0};
         auto work = [&] {
-            for (std::size_t i; (i = next.fetch_add(1)) < count;)
-                PackBand(v, level, group[i].y1 == v.depth, &group[i]);
+            for (std::size_t i; (i = next.fetch_add(1)) < count;) {
+                PngBand& b = group_[i];
+                PackBand(band, level_, first + b.y1 == depth_,
+                         first > 0 ? lastRow_.data() : nullptr, &b);
+            }
         };
         std::vector<std::thread> helpers;
-        for (int t = 1; t < threads && std::size_t(t) < count; ++t) {
+        for (int t = 1; std::size_t(t) < group_.size() / 2 && std::size_t(t) < count; ++t) {
             try {
                 helpers.emplace_back(work);
             } catch (...) {
@@ -195,22 +273,32 @@ bool WritePng(const ImageView& v, std::FILE* f, int level, std::string* error) {
         }
         work();
         for (auto& t : helpers) t.join();
-        for (std::size_t i = 0; i < count && ok; ++i) {
-            PngBand& b = group[i];
-            ok = b.ok;
-            if (!ok) break;
-            adler = adler32_combine(adler, b.adler, z_off_t(rowBytes) * (b.y1 - b.y0));
-            if (b.y1 == v.depth) {
+        for (std::size_t i = 0; i < count; ++i) {
+            PngBand& b = group_[i];
+            if (!b.ok) return Fail("the PNG encoder failed");
+            adler_ = adler32_combine(adler_, b.adler, z_off_t(rowBytes) * (b.y1 - b.y0));
+            if (first + b.y1 == depth_) {
                 for (int shift = 24; shift >= 0; shift -= 8)
-                    b.packed[b.packedSize++] = static_cast<unsigned char>(adler >> shift);
+                    b.packed[b.packedSize++] = static_cast<unsigned char>(adler_ >> shift);
             }
-            png_write_chunk(png, reinterpret_cast<png_const_bytep>("IDAT"), b.packed.get(),
-                            b.packedSize);
+            if (!Chunk("IDAT", b.packed.get(), b.packedSize)) return false;
         }
     }
-    if (ok) png_write_chunk(png, reinterpret_cast<png_const_bytep>("IEND"), nullptr, 0);
-    png_destroy_write_struct(&png, &info);
-    if (!ok) *error = "the PNG encoder failed";
+    RowToRgb(band, band.depth - 1, lastRow_.data());
+    done_ += band.depth;
+    return true;
+}
+
+bool PngWriter::Finish() {
+    if (failed_) return false;
+    if (!AllRows()) return Fail("the picture ended early");
+    return Chunk("IEND", nullptr, 0);
+}
+
+bool WritePng(const ImageView& v, std::FILE* f, int level, std::string* error) {
+    PngWriter png(f, level);
+    const bool ok = png.Take(v, 0, v.depth) && png.Finish();
+    if (!ok) *error = png.Error();
     return ok;
 }
 
@@ -296,6 +384,76 @@ bool WriteImageFile(MemHandle image, const std::string& path, std::string* error
         return false;
     }
     return true;
+}
+
+namespace {
+
+// Renders with `draw` into an open PNG file: rows the kind hands on go
+// straight to the encoder; an image it makes whole is written after.
+PictureOutcome DrawPng(const PictureDrawer& draw, std::FILE* f, int level, MemHandle* image,
+                       std::string* why) {
+    PngWriter png(f, level);
+    *image = draw(&png);
+    bool ok;
+    if (*image) {
+        ImageView v;
+        if (!LockImage(*image, &v)) {
+            *why = "no image to write";
+            return PictureOutcome::WriteFailed;
+        }
+        ok = png.Take(v, 0, v.depth) && png.Finish();
+        UnlockImage(&v);
+    } else {
+        if (!png.Failed() && !png.AllRows()) return PictureOutcome::RenderFailed;
+        ok = png.Finish();
+    }
+    if (!ok) *why = png.Error();
+    return ok ? PictureOutcome::Written : PictureOutcome::WriteFailed;
+}
+
+}  // namespace
+
+PictureOutcome RenderImageFile(const PictureDrawer& draw, const std::string& path,
+                               std::string* error, MemHandle* image, int pngLevel,
+                               const std::string& format) {
+    *image = 0;
+    const bool toStandardOutput = path == "-";
+    const std::string ext = toStandardOutput ? (format.empty() ? "png" : format) : Extension(path);
+    if (ext != "png") {
+        // BMP keeps its rows bottom first: the picture is made whole.
+        *image = draw(nullptr);
+        if (!*image) return PictureOutcome::RenderFailed;
+        return WriteImageFile(*image, path, error, pngLevel, format) ? PictureOutcome::Written
+                                                                     : PictureOutcome::WriteFailed;
+    }
+    // Until the file is open, nothing is drawn: a file that cannot be
+    // written is said so at once.
+    PictureOutcome outcome = PictureOutcome::WriteFailed;
+    std::string why;
+    const auto start = std::chrono::steady_clock::now();
+    errno = 0;
+    if (toStandardOutput) {
+        outcome = DrawPng(draw, stdout, pngLevel, image, &why);
+        if (outcome == PictureOutcome::Written && (std::fflush(stdout) != 0 || std::ferror(stdout)))
+            outcome = PictureOutcome::WriteFailed;
+    } else {
+        const bool ok = WriteFileBeside(path.c_str(), "wb", [&](std::FILE* f) {
+            outcome = DrawPng(draw, f, pngLevel, image, &why);
+            return outcome == PictureOutcome::Written;
+        });
+        if (!ok && outcome == PictureOutcome::Written) outcome = PictureOutcome::WriteFailed;
+    }
+    if (outcome == PictureOutcome::WriteFailed) {
+        if (why.empty() && errno) why = std::strerror(errno);
+        *error = (toStandardOutput ? std::string("cannot write to standard output")
+                                   : "cannot write '" + path + "'") +
+                 (why.empty() ? "" : ": " + why);
+    }
+    if (outcome == PictureOutcome::Written && TimingsRequested()) {
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        std::fprintf(stderr, "render and write %s: %.3f s\n", path.c_str(), took.count());
+    }
+    return outcome;
 }
 
 bool IsHeightExtension(const std::string& path) {

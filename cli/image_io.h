@@ -1,10 +1,12 @@
 // Writing image blocks to files for the command line and the tests.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "core/height_field.h"
+#include "core/picture_rows.h"
 #include "core/platform.h"
 
 namespace tsn {
@@ -21,6 +23,20 @@ namespace tsn {
 constexpr int kDefaultPngLevel = 1;
 bool WriteImageFile(MemHandle image, const std::string& path, std::string* error,
                     int pngLevel = kDefaultPngLevel, const std::string& format = "");
+
+// Renders and writes in one. `draw(sink)` renders the picture: a kind that
+// paints by bands hands its rows to `sink` as it paints them and returns
+// 0, so a PNG is encoded without the whole picture ever being held; any
+// other returns its image, which is then written as WriteImageFile writes
+// it and left in `*image` for the caller, who owns it. `sink` is null when
+// the output cannot take rows top first (BMP is stored bottom first).
+using PictureDrawer = std::function<MemHandle(RowSink* sink)>;
+enum class PictureOutcome { Written, RenderFailed, WriteFailed };
+// `*error` says why for WriteFailed; a failed render is the caller's to
+// explain. The file appears only when complete.
+PictureOutcome RenderImageFile(const PictureDrawer& draw, const std::string& path,
+                               std::string* error, MemHandle* image,
+                               int pngLevel = kDefaultPngLevel, const std::string& format = "");
 
 // What is wrong with `path` (and `format`, as --format gives it) as a
 // picture's output, or "" when nothing is: an extension that is neither

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "core/height_field.h"
+#include "core/picture_rows.h"
 #include "core/platform.h"
 #include "kind/master_record.h"
 #include "kind/page_table.h"
@@ -38,6 +39,10 @@ struct RenderValues {
     // When not null, told what the maps changed of the page's values (a
     // scale rounded to whole periods of the picture), to pass on to the user.
     std::string* note = nullptr;
+    // When not null, a kind whose rows do not depend on one another may
+    // hand its picture here a band at a time (PaintPicture) and return 0;
+    // any other kind ignores it and returns its image as usual.
+    RowSink* rows = nullptr;
 };
 
 // What a kind offers beyond its page (KindDescriptor::maps).

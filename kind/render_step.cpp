@@ -73,6 +73,7 @@ MemHandle RenderTakingValues(const KindDescriptor& k, MasterTextureRecord* rec,
     values.tileable = maps.tileable && (k.maps & kMapsTile);
     values.height = (k.maps & kMapsHeight) ? maps.height : nullptr;
     values.note = maps.note;
+    values.rows = maps.rows;
     return k.render(rec, values);
 }
 

@@ -27,6 +27,7 @@ struct MapRequest {
     bool tileable = false;
     HeightField* height = nullptr;
     std::string* note = nullptr;  // see RenderValues::note
+    RowSink* rows = nullptr;      // see RenderValues::rows
 };
 
 // TakeRenderValues, then the kind's render: for a block whose other fields

@@ -8,6 +8,7 @@
 #include "core/image.h"
 #include "core/packed.h"
 #include "core/parallel.h"
+#include "core/picture_rows.h"
 #include "kind/page_fields.h"
 #include "synth/noise2d.h"
 
@@ -131,11 +132,10 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     const std::uint8_t* table = rec->colourTable;
     HeightField* heights = values.height;
     if (heights && !heights->Resize(w, h)) return 0;
-    ImageView o;
-    MemHandle out = NewLockedImage(w, h, &o);
-    if (!out) return 0;
     PlanWork(h);
-    ParallelRows(h, [&](int y0, int y1) {
+    // A height field is filled whole, so its picture is too.
+    RowSink* sink = heights ? nullptr : values.rows;
+    return PaintPicture(w, h, sink, [&](int y0, int y1, const PictureRows& o) {
         std::vector<double> u(w), n(w);
         std::vector<int> at(w);
         for (int x = 0; x < w; ++x) u[x] = (x + 0.5) * cellsX + shift;
@@ -167,8 +167,6 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
             }
         }
     });
-    UnlockImage(&o);
-    return out;
 }
 
 const KindDescriptor kAbsNoiseKind = {

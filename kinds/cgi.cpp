@@ -248,6 +248,7 @@ MemHandle RenderMember(MasterTextureRecord* rec, const RenderValues& values) {
     CgiRequestFromBlock(M, BlockAt(rec, CgiMemberKind(M).blockOffset), &r);
     NoiseImageMaps maps;
     maps.heights = values.height;
+    maps.rows = values.rows;
     if (values.tileable) {
         // Asked from outside the page, the tiled picture is also moved by a
         // fraction of itself that the seed chooses, so the seam does not sit

@@ -8,6 +8,7 @@
 #include "core/detmath.h"
 #include "core/image.h"
 #include "core/parallel.h"
+#include "core/picture_rows.h"
 #include "core/random.h"
 #include "kind/page_fields.h"
 #include "kinds/clouds/clouds_lanes.h"
@@ -328,29 +329,72 @@ struct Scene {
     }
 };
 
-void DrawStars(const ImageView& o, Rng& rng, long long count, double size) {
+// The stars, drawn on black before the planet: each a small disc at a
+// random place, brighter at its centre, added to what lies beneath.
+struct Star {
+    int x, y, reach;
+    double bright, r;
+    Rgb tint;
+};
+
+// A picture's stars in the order they are drawn, and for each band of
+// kStarBand rows the stars that touch it, in that order, so rows are drawn
+// a band at a time with every pixel's sums in the same order.
+constexpr int kStarBand = 16;
+struct Starfield {
+    std::vector<Star> stars;
+    std::vector<std::vector<int>> bands;
+};
+
+Starfield PlaceStars(int width, int depth, Rng& rng, long long count, double size) {
+    static const Rgb kTints[4] = {
+        {255, 255, 255}, {200, 220, 255}, {255, 236, 200}, {255, 210, 170}};
+    Starfield f;
+    f.stars.reserve(std::size_t(count));
+    f.bands.resize(std::size_t(depth + kStarBand - 1) / kStarBand);
     for (long long s = 0; s < count; ++s) {
-        const int x = TruncToInt(rng.Next() / 32768.0 * o.width);
-        const int y = TruncToInt(rng.Next() / 32768.0 * o.depth);
+        Star star;
+        star.x = TruncToInt(rng.Next() / 32768.0 * width);
+        star.y = TruncToInt(rng.Next() / 32768.0 * depth);
         const double m = rng.Next() / 32767.0;
-        const double bright = 0.3 + 0.7 * m * m * m * m * m * m;
-        static const Rgb kTints[4] = {
-            {255, 255, 255}, {200, 220, 255}, {255, 236, 200}, {255, 210, 170}};
-        const Rgb tint = kTints[rng.Next() & 3];
-        const double r = (0.8 + 1.6 * bright) * size;
-        const int reach = TruncToInt(r) + 1;
-        for (int j = -reach; j <= reach; ++j)
-            for (int i = -reach; i <= reach; ++i) {
-                const int px = x + i, py = y + j;
-                if (px < 0 || py < 0 || px >= o.width || py >= o.depth) continue;
-                const double d = std::sqrt(double(i * i + j * j)) / r;
-                if (d >= 1) continue;
-                const double k = bright * (1 - d) * (1 - d);
-                std::uint8_t* p = o.Row(py) + 3 * px;
-                p[0] = Byte(p[0] + k * tint.b);
-                p[1] = Byte(p[1] + k * tint.g);
-                p[2] = Byte(p[2] + k * tint.r);
+        star.bright = 0.3 + 0.7 * m * m * m * m * m * m;
+        star.tint = kTints[rng.Next() & 3];
+        star.r = (0.8 + 1.6 * star.bright) * size;
+        star.reach = TruncToInt(star.r) + 1;
+        const int first = std::max(0, star.y - star.reach) / kStarBand;
+        const int last = std::min(depth - 1, star.y + star.reach) / kStarBand;
+        for (int b = first; b <= last; ++b) f.bands[std::size_t(b)].push_back(int(s));
+        f.stars.push_back(star);
+    }
+    return f;
+}
+
+// Rows y0 .. y1 - 1: black, then the stars that reach them.
+void DrawStarRows(const Starfield& f, int y0, int y1, const PictureRows& o, int depth) {
+    const int width = o.band.width;
+    for (int y = y0; y < y1; ++y) std::memset(o.Row(y), 0, std::size_t(width) * 3);
+    for (int b = y0 / kStarBand; b * kStarBand < y1; ++b) {
+        // This band's rows among y0 .. y1 - 1; every row is drawn under
+        // one band only.
+        const int top = std::max(y0, b * kStarBand), bottom = std::min(y1, (b + 1) * kStarBand);
+        for (const int s : f.bands[std::size_t(b)]) {
+            const Star& star = f.stars[std::size_t(s)];
+            for (int j = -star.reach; j <= star.reach; ++j) {
+                const int py = star.y + j;
+                if (py < top || py >= bottom || py >= depth) continue;
+                for (int i = -star.reach; i <= star.reach; ++i) {
+                    const int px = star.x + i;
+                    if (px < 0 || px >= width) continue;
+                    const double d = std::sqrt(double(i * i + j * j)) / star.r;
+                    if (d >= 1) continue;
+                    const double k = star.bright * (1 - d) * (1 - d);
+                    std::uint8_t* p = o.Row(py) + 3 * px;
+                    p[0] = Byte(p[0] + k * star.tint.b);
+                    p[1] = Byte(p[1] + k * star.tint.g);
+                    p[2] = Byte(p[2] + k * star.tint.r);
+                }
             }
+        }
     }
 }
 
@@ -510,151 +554,147 @@ void SetLevels(const CloudsParameters& b, Planet* pl) {
 // field at all the sunlit points of the run at once, then their colours.
 constexpr int kRun = 256;
 
-void DrawPlanet(const ImageView& o, const Scene& sc) {
-    const int w = o.width, h = o.depth;
+// Rows y0 .. y1 - 1 of the planet, its glow and the space around it, over
+// the stars.
+void DrawPlanetRows(int y0, int y1, const PictureRows& o, const Scene& sc) {
+    const int w = o.band.width;
     const double reach = sc.radius * (1 + (sc.atmosphere ? 6 * sc.air : 0)) + 2;
     const Planet& pl = sc.planet;
-    PlanWork(h);
-    ParallelRows(h, [&](int y0, int y1) {
-        // The run's sunlit points: where they go, what lies behind them, and
-        // how much of their pixel the disc covers.
-        FieldPoints lit(kRun), climate(kRun), frost(kRun);
-        const std::size_t room = lit.out.size();
-        std::vector<float> base(room), detail(room), broad(room), streaks(room), dry(room),
-            ice(room);
-        int at[kRun], climateOf[kRun], frostOf[kRun], glowOf[kRun];
-        double distance[kRun], across[kRun], coverage[kRun];
-        Rgb space[kRun];
-        constexpr int kRoom = kRun + kMaxDoubleLanes;
-        double glowD[kRoom], glowX[kRoom], glowY[kRoom], glowR[kRoom], glowG[kRoom], glowB[kRoom];
-        Vec normal[kRun];
-        Rgb behind[kRun];
-        double coverOf[kRun], lightOf[kRun];
-        for (int y = y0; y < y1; ++y) {
-            std::uint8_t* row = o.Row(y);
-            const double dy = sc.cy - (y + 0.5);
-            for (int x0 = 0; x0 < w; x0 += kRun) {
-                const int x1 = std::min(w, x0 + kRun);
-                lit.count = 0;
-                // Which pixels of the run the glow reaches, and how far out.
-                int glows = 0;
-                for (int x = x0; x < x1; ++x) {
-                    const int j = x - x0;
-                    std::uint8_t* px = row + 3 * x;
-                    const double dx = (x + 0.5) - sc.cx;
-                    const double d2 = dx * dx + dy * dy;
-                    const Rgb back =
-                        Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
-                    if (d2 > reach * reach) {
-                        px[0] = Byte(back.b);
-                        px[1] = Byte(back.g);
-                        px[2] = Byte(back.r);
-                        distance[j] = -1;
-                        continue;
-                    }
-                    const double d = std::sqrt(d2);
-                    // Coverage of the pixel by the disc, for a smooth edge.
-                    const double cover = std::clamp(sc.radius - d + 0.5, 0.0, 1.0);
-                    distance[j] = d;
-                    across[j] = dx;
-                    coverage[j] = cover;
-                    space[j] = back;
-                    glowOf[j] = -1;
-                    if (sc.atmosphere && cover < 1 && d > 0) {
-                        glowOf[j] = glows;
-                        glowD[glows] = std::max(d, sc.radius);
-                        glowX[glows] = dx;
-                        glowY[glows] = dy;
-                        ++glows;
-                    }
+    // The run's sunlit points: where they go, what lies behind them, and
+    // how much of their pixel the disc covers.
+    FieldPoints lit(kRun), climate(kRun), frost(kRun);
+    const std::size_t room = lit.out.size();
+    std::vector<float> base(room), detail(room), broad(room), streaks(room), dry(room), ice(room);
+    int at[kRun], climateOf[kRun], frostOf[kRun], glowOf[kRun];
+    double distance[kRun], across[kRun], coverage[kRun];
+    Rgb space[kRun];
+    constexpr int kRoom = kRun + kMaxDoubleLanes;
+    double glowD[kRoom], glowX[kRoom], glowY[kRoom], glowR[kRoom], glowG[kRoom], glowB[kRoom];
+    Vec normal[kRun];
+    Rgb behind[kRun];
+    double coverOf[kRun], lightOf[kRun];
+    for (int y = y0; y < y1; ++y) {
+        std::uint8_t* row = o.Row(y);
+        const double dy = sc.cy - (y + 0.5);
+        for (int x0 = 0; x0 < w; x0 += kRun) {
+            const int x1 = std::min(w, x0 + kRun);
+            lit.count = 0;
+            // Which pixels of the run the glow reaches, and how far out.
+            int glows = 0;
+            for (int x = x0; x < x1; ++x) {
+                const int j = x - x0;
+                std::uint8_t* px = row + 3 * x;
+                const double dx = (x + 0.5) - sc.cx;
+                const double d2 = dx * dx + dy * dy;
+                const Rgb back = Add(sc.spaceColour, {double(px[2]), double(px[1]), double(px[0])});
+                if (d2 > reach * reach) {
+                    px[0] = Byte(back.b);
+                    px[1] = Byte(back.g);
+                    px[2] = Byte(back.r);
+                    distance[j] = -1;
+                    continue;
                 }
-                if (glows > 0) {
-                    for (int i = glows; i < glows + kMaxDoubleLanes; ++i) {
-                        glowD[i] = glowD[glows - 1];
-                        glowX[i] = glowX[glows - 1];
-                        glowY[i] = glowY[glows - 1];
-                    }
-                    CloudHaloKernel()({glowD, glowX, glowY, glows, sc.radius, sc.air, sc.sun.x,
-                                       sc.sun.y, sc.sun.z, sc.airColour.r, sc.airColour.g,
-                                       sc.airColour.b, glowR, glowG, glowB});
-                }
-                for (int x = x0; x < x1; ++x) {
-                    const int j = x - x0;
-                    const double d = distance[j];
-                    if (d < 0) continue;
-                    std::uint8_t* px = row + 3 * x;
-                    const double dx = across[j], cover = coverage[j];
-                    Rgb back = space[j];
-                    if (glowOf[j] >= 0) {
-                        const int g = glowOf[j];
-                        back = Add(back, Rgb{glowR[g], glowG[g], glowB[g]});
-                    }
-                    Rgb c = back;
-                    if (cover > 0) {
-                        const double r = std::min(d, sc.radius) / sc.radius;
-                        const double nz = std::sqrt(std::max(0.0, 1 - r * r));
-                        const double k = d > 0 ? r / d : 0;
-                        const Vec n{dx * k, dy * k, nz};
-                        const double light = Dot(n, sc.sun);
-                        if (light > -0.15) {
-                            // Coloured once the run's fields are known.
-                            const int i = lit.count;
-                            at[i] = x;
-                            normal[i] = n;
-                            behind[i] = back;
-                            coverOf[i] = cover;
-                            lightOf[i] = light;
-                            lit.Add(pl.ToBody(n));
-                            continue;
-                        }
-                        // Night: nothing of the surface shows, only the haze.
-                        c = Mix(back, sc.Haze(Rgb{0, 0, 0}, n, light), cover);
-                    }
-                    px[0] = Byte(c.b);
-                    px[1] = Byte(c.g);
-                    px[2] = Byte(c.r);
-                }
-                if (lit.count == 0) continue;
-                climate.count = frost.count = 0;
-                if (pl.hasLand) {
-                    pl.HeightFields(lit, base.data(), detail.data());
-                    for (int i = 0; i < lit.count; ++i) {
-                        climateOf[i] = -1;
-                        if (!sc.NeedsClimate(Planet::Height(base[i], detail[i]))) continue;
-                        climateOf[i] = climate.count;
-                        climate.Add({lit.x[i], lit.y[i], lit.z[i]});
-                    }
-                    climate.FieldAt(pl.field, pl.scale * 0.3, 0.77, false, dry.data());
-                }
-                for (int i = 0; i < lit.count; ++i) {
-                    frostOf[i] = -1;
-                    if (!sc.NeedsFrost({lit.x[i], lit.y[i], lit.z[i]})) continue;
-                    frostOf[i] = frost.count;
-                    frost.Add({lit.x[i], lit.y[i], lit.z[i]});
-                }
-                frost.FieldAt(pl.field, 2.0, 0.7, false, ice.data());
-                pl.CloudFields(lit, broad.data(), streaks.data());
-                for (int i = 0; i < lit.count; ++i) {
-                    Scene::Fields f;
-                    if (pl.hasLand) {
-                        f.base = base[i];
-                        f.detail = detail[i];
-                        if (climateOf[i] >= 0) f.climate = dry[climateOf[i]];
-                    }
-                    if (frostOf[i] >= 0) f.frost = ice[frostOf[i]];
-                    f.broad = broad[i];
-                    f.streaks = streaks[i];
-                    const Vec p{lit.x[i], lit.y[i], lit.z[i]};
-                    const Rgb c =
-                        Mix(behind[i], sc.Surface(normal[i], p, lightOf[i], f), coverOf[i]);
-                    std::uint8_t* px = row + 3 * at[i];
-                    px[0] = Byte(c.b);
-                    px[1] = Byte(c.g);
-                    px[2] = Byte(c.r);
+                const double d = std::sqrt(d2);
+                // Coverage of the pixel by the disc, for a smooth edge.
+                const double cover = std::clamp(sc.radius - d + 0.5, 0.0, 1.0);
+                distance[j] = d;
+                across[j] = dx;
+                coverage[j] = cover;
+                space[j] = back;
+                glowOf[j] = -1;
+                if (sc.atmosphere && cover < 1 && d > 0) {
+                    glowOf[j] = glows;
+                    glowD[glows] = std::max(d, sc.radius);
+                    glowX[glows] = dx;
+                    glowY[glows] = dy;
+                    ++glows;
                 }
             }
+            if (glows > 0) {
+                for (int i = glows; i < glows + kMaxDoubleLanes; ++i) {
+                    glowD[i] = glowD[glows - 1];
+                    glowX[i] = glowX[glows - 1];
+                    glowY[i] = glowY[glows - 1];
+                }
+                CloudHaloKernel()({glowD, glowX, glowY, glows, sc.radius, sc.air, sc.sun.x,
+                                   sc.sun.y, sc.sun.z, sc.airColour.r, sc.airColour.g,
+                                   sc.airColour.b, glowR, glowG, glowB});
+            }
+            for (int x = x0; x < x1; ++x) {
+                const int j = x - x0;
+                const double d = distance[j];
+                if (d < 0) continue;
+                std::uint8_t* px = row + 3 * x;
+                const double dx = across[j], cover = coverage[j];
+                Rgb back = space[j];
+                if (glowOf[j] >= 0) {
+                    const int g = glowOf[j];
+                    back = Add(back, Rgb{glowR[g], glowG[g], glowB[g]});
+                }
+                Rgb c = back;
+                if (cover > 0) {
+                    const double r = std::min(d, sc.radius) / sc.radius;
+                    const double nz = std::sqrt(std::max(0.0, 1 - r * r));
+                    const double k = d > 0 ? r / d : 0;
+                    const Vec n{dx * k, dy * k, nz};
+                    const double light = Dot(n, sc.sun);
+                    if (light > -0.15) {
+                        // Coloured once the run's fields are known.
+                        const int i = lit.count;
+                        at[i] = x;
+                        normal[i] = n;
+                        behind[i] = back;
+                        coverOf[i] = cover;
+                        lightOf[i] = light;
+                        lit.Add(pl.ToBody(n));
+                        continue;
+                    }
+                    // Night: nothing of the surface shows, only the haze.
+                    c = Mix(back, sc.Haze(Rgb{0, 0, 0}, n, light), cover);
+                }
+                px[0] = Byte(c.b);
+                px[1] = Byte(c.g);
+                px[2] = Byte(c.r);
+            }
+            if (lit.count == 0) continue;
+            climate.count = frost.count = 0;
+            if (pl.hasLand) {
+                pl.HeightFields(lit, base.data(), detail.data());
+                for (int i = 0; i < lit.count; ++i) {
+                    climateOf[i] = -1;
+                    if (!sc.NeedsClimate(Planet::Height(base[i], detail[i]))) continue;
+                    climateOf[i] = climate.count;
+                    climate.Add({lit.x[i], lit.y[i], lit.z[i]});
+                }
+                climate.FieldAt(pl.field, pl.scale * 0.3, 0.77, false, dry.data());
+            }
+            for (int i = 0; i < lit.count; ++i) {
+                frostOf[i] = -1;
+                if (!sc.NeedsFrost({lit.x[i], lit.y[i], lit.z[i]})) continue;
+                frostOf[i] = frost.count;
+                frost.Add({lit.x[i], lit.y[i], lit.z[i]});
+            }
+            frost.FieldAt(pl.field, 2.0, 0.7, false, ice.data());
+            pl.CloudFields(lit, broad.data(), streaks.data());
+            for (int i = 0; i < lit.count; ++i) {
+                Scene::Fields f;
+                if (pl.hasLand) {
+                    f.base = base[i];
+                    f.detail = detail[i];
+                    if (climateOf[i] >= 0) f.climate = dry[climateOf[i]];
+                }
+                if (frostOf[i] >= 0) f.frost = ice[frostOf[i]];
+                f.broad = broad[i];
+                f.streaks = streaks[i];
+                const Vec p{lit.x[i], lit.y[i], lit.z[i]};
+                const Rgb c = Mix(behind[i], sc.Surface(normal[i], p, lightOf[i], f), coverOf[i]);
+                std::uint8_t* px = row + 3 * at[i];
+                px[0] = Byte(c.b);
+                px[1] = Byte(c.g);
+                px[2] = Byte(c.r);
+            }
         }
-    });
+    }
 }
 
 }  // namespace
@@ -683,11 +723,7 @@ MemHandle CloudsRender(MasterTextureRecord* rec, const RenderValues& values) {
     pl.field.f = static_cast<const float*>(MemLock(fieldBlock));
     pl.field.n = 1 << bits;
     pl.field.bits = bits;
-    MemHandle out = pl.field.f ? NewImage(w, h) : 0;
-    ImageView o;
-    if (!out || !LockImage(out, &o)) {
-        MemFree(out);
-        if (pl.field.f) MemUnlock(fieldBlock);
+    if (!pl.field.f) {
         MemFree(fieldBlock);
         return 0;
     }
@@ -698,9 +734,14 @@ MemHandle CloudsRender(MasterTextureRecord* rec, const RenderValues& values) {
     rng.Seed(seed);
     const double shorter = std::min(w, h);
     const long long stars = (long long)std::clamp(int(b->stars), 0, 5000) * w / 1000 * h / 1000;
-    DrawStars(o, rng, stars, std::max(1.0, std::sqrt(shorter / 700.0)));
-    DrawPlanet(o, sc);
-    UnlockImage(&o);
+    const Starfield starfield =
+        PlaceStars(w, h, rng, stars, std::max(1.0, std::sqrt(shorter / 700.0)));
+    PlanWork(h);
+    const MemHandle out =
+        PaintPicture(w, h, values.rows, [&](int y0, int y1, const PictureRows& o) {
+            DrawStarRows(starfield, y0, y1, o, h);
+            DrawPlanetRows(y0, y1, o, sc);
+        });
     MemUnlock(fieldBlock);
     MemFree(fieldBlock);
     return out;

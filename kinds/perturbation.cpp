@@ -11,6 +11,7 @@
 #include "core/image.h"
 #include "core/packed.h"
 #include "core/parallel.h"
+#include "core/picture_rows.h"
 #include "kind/page_fields.h"
 #include "synth/noise2d.h"
 
@@ -288,17 +289,12 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
 
     FountainToColourTable(b->fountain, rec->colourTable);
     const std::uint8_t* table = rec->colourTable;
-    ImageView o;
-    MemHandle out = NewLockedImage(w, h, &o);
-    if (!out) return 0;
-    PlanWork(h);
     HeightField* heights = values.height;
-    if (heights && !heights->Resize(w, h)) {
-        UnlockImage(&o);
-        MemFree(out);
-        return 0;
-    }
-    ParallelRows(h, [&](int y0, int y1) {
+    if (heights && !heights->Resize(w, h)) return 0;
+    PlanWork(h);
+    // A height field is filled whole, so its picture is too.
+    RowSink* sink = heights ? nullptr : values.rows;
+    return PaintPicture(w, h, sink, [&](int y0, int y1, const PictureRows& o) {
         // The noise of a row at (u, v), and for checks a long way off too,
         // so the two displacements are unrelated.
         std::vector<double> u(w), far(w), n(w), m(w);
@@ -330,8 +326,6 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
                      entry.data());
         }
     });
-    UnlockImage(&o);
-    return out;
 }
 
 const KindDescriptor kPerturbationKind = {

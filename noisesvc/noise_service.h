@@ -4,6 +4,7 @@
 #pragma once
 
 #include "core/height_field.h"
+#include "core/picture_rows.h"
 #include "core/platform.h"
 #include "noisesvc/noise_request.h"
 
@@ -18,12 +19,16 @@ struct NoiseImageMaps {
     // The picture moved by these fractions of its size (with a tileable
     // request, where its seam falls).
     double shiftX = 0, shiftY = 0;
+    // When given (and no heights are asked for), the picture is handed here
+    // a band of rows at a time as it is made, and no image is returned.
+    RowSink* rows = nullptr;
 };
 
 // A new Size x Size 24-bit image block for the request, or 0 when the
 // request is bad (unknown or reserved kind, Size 0 or above 32760, a
 // frequency or power that is not a positive finite number in range) or
-// memory runs out. The request is read during the call only.
+// memory runs out (0 as well when the picture went to maps.rows). The
+// request is read during the call only.
 MemHandle CreateNoiseImage(const NoiseImageRequest* request, const NoiseImageMaps& maps = {});
 
 }  // namespace tsn

@@ -155,6 +155,229 @@ void PickCells(const CellTable& t, const double* U, const double* V, int n, doub
     }
 }
 
+// Floor of sixteen floats as 32-bit integers (FloorOf in lanes).
+[[gnu::always_inline]] inline __m512i FloorSixteen(__m512 v) {
+    const __m512i i = _mm512_cvttps_epi32(v);
+    const __mmask16 above = _mm512_cmp_ps_mask(_mm512_cvtepi32_ps(i), v, _CMP_GT_OQ);
+    return _mm512_sub_epi32(i, _mm512_maskz_set1_epi32(above, 1));
+}
+
+// FadeOf and LerpOf in lanes, operation for operation.
+template <bool Quintic>
+[[gnu::always_inline]] inline __m512 FadeSixteen(__m512 t) {
+    if constexpr (Quintic) {
+        const __m512 inner = _mm512_add_ps(
+            _mm512_mul_ps(
+                t, _mm512_sub_ps(_mm512_mul_ps(t, _mm512_set1_ps(6.0f)), _mm512_set1_ps(15.0f))),
+            _mm512_set1_ps(10.0f));
+        return _mm512_mul_ps(_mm512_mul_ps(_mm512_mul_ps(t, t), t), inner);
+    } else {
+        return _mm512_mul_ps(
+            _mm512_mul_ps(t, t),
+            _mm512_sub_ps(_mm512_set1_ps(3.0f), _mm512_mul_ps(_mm512_set1_ps(2.0f), t)));
+    }
+}
+[[gnu::always_inline]] inline __m512 LerpSixteen(__m512 t, __m512 a, __m512 b) {
+    return _mm512_add_ps(a, _mm512_mul_ps(t, _mm512_sub_ps(b, a)));
+}
+
+// Sixteen samples of a float row table. When their entries lie within
+// thirty-two of the first one's (a row crosses far fewer columns than it
+// has samples), two loads and a permutation over both pick them in
+// registers; otherwise they are gathered.
+template <bool Quintic>
+[[gnu::always_inline]] inline __m512 PickRowSixteen(const FloatRowTable& r, __m512 x) {
+    const __m512i ix = FloorSixteen(x);
+    const __m512 fx = _mm512_sub_ps(x, _mm512_cvtepi32_ps(ix));
+    const __m512 gx = _mm512_sub_ps(fx, _mm512_set1_ps(1.0f));
+    const __m512 u = FadeSixteen<Quintic>(fx);
+    const __m512i k = _mm512_sub_epi32(ix, _mm512_set1_epi32(r.lo));
+    const int base = _mm512_reduce_min_epi32(k);
+    __m512 a0, a0n, b0, b0n, a1, a1n, b1, b1n;  // at k and k + 1 (n)
+    if (_mm512_reduce_max_epi32(k) - base < 31) {
+        const __m512i at = _mm512_sub_epi32(k, _mm512_set1_epi32(base));
+        const __m512i next = _mm512_add_epi32(at, _mm512_set1_epi32(1));
+        auto pick = [&](const float* t, __m512* here, __m512* after) {
+            const __m512 lo = _mm512_loadu_ps(t + base), hi = _mm512_loadu_ps(t + base + 16);
+            *here = _mm512_permutex2var_ps(lo, at, hi);
+            *after = _mm512_permutex2var_ps(lo, next, hi);
+        };
+        pick(r.a0, &a0, &a0n);
+        pick(r.b0, &b0, &b0n);
+        pick(r.a1, &a1, &a1n);
+        pick(r.b1, &b1, &b1n);
+    } else {
+        const __m512i next = _mm512_add_epi32(k, _mm512_set1_epi32(1));
+        auto gather = [&](const float* t, __m512* here, __m512* after) {
+            *here = _mm512_i32gather_ps(k, t, 4);
+            *after = _mm512_i32gather_ps(next, t, 4);
+        };
+        gather(r.a0, &a0, &a0n);
+        gather(r.b0, &b0, &b0n);
+        gather(r.a1, &a1, &a1n);
+        gather(r.b1, &b1, &b1n);
+    }
+    const __m512 n00 = _mm512_add_ps(_mm512_mul_ps(a0, fx), b0);
+    const __m512 n10 = _mm512_add_ps(_mm512_mul_ps(a0n, gx), b0n);
+    const __m512 n01 = _mm512_add_ps(_mm512_mul_ps(a1, fx), b1);
+    const __m512 n11 = _mm512_add_ps(_mm512_mul_ps(a1n, gx), b1n);
+    const __m512 n0 = LerpSixteen(u, n00, n10), n1 = LerpSixteen(u, n01, n11);
+    return LerpSixteen(_mm512_set1_ps(r.v), n0, n1);
+}
+
+template <bool Quintic>
+void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) {
+    int i = 0;
+    for (; i + 16 <= n; i += 16)
+        _mm512_storeu_ps(out + i, PickRowSixteen<Quintic>(r, _mm512_loadu_ps(X + i)));
+    if (i < n) {
+        // The last few: lanes past the end repeat the last sample and are
+        // not stored.
+        const __mmask16 m = __mmask16((1u << (n - i)) - 1);
+        const __m512 x = _mm512_mask_loadu_ps(_mm512_set1_ps(X[n - 1]), m, X + i);
+        _mm512_mask_storeu_ps(out + i, m, PickRowSixteen<Quintic>(r, x));
+    }
+}
+
+// A corner's ramp at the sample: gradX * dx + gradY * dy.
+[[gnu::always_inline]] inline __m512 RampSixteen(__m512 gradX, __m512 dx, __m512 gradY, __m512 dy) {
+    return _mm512_add_ps(_mm512_mul_ps(gradX, dx), _mm512_mul_ps(gradY, dy));
+}
+
+// Sixteen samples of a gradient block table. When they lie in two
+// neighbouring rows of cells and within 31 columns (a warped row's
+// neighbours mostly do), each table row they need is loaded once, 32
+// entries from their least column, and permuted into the lanes; otherwise
+// the entries are gathered.
+template <bool Quintic>
+[[gnu::always_inline]] inline __m512 PickBlockSixteen(const GradientTable& t, __m512 x, __m512 y) {
+    const __m512i ix = FloorSixteen(x), iy = FloorSixteen(y);
+    const __m512 fx = _mm512_sub_ps(x, _mm512_cvtepi32_ps(ix));
+    const __m512 fy = _mm512_sub_ps(y, _mm512_cvtepi32_ps(iy));
+    const __m512 u = FadeSixteen<Quintic>(fx), v = FadeSixteen<Quintic>(fy);
+    const __m512 gx = _mm512_sub_ps(fx, _mm512_set1_ps(1.0f));
+    const __m512 gy = _mm512_sub_ps(fy, _mm512_set1_ps(1.0f));
+    const __m512i col = _mm512_sub_epi32(ix, _mm512_set1_epi32(t.lo));
+    const __m512i row = _mm512_sub_epi32(iy, _mm512_set1_epi32(t.jlo));
+    const int c0 = _mm512_reduce_min_epi32(col), r0 = _mm512_reduce_min_epi32(row);
+    const int r1 = _mm512_reduce_max_epi32(row);
+    // Corner gradients by (column, row) offset from the sample's cell.
+    __m512 x00, y00, x10, y10, x01, y01, x11, y11;
+    if (_mm512_reduce_max_epi32(col) - c0 < 31 && r1 - r0 <= 1) {
+        const __m512i at = _mm512_sub_epi32(col, _mm512_set1_epi32(c0));
+        const __m512i next = _mm512_add_epi32(at, _mm512_set1_epi32(1));
+        const __mmask16 upper = _mm512_cmpeq_epi32_mask(row, _mm512_set1_epi32(r0 + 1));
+        auto rowPick = [&](const float* table, int r, __m512i i) {
+            const float* p = table + r * t.width + c0;
+            return _mm512_permutex2var_ps(_mm512_loadu_ps(p), i, _mm512_loadu_ps(p + 16));
+        };
+        // A lane in row r0 reads table rows r0 and r0 + 1; one in r0 + 1
+        // reads r0 + 1 and r0 + 2.
+        auto corners = [&](const float* table, __m512i i, __m512* below, __m512* above) {
+            const __m512 a = rowPick(table, r0, i), b = rowPick(table, r0 + 1, i);
+            if (r1 == r0) {
+                *below = a, *above = b;
+                return;
+            }
+            const __m512 c = rowPick(table, r0 + 2, i);
+            *below = _mm512_mask_blend_ps(upper, a, b);
+            *above = _mm512_mask_blend_ps(upper, b, c);
+        };
+        corners(t.x, at, &x00, &x01);
+        corners(t.y, at, &y00, &y01);
+        corners(t.x, next, &x10, &x11);
+        corners(t.y, next, &y10, &y11);
+    } else {
+        const __m512i w = _mm512_set1_epi32(t.width);
+        const __m512i k = _mm512_add_epi32(_mm512_mullo_epi32(row, w), col);
+        const __m512i k1 = _mm512_add_epi32(k, _mm512_set1_epi32(1));
+        const __m512i kw = _mm512_add_epi32(k, w), kw1 = _mm512_add_epi32(k1, w);
+        x00 = _mm512_i32gather_ps(k, t.x, 4), y00 = _mm512_i32gather_ps(k, t.y, 4);
+        x10 = _mm512_i32gather_ps(k1, t.x, 4), y10 = _mm512_i32gather_ps(k1, t.y, 4);
+        x01 = _mm512_i32gather_ps(kw, t.x, 4), y01 = _mm512_i32gather_ps(kw, t.y, 4);
+        x11 = _mm512_i32gather_ps(kw1, t.x, 4), y11 = _mm512_i32gather_ps(kw1, t.y, 4);
+    }
+    const __m512 n0 = LerpSixteen(u, RampSixteen(x00, fx, y00, fy), RampSixteen(x10, gx, y10, fy));
+    const __m512 n1 = LerpSixteen(u, RampSixteen(x01, fx, y01, gy), RampSixteen(x11, gx, y11, gy));
+    return LerpSixteen(v, n0, n1);
+}
+
+template <bool Quintic>
+void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out) {
+    int i = 0;
+    for (; i + 16 <= n; i += 16)
+        _mm512_storeu_ps(
+            out + i, PickBlockSixteen<Quintic>(t, _mm512_loadu_ps(X + i), _mm512_loadu_ps(Y + i)));
+    if (i < n) {
+        // The last few: lanes past the end repeat the last sample and are
+        // not stored.
+        const __mmask16 m = __mmask16((1u << (n - i)) - 1);
+        const __m512 x = _mm512_mask_loadu_ps(_mm512_set1_ps(X[n - 1]), m, X + i);
+        const __m512 y = _mm512_mask_loadu_ps(_mm512_set1_ps(Y[n - 1]), m, Y + i);
+        _mm512_mask_storeu_ps(out + i, m, PickBlockSixteen<Quintic>(t, x, y));
+    }
+}
+
+// Sixteen samples of a power-cell table (PickPowerCellOne in lanes): the
+// winning and runner-up feature points among each one's 3 x 3 cells, kept
+// with the same comparisons and selections as Winners::Meet.
+[[gnu::always_inline]] inline void PickPowerSixteen(const PowerTable& t, const CellJob& job, int i,
+                                                    __mmask16 lanes) {
+    const __m512 x = _mm512_mask_loadu_ps(_mm512_set1_ps(job.x[i]), lanes, job.x + i);
+    const __m512 y = _mm512_mask_loadu_ps(_mm512_set1_ps(job.y[i]), lanes, job.y + i);
+    const __m512i ix = FloorSixteen(x), iy = FloorSixteen(y);
+    const __m512i w = _mm512_set1_epi32(t.width);
+    const __m512i at =
+        _mm512_add_epi32(_mm512_mullo_epi32(_mm512_sub_epi32(iy, _mm512_set1_epi32(t.jlo)), w),
+                         _mm512_sub_epi32(ix, _mm512_set1_epi32(t.lo)));
+    __m512 d1 = _mm512_set1_ps(1e30f), d2 = d1, x1 = _mm512_setzero_ps(), y1 = x1, x2 = x1, y2 = x1;
+    __m512i nearest = _mm512_setzero_si512(), second = nearest;
+    for (int dy = -1; dy <= 1; ++dy) {
+        const __m512 ry =
+            _mm512_sub_ps(_mm512_cvtepi32_ps(_mm512_add_epi32(iy, _mm512_set1_epi32(dy))), y);
+        for (int dx = -1; dx <= 1; ++dx) {
+            const __m512i k = _mm512_add_epi32(
+                at, _mm512_add_epi32(_mm512_mullo_epi32(_mm512_set1_epi32(dy + 1), w),
+                                     _mm512_set1_epi32(dx + 1)));
+            const __m512 cx = _mm512_cvtepi32_ps(_mm512_add_epi32(ix, _mm512_set1_epi32(dx)));
+            const __m512 ex = _mm512_sub_ps(_mm512_add_ps(cx, _mm512_i32gather_ps(k, t.x, 4)), x);
+            const __m512 ey = _mm512_add_ps(ry, _mm512_i32gather_ps(k, t.y, 4));
+            const __m512 d =
+                _mm512_sub_ps(_mm512_add_ps(_mm512_mul_ps(ex, ex), _mm512_mul_ps(ey, ey)),
+                              _mm512_i32gather_ps(k, t.weight, 4));
+            const __m512i h = _mm512_i32gather_epi32(k, t.entry, 4);
+            const __mmask16 first = _mm512_cmp_ps_mask(d, d1, _CMP_LT_OQ);
+            const __mmask16 runner = _mm512_kandn(first, _mm512_cmp_ps_mask(d, d2, _CMP_LT_OQ));
+            d2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, d2, d), d1);
+            x2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, x2, ex), x1);
+            y2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, y2, ey), y1);
+            second =
+                _mm512_mask_blend_epi32(first, _mm512_mask_blend_epi32(runner, second, h), nearest);
+            d1 = _mm512_mask_blend_ps(first, d1, d);
+            x1 = _mm512_mask_blend_ps(first, x1, ex);
+            y1 = _mm512_mask_blend_ps(first, y1, ey);
+            nearest = _mm512_mask_blend_epi32(first, nearest, h);
+        }
+    }
+    const __m512 gx = _mm512_sub_ps(x2, x1), gy = _mm512_sub_ps(y2, y1);
+    const __m512 gap = _mm512_sqrt_ps(_mm512_add_ps(_mm512_mul_ps(gx, gx), _mm512_mul_ps(gy, gy)));
+    const __m512 edge = _mm512_div_ps(
+        _mm512_sub_ps(d2, d1),
+        _mm512_add_ps(_mm512_mul_ps(_mm512_set1_ps(2.0f), gap), _mm512_set1_ps(1e-6f)));
+    _mm512_mask_storeu_epi32(job.cell + i, lanes, nearest);
+    _mm512_mask_storeu_epi32(job.next + i, lanes, second);
+    _mm512_mask_storeu_ps(job.ox + i, lanes, x1);
+    _mm512_mask_storeu_ps(job.oy + i, lanes, y1);
+    _mm512_mask_storeu_ps(job.edge + i, lanes, edge);
+}
+
+void PickPowerCells(const PowerTable& t, const CellJob& job) {
+    int i = 0;
+    for (; i + 16 <= job.n; i += 16) PickPowerSixteen(t, job, i, __mmask16(0xFFFF));
+    // The last few: lanes past the end repeat sample i and are not stored.
+    if (i < job.n) PickPowerSixteen(t, job, i, __mmask16((1u << (job.n - i)) - 1));
+}
+
 }  // namespace
 }  // namespace tsn
 

@@ -239,13 +239,174 @@ void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, cons
     }
 }
 
+// ---- float gradient noise along a row through a row table ----
+
+// The row table of float samples on one row, as RowTable is for doubles:
+// entry c belongs to lattice column lo + c, `a` holds the gradients' x
+// components and `b` their y terms at the lattice rows below (0) and above
+// (1) the samples.
+constexpr int kFloatRowSpare = 32;  // entries past the last, for whole-vector loads
+struct FloatRowTable {
+    int lo;
+    float v;  // the row's fade
+    alignas(64) float a0[kRowCells + kFloatRowSpare];
+    alignas(64) float b0[kRowCells + kFloatRowSpare];
+    alignas(64) float a1[kRowCells + kFloatRowSpare];
+    alignas(64) float b1[kRowCells + kFloatRowSpare];
+};
+
+// Lane by lane: each sample's column, offset and fade, its four corners
+// from the table and the blend, exactly as in LatticeLoop along a line.
+// Defined per instruction set.
+template <bool Quintic>
+void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out);
+
+// The same one sample at a time.
+template <bool Quintic>
+[[gnu::always_inline]] inline float PickGradientRowOne(const FloatRowTable& r, float x) {
+    const int ix = FloorOf(x);
+    const float fx = x - float(ix);
+    const float u = FadeOf<Quintic>(fx);
+    const int k = ix - r.lo;
+    const float n00 = r.a0[k] * fx + r.b0[k];
+    const float n10 = r.a0[k + 1] * (fx - 1.0f) + r.b0[k + 1];
+    const float n01 = r.a1[k] * fx + r.b1[k];
+    const float n11 = r.a1[k + 1] * (fx - 1.0f) + r.b1[k + 1];
+    const float n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+    return LerpOf(r.v, n0, n1);
+}
+
+// Float gradient noise at samples on the row y through a row table. False
+// (nothing done) when they span more columns than there are samples or
+// than the table holds.
+template <bool Quintic>
+bool GradientLine(const LatticeTables& f, const LatticeOctave& o, const float* X, float y, int n,
+                  float* out) {
+    int lo = FloorOf(X[0]), hi = lo;
+    for (int i = 1; i < n; ++i) {
+        const int ix = FloorOf(X[i]);
+        lo = ix < lo ? ix : lo;
+        hi = ix > hi ? ix : hi;
+    }
+    const long columns = long(hi) - lo + 2;
+    if (columns > n + 1 || columns > kRowCells) return false;
+    const bool wrap = o.periodX > 0;
+    const int iy = FloorOf(y);
+    const float fy = y - float(iy);
+    const int y0 = (wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
+    const int y1 = (wrap ? WrapOf(iy + 1, o.periodY) : iy + 1) + o.hashY;
+    FloatRowTable r;
+    r.lo = lo;
+    r.v = FadeOf<Quintic>(fy);
+    for (int c = 0; c < columns; ++c) {
+        const int x0 = (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX;
+        const int h0 = HashOf(f.perm, x0, y0), h1 = HashOf(f.perm, x0, y1);
+        r.a0[c] = f.gradX[h0], r.b0[c] = f.gradY[h0] * fy;
+        r.a1[c] = f.gradX[h1], r.b1[c] = f.gradY[h1] * (fy - 1.0f);
+    }
+    for (long c = columns; c < columns + kFloatRowSpare; ++c)
+        r.a0[c] = r.b0[c] = r.a1[c] = r.b1[c] = 0;
+    PickGradientRow<Quintic>(r, X, n, out);
+    return true;
+}
+
+// ---- float gradient noise through a block table ----
+
+// The gradients of a small block of lattice points, looked up once, in
+// rows of `width` from point (lo, jlo): a sample in cell (i, j) finds its
+// four corners at entry (j - jlo) * width + (i - lo), the next one, and the
+// two a row further.
+struct GradientTable {
+    int lo, jlo, width;
+    alignas(64) float x[kBlockCells + kFloatRowSpare];
+    alignas(64) float y[kBlockCells + kFloatRowSpare];
+};
+
+// Lane by lane: each sample's cell, offsets and fades, its four corners
+// from the table and the blend, exactly as in LatticeLoop. Defined per
+// instruction set.
+template <bool Quintic>
+void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out);
+
+// The same one sample at a time.
+template <bool Quintic>
+[[gnu::always_inline]] inline float PickGradientOne(const GradientTable& t, float x, float y) {
+    const int ix = FloorOf(x);
+    const float fx = x - float(ix);
+    const float u = FadeOf<Quintic>(fx);
+    const int iy = FloorOf(y);
+    const float fy = y - float(iy);
+    const float v = FadeOf<Quintic>(fy);
+    const int k = (iy - t.jlo) * t.width + (ix - t.lo), w = t.width;
+    const float n00 = t.x[k] * fx + t.y[k] * fy;
+    const float n10 = t.x[k + 1] * (fx - 1.0f) + t.y[k + 1] * fy;
+    const float n01 = t.x[k + w] * fx + t.y[k + w] * (fy - 1.0f);
+    const float n11 = t.x[k + w + 1] * (fx - 1.0f) + t.y[k + w + 1] * (fy - 1.0f);
+    const float n0 = LerpOf(u, n00, n10), n1 = LerpOf(u, n01, n11);
+    return LerpOf(v, n0, n1);
+}
+
+// Float gradient noise at samples that lie in a small block of cells (a
+// warped row's mostly do) through a block table. False (nothing done) when
+// the block has more points than the table holds or than two per sample.
+template <bool Quintic>
+bool GradientBlock(const LatticeTables& f, const LatticeOctave& o, const float* X, const float* Y,
+                   int n, float* out) {
+    int lo = FloorOf(X[0]), hi = lo, jlo = FloorOf(Y[0]), jhi = jlo;
+    for (int k = 1; k < n; ++k) {
+        const int i = FloorOf(X[k]), j = FloorOf(Y[k]);
+        lo = i < lo ? i : lo;
+        hi = i > hi ? i : hi;
+        jlo = j < jlo ? j : jlo;
+        jhi = j > jhi ? j : jhi;
+    }
+    const long columns = long(hi) - lo + 2, rows = long(jhi) - jlo + 2;  // and the next corners
+    if (columns * rows > kBlockCells || columns * rows > 2L * n + 4) return false;
+    GradientTable t;
+    t.lo = lo;
+    t.jlo = jlo;
+    t.width = int(columns);
+    const bool wrap = o.periodX > 0;
+    for (int r = 0; r < rows; ++r) {
+        const int cy = (wrap ? WrapOf(jlo + r, o.periodY) : jlo + r) + o.hashY;
+        for (int c = 0; c < columns; ++c) {
+            const int h = HashOf(f.perm, (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX, cy);
+            t.x[r * columns + c] = f.gradX[h];
+            t.y[r * columns + c] = f.gradY[h];
+        }
+    }
+    for (long c = rows * columns; c < rows * columns + kFloatRowSpare; ++c) t.x[c] = t.y[c] = 0;
+    PickGradients<Quintic>(t, X, Y, n, out);
+    return true;
+}
+
 void GradientRowOf(const GradientJob& job) {
+    const LatticeTables& t = *job.tables;
+    const LatticeOctave& o = job.octave;
+    if (job.n > 0) {
+        const bool done =
+            job.line ? (job.quintic ? GradientLine<true>(t, o, job.x, job.y[0], job.n, job.out)
+                                    : GradientLine<false>(t, o, job.x, job.y[0], job.n, job.out))
+                     : (job.quintic ? GradientBlock<true>(t, o, job.x, job.y, job.n, job.out)
+                                    : GradientBlock<false>(t, o, job.x, job.y, job.n, job.out));
+        if (done) return;
+    }
+    // A warped batch strewn over too many cells for one table is taken in
+    // halves, whose samples lie closer together; each sample's value is
+    // the same whichever way it is reached.
+    if (!job.line && job.n >= 64) {
+        const int half = job.n / 2;
+        GradientJob first = job, second = job;
+        first.n = half;
+        second.x += half, second.y += half, second.out += half, second.n -= half;
+        GradientRowOf(first);
+        GradientRowOf(second);
+        return;
+    }
     if (job.quintic)
-        LatticeRow<float, true, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
-                                       job.out);
+        LatticeRow<float, true, false>(t, o, job.x, job.y, job.line, job.n, job.out);
     else
-        LatticeRow<float, false, false>(*job.tables, job.octave, job.x, job.y, job.line, job.n,
-                                        job.out);
+        LatticeRow<float, false, false>(t, o, job.x, job.y, job.line, job.n, job.out);
 }
 
 // ---- cells ----
@@ -311,10 +472,43 @@ void PowerCellsLoop(const CellJob& job) {
     }
 }
 
+// The entries, jitters and weights of a small block of cells and a cell
+// around it, looked up once, in rows of `width` from cell (lo - 1, jlo - 1):
+// a sample in cell (i, j) finds its 3 x 3 from entry (j - jlo) * width +
+// (i - lo) on.
+struct PowerTable {
+    int lo, jlo, width;
+    alignas(64) int entry[kBlockCells];
+    alignas(64) float x[kBlockCells];
+    alignas(64) float y[kBlockCells];
+    alignas(64) float weight[kBlockCells];
+};
+
+// Sample i of the job through the table, as PowerCellsLoop finds it.
+[[gnu::always_inline]] inline void PickPowerCellOne(const PowerTable& t, const CellJob& job,
+                                                    int i) {
+    const float x = job.x[i], y = job.y[i];
+    const int ix = FloorOf(x), iy = FloorOf(y);
+    const int at = (iy - t.jlo) * t.width + (ix - t.lo);
+    Winners best;
+#pragma GCC unroll 3
+    for (int dy = -1; dy <= 1; ++dy) {
+        const float ry = float(iy + dy) - y;
+#pragma GCC unroll 3
+        for (int dx = -1; dx <= 1; ++dx) {
+            const int k = at + (dy + 1) * t.width + dx + 1;
+            const float ex = float(ix + dx) + t.x[k] - x, ey = ry + t.y[k];
+            best.Meet(t.entry[k], ex, ey, ex * ex + ey * ey - t.weight[k]);
+        }
+    }
+    StoreWinners(best, i, job.cell, job.next, job.ox, job.oy, job.edge);
+}
+
+// Every sample of the job through the table. Defined per instruction set.
+void PickPowerCells(const PowerTable& t, const CellJob& job);
+
 // The same for samples in a small block of cells (warped rows mostly lie
-// in one): each cell's entry, jitter and weight are looked up once into a
-// table, in rows of `width` from cell (lo - 1, jlo - 1), and the samples
-// read theirs from there. False (nothing done) when the block has more
+// in one) through a table. False (nothing done) when the block has more
 // cells than the table holds or than three per sample.
 template <bool Wrap>
 bool PowerCellsBlock(const CellJob& job) {
@@ -329,12 +523,10 @@ bool PowerCellsBlock(const CellJob& job) {
     }
     const long columns = long(hi) - lo + 3, rows = long(jhi) - jlo + 3;  // and one around
     if (columns * rows > kBlockCells || columns * rows > 3L * n + 6) return false;
-    struct Block {
-        alignas(64) int entry[kBlockCells];
-        alignas(64) float x[kBlockCells];
-        alignas(64) float y[kBlockCells];
-        alignas(64) float weight[kBlockCells];
-    } table;
+    PowerTable table;
+    table.lo = lo;
+    table.jlo = jlo;
+    table.width = int(columns);
     const LatticeTables& t = *job.tables;
     const LatticeOctave& o = job.octave;
     for (int r = 0; r < rows; ++r) {
@@ -348,28 +540,7 @@ bool PowerCellsBlock(const CellJob& job) {
             table.weight[at] = job.weight[h];
         }
     }
-    const int* entry = table.entry;
-    const float* jx = table.x;
-    const float* jy = table.y;
-    const float* w = table.weight;
-    const int width = int(columns);
-    for (int i = 0; i < n; ++i) {
-        const float x = job.x[i], y = job.y[i];
-        const int ix = FloorOf(x), iy = FloorOf(y);
-        const int at = (iy - jlo) * width + (ix - lo);
-        Winners best;
-#pragma GCC unroll 3
-        for (int dy = -1; dy <= 1; ++dy) {
-            const float ry = float(iy + dy) - y;
-#pragma GCC unroll 3
-            for (int dx = -1; dx <= 1; ++dx) {
-                const int k = at + (dy + 1) * width + dx + 1;
-                const float ex = float(ix + dx) + jx[k] - x, ey = ry + jy[k];
-                best.Meet(entry[k], ex, ey, ex * ex + ey * ey - w[k]);
-            }
-        }
-        StoreWinners(best, i, job.cell, job.next, job.ox, job.oy, job.edge);
-    }
+    PickPowerCells(table, job);
     return true;
 }
 

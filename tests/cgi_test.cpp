@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "app/kind_list.h"
+#include "app/session.h"
 #include "core/image.h"
+#include "core/simd.h"
 #include "kind/page_transfer.h"
 #include "kinds/cgi.h"
 #include "noisesvc/noise_service.h"
@@ -173,6 +175,38 @@ TEST(Cgi, TheServiceRefusesBadRequests) {
 
 // Laid side by side, a tileable picture shows no seam: the step across the
 // wrap is no larger than the steps between neighbours inside it.
+// The service is built for each instruction set; every one paints the
+// same bytes, at each quality, tileable or not, with its height field.
+TEST(Cgi, EveryInstructionSetPaintsTheSameBytes) {
+    struct Unpin {
+        ~Unpin() { UnpinSimdPath(); }
+    } unpin;
+    for (int m = 0; m < kCgiMemberCount; ++m)
+        for (const char* quality : {"quality=0", "quality=2"}) {
+            test::Session s;
+            s.rec()->kindIndex = KindIndex(m);
+            test::Enter(s, KindIndex(m), std::string("size=83 ") + quality);
+            const bool tileable = m % 2 == 0;
+            Bytes first;
+            std::vector<std::uint16_t> firstLevels;
+            for (SimdPath path : {SimdPath::Sse2, SimdPath::Avx2, SimdPath::Avx512}) {
+                if (!PinSimdPath(path)) continue;
+                HeightField levels;
+                const MemHandle h = RenderSelectedKind(s.rec(), MapRequest{tileable, &levels});
+                const Bytes bytes = test::BlockBytes(h);
+                MemFree(h);
+                ASSERT_FALSE(bytes.empty()) << CgiMemberKind(m).name;
+                if (first.empty()) {
+                    first = bytes, firstLevels = levels.level;
+                    continue;
+                }
+                EXPECT_TRUE(bytes == first)
+                    << CgiMemberKind(m).name << " " << quality << " path " << int(path);
+                EXPECT_TRUE(levels.level == firstLevels) << CgiMemberKind(m).name << " " << quality;
+            }
+        }
+}
+
 TEST(Cgi, TileablePicturesHaveNoSeam) {
     for (int m = 0; m < kCgiMemberCount; ++m) {
         test::Session s;

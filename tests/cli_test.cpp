@@ -13,6 +13,7 @@
 #include "cli/image_io.h"
 #include "cli/png_filter.h"
 #include "core/image.h"
+#include "core/picture_rows.h"
 #include "kind/page_transfer.h"
 #include "kinds/noise/noise.h"
 #include "tests/cli_support.h"
@@ -145,6 +146,76 @@ TEST(PngFile, HoldsThePicturesPixelsAtEveryKindOfLevel) {
     }
 }
 
+// Pixels that do not compress, each a hash of where it is.
+void PaintHashed(int y0, int y1, const PictureRows& rows) {
+    for (int y = y0; y < y1; ++y)
+        for (int x = 0; x < rows.band.width; ++x) {
+            std::uint32_t h = std::uint32_t(x) * 2654435761u ^ std::uint32_t(y) * 40503u;
+            h = (h ^ (h >> 15)) * 2246822519u;
+            std::memcpy(rows.Row(y) + 3 * x, &h, 3);
+        }
+}
+
+// Rows first .. first + n - 1 of a whole picture, as a band of its own.
+ImageView BandOf(const ImageView& whole, int first, int n) {
+    ImageView band = whole;
+    band.depth = n;
+    band.bits = whole.Row(first + n - 1);  // rows are stored bottom first
+    return band;
+}
+
+// A file written as its rows are painted is the file written from the
+// whole picture: byte for byte in the encoder's own bands, the same pixels
+// in any others. Bands out of order, or too few rows, leave no file.
+TEST(PngFile, WrittenAsPaintedIsTheWholePicturesFile) {
+    test::TempFolder folder;
+    const int w = 700, h = 4500;  // several of the encoder's bands
+    const test::Picture whole(PaintPicture(w, h, nullptr, PaintHashed));
+    const std::string a = folder.File("a.png"), b = folder.File("b.png");
+    for (const int level : {1, 6}) {
+        std::string error;
+        ASSERT_TRUE(WriteImageFile(whole.h, a, &error, level)) << error;
+        MemHandle image = 1;
+        const auto painted = [&](RowSink* sink) { return PaintPicture(w, h, sink, PaintHashed); };
+        ASSERT_EQ(RenderImageFile(painted, b, &error, &image, level), PictureOutcome::Written)
+            << error;
+        EXPECT_EQ(image, MemHandle(0));
+        EXPECT_TRUE(test::ReadAll(a) == test::ReadAll(b)) << "level " << level;
+    }
+    // Bands of 1, 2, 3, ... rows.
+    const auto ragged = [&](RowSink* sink) {
+        for (int first = 0, n = 1; first < h; first += n, ++n)
+            if (!sink->Take(BandOf(whole.v, first, std::min(n, h - first)), first, h)) break;
+        return MemHandle(0);
+    };
+    std::string error;
+    MemHandle image = 0;
+    ASSERT_EQ(RenderImageFile(ragged, b, &error, &image), PictureOutcome::Written) << error;
+    RgbImage read;
+    ASSERT_TRUE(ReadPngFile(b, &read, &error)) << error;
+    ASSERT_EQ(read.height, h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const unsigned char* q = read.rgb.data() + (std::size_t(y) * w + x) * 3;
+            ASSERT_EQ(q[0] | q[1] << 8 | q[2] << 16, int(whole(x, y))) << x << "," << y;
+        }
+    const std::string c = folder.File("c.png");
+    const auto skipping = [&](RowSink* sink) {
+        sink->Take(BandOf(whole.v, 0, 3), 0, h);
+        sink->Take(BandOf(whole.v, 5, 3), 5, h);
+        return MemHandle(0);
+    };
+    EXPECT_EQ(RenderImageFile(skipping, c, &error, &image), PictureOutcome::WriteFailed);
+    EXPECT_NE(error.find("order"), std::string::npos) << error;
+    const auto short_ = [&](RowSink* sink) {
+        sink->Take(BandOf(whole.v, 0, 10), 0, h);
+        return MemHandle(0);
+    };
+    EXPECT_EQ(RenderImageFile(short_, c, &error, &image), PictureOutcome::RenderFailed);
+    EXPECT_FALSE(test::FileExists(c));
+    EXPECT_EQ(test::TemporaryFilesIn(folder.path()), 0);
+}
+
 TEST_F(Cli, ClampedValuesAreReportedAndUsed) {
     const std::string bmp = folder.File("c.bmp");
     const test::Outcome r = Tsntxtr(
@@ -198,12 +269,15 @@ TEST_F(Cli, AFailedWriteLeavesNoFile) {
     EXPECT_FALSE(test::FileExists(out));
     // A full disk, as a file-size limit: the earlier picture survives whole
     // and no partial file is left beside it.
-    for (const char* name : {"kept.png", "kept.bmp"}) {
+    // Absolute Noise hands its rows to the encoder as it paints them.
+    for (const char* name : {"kept.png", "kept.bmp", "absnoise.png"}) {
         const std::string kept = folder.File(name);
-        ASSERT_EQ(Tsntxtr("render noise --width 8 --depth 8 -o '" + kept + "'").code, 0);
+        const std::string kind = name[0] == 'a' ? "absnoise" : "noise";
+        ASSERT_EQ(Tsntxtr("render " + kind + " --width 64 --depth 64 -o '" + kept + "'").code, 0);
         const auto before = test::ReadAll(kept);
-        const test::Outcome full = Tsntxtr("render noise --width 400 --depth 400 -o '" + kept + "'",
-                                           "trap '' XFSZ; ulimit -f 16; ");
+        const test::Outcome full =
+            Tsntxtr("render " + kind + " --width 400 --depth 400 -o '" + kept + "'",
+                    "trap '' XFSZ; ulimit -f 16; ");
         EXPECT_EQ(full.code, 1) << name;
         EXPECT_NE(full.err.find("cannot write"), std::string::npos) << full.err;
         EXPECT_EQ(test::ReadAll(kept), before) << name;

@@ -176,25 +176,34 @@ TEST(LatticeCore, GradientRowsEqualTheLiteralOnEveryPath) {
     RandomTables(4711, &t, &weight);
     constexpr int kPoints = 257;
     std::vector<double> u, v;
-    Scatter(5, 300.0, kPoints, &u, &v);
-    std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end()), out(kPoints);
     const LatticeOctave octaves[] = {{0, 0, 17, 900}, {12, 5, 1023, 3}, {1, 1, 0, 0}};
-    for (SimdPath path : Paths()) {
-        ASSERT_TRUE(PinSimdPath(path));
-        for (const LatticeOctave& o : octaves)
-            for (bool quintic : {false, true})
-                for (bool line : {false, true}) {
-                    GradientRow({&t, o, quintic, x.data(), y.data(), line, kPoints, out.data()});
-                    for (int i = 0; i < kPoints; ++i) {
-                        const float expected =
-                            reference::LiteralGradient(t, o, quintic, x[i], line ? y[0] : y[i]);
-                        ASSERT_TRUE(Same(out[i], expected))
-                            << "path " << int(path) << " period " << o.periodX << " quintic "
-                            << quintic << " line " << line << " at " << x[i] << ": " << out[i]
-                            << " against " << expected;
+    // Points over many cells, and over a few (a row, or a warped row, read
+    // through a table); spread 0 is a warped row itself, neighbours a small
+    // step apart along a curve that crosses rows of cells.
+    for (double spread : {300.0, 60.0, 4.0, 0.0})
+        for (SimdPath path : Paths()) {
+            Scatter(5, spread, kPoints, &u, &v);
+            for (int i = 0; spread == 0.0 && i < kPoints; ++i) {
+                u[i] = -3.2 + i * 0.037;
+                v[i] = 1.5 + 0.8 * std::sin(i * 0.05);
+            }
+            std::vector<float> x(u.begin(), u.end()), y(v.begin(), v.end()), out(kPoints);
+            ASSERT_TRUE(PinSimdPath(path));
+            for (const LatticeOctave& o : octaves)
+                for (bool quintic : {false, true})
+                    for (bool line : {false, true}) {
+                        GradientRow(
+                            {&t, o, quintic, x.data(), y.data(), line, kPoints, out.data()});
+                        for (int i = 0; i < kPoints; ++i) {
+                            const float expected =
+                                reference::LiteralGradient(t, o, quintic, x[i], line ? y[0] : y[i]);
+                            ASSERT_TRUE(Same(out[i], expected))
+                                << "spread " << spread << " path " << int(path) << " period "
+                                << o.periodX << " quintic " << quintic << " line " << line << " at "
+                                << x[i] << ": " << out[i] << " against " << expected;
+                        }
                     }
-                }
-    }
+        }
 }
 
 TEST(LatticeCore, PowerCellsEqualTheLiteralOnEveryPath) {
