@@ -169,10 +169,10 @@ ImageView BandOf(const ImageView& whole, int first, int n) {
 // in any others. Bands out of order, or too few rows, leave no file.
 TEST(PngFile, WrittenAsPaintedIsTheWholePicturesFile) {
     test::TempFolder folder;
-    const int w = 700, h = 4500;  // several of the encoder's bands
+    const int w = 4096, h = 1500;  // more than one band on two cores
     const test::Picture whole(PaintPicture(w, h, nullptr, PaintHashed));
     const std::string a = folder.File("a.png"), b = folder.File("b.png");
-    for (const int level : {1, 6}) {
+    for (const int level : {1, 2}) {  // ISA-L's deflate and zlib's
         std::string error;
         ASSERT_TRUE(WriteImageFile(whole.h, a, &error, level)) << error;
         MemHandle image = 1;
