@@ -136,30 +136,34 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     // A height field is filled whole, so its picture is too.
     RowSink* sink = heights ? nullptr : values.rows;
     return PaintPicture(w, h, sink, [&](int y0, int y1, const PictureRows& o) {
-        std::vector<double> u(w), n(w);
-        std::vector<int> at(w);
-        for (int x = 0; x < w; ++x) u[x] = (x + 0.5) * cellsX + shift;
+        // The width as a local: the stores of the loops below could change
+        // a captured one for all the compiler knows, and they would not run
+        // in vector lanes.
+        const int width = o.band.width;
+        std::vector<double> u(width), n(width);
+        std::vector<int> at(width);
+        for (int x = 0; x < width; ++x) u[x] = (x + 0.5) * cellsX + shift;
         for (int y = y0; y < y1; ++y) {
             std::uint8_t* row = o.Row(y);
             const double v = (y + 0.5) * cellsY + shift;
-            NoiseRow(field, u.data(), &v, true, w, n.data());
+            NoiseRow(field, u.data(), &v, true, width, n.data());
             if (!heights) {
                 // The positions and colour entries of PaintPosition in
                 // loops of selections the compiler runs in vector lanes
                 // (NaN, as there, takes entry 0), then the bytes.
-                for (int x = 0; x < w; ++x) {
+                for (int x = 0; x < width; ++x) {
                     const double d = (n[x] - level.mean) * k;
                     const double t = absolute ? std::fabs(d) : 0.5 * (d + 1.0);
                     const double e = (invert ? 1.0 - t : t) * 255.0 + 0.5;
                     at[x] = int(e > 0.0 ? (e < 255.0 ? e : 255.0) : 0.0);
                 }
-                for (int x = 0; x < w; ++x) {
+                for (int x = 0; x < width; ++x) {
                     const std::uint8_t* c = table + 3 * at[x];
                     row[3 * x] = c[2], row[3 * x + 1] = c[1], row[3 * x + 2] = c[0];
                 }
                 continue;
             }
-            for (int x = 0; x < w; ++x) {
+            for (int x = 0; x < width; ++x) {
                 double t = (n[x] - level.mean) * k;
                 t = absolute ? std::fabs(t) : 0.5 * (t + 1.0);
                 if (invert) t = 1.0 - t;
