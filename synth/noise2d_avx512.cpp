@@ -10,6 +10,8 @@
 
 TSN_TARGET_BEGIN("avx512f")
 
+// The float tables' samples are picked in lanes below.
+#define TSN_FLOAT_PICKS_IN_LANES
 #include "synth/noise2d_kernel.h"
 
 namespace tsn {
@@ -191,7 +193,7 @@ template <bool Quintic>
     const __m512 fx = _mm512_sub_ps(x, _mm512_cvtepi32_ps(ix));
     const __m512 gx = _mm512_sub_ps(fx, _mm512_set1_ps(1.0f));
     const __m512 u = FadeSixteen<Quintic>(fx);
-    const __m512i k = _mm512_sub_epi32(ix, _mm512_set1_epi32(r.lo));
+    const __m512i k = _mm512_sub_epi32(ix, _mm512_set1_epi32(r.first));
     const int base = _mm512_reduce_min_epi32(k);
     __m512 a0, a0n, b0, b0n, a1, a1n, b1, b1n;  // at k and k + 1 (n)
     if (_mm512_reduce_max_epi32(k) - base < 31) {

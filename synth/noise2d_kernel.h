@@ -34,6 +34,17 @@ template <class T>
     return i - int(T(i) > v);
 }
 
+// The least and greatest cell index of n coordinates.
+template <class T>
+[[gnu::always_inline]] inline void CellSpan(const T* a, int n, int* lo, int* hi) {
+    *lo = *hi = FloorOf(a[0]);
+    for (int k = 1; k < n; ++k) {
+        const int i = FloorOf(a[k]);
+        *lo = i < *lo ? i : *lo;
+        *hi = i > *hi ? i : *hi;
+    }
+}
+
 // i modulo a period p > 0, 0 .. p - 1. The quotient is rounded to the
 // nearest double and truncated; for any int i it lies within one of the
 // truth, and the remainder is corrected into range.
@@ -138,14 +149,16 @@ constexpr int kRowSpare = 16;         // entries past the last, for whole-vector
 // three rows of a pass's columns.
 constexpr int kBlockCells = 3 * kRowCells;
 
-struct RowTable {
+template <class T, int Spare>
+struct RowTableOf {
     int first;
-    double v;  // the row's fade
-    alignas(64) double a0[kRowCells + kRowSpare];
-    alignas(64) double b0[kRowCells + kRowSpare];
-    alignas(64) double a1[kRowCells + kRowSpare];
-    alignas(64) double b1[kRowCells + kRowSpare];
+    T v;  // the row's fade
+    alignas(64) T a0[kRowCells + Spare];
+    alignas(64) T b0[kRowCells + Spare];
+    alignas(64) T a1[kRowCells + Spare];
+    alignas(64) T b1[kRowCells + Spare];
 };
+using RowTable = RowTableOf<double, kRowSpare>;
 
 // Lane by lane: each sample's column, offsets and fade, its four corners
 // from the table, and the blend, exactly as in LatticeLoop; `scale`
@@ -180,12 +193,8 @@ template <bool Quintic, bool Value>
 template <bool Wrap, bool Quintic, bool Value>
 bool FillRowTable(const LatticeTables& t, const LatticeOctave& o, const double* X, double y, int n,
                   RowTable* r) {
-    int lo = FloorOf(X[0]), hi = lo;
-    for (int i = 1; i < n; ++i) {
-        const int ix = FloorOf(X[i]);
-        lo = ix < lo ? ix : lo;
-        hi = ix > hi ? ix : hi;
-    }
+    int lo, hi;
+    CellSpan(X, n, &lo, &hi);
     const int cells = hi - lo + 2;
     if (cells > n + 1 || cells > kRowCells) return false;
     const int iy = FloorOf(y);
@@ -241,19 +250,10 @@ void LatticeRow(const LatticeTables& t, const LatticeOctave& o, const T* X, cons
 
 // ---- float gradient noise along a row through a row table ----
 
-// The row table of float samples on one row, as RowTable is for doubles:
-// entry c belongs to lattice column lo + c, `a` holds the gradients' x
-// components and `b` their y terms at the lattice rows below (0) and above
-// (1) the samples.
+// The row table of float samples, as RowTable is for doubles (the service's
+// gradient noise).
 constexpr int kFloatRowSpare = 32;  // entries past the last, for whole-vector loads
-struct FloatRowTable {
-    int lo;
-    float v;  // the row's fade
-    alignas(64) float a0[kRowCells + kFloatRowSpare];
-    alignas(64) float b0[kRowCells + kFloatRowSpare];
-    alignas(64) float a1[kRowCells + kFloatRowSpare];
-    alignas(64) float b1[kRowCells + kFloatRowSpare];
-};
+using FloatRowTable = RowTableOf<float, kFloatRowSpare>;
 
 // Lane by lane: each sample's column, offset and fade, its four corners
 // from the table and the blend, exactly as in LatticeLoop along a line.
@@ -267,7 +267,7 @@ template <bool Quintic>
     const int ix = FloorOf(x);
     const float fx = x - float(ix);
     const float u = FadeOf<Quintic>(fx);
-    const int k = ix - r.lo;
+    const int k = ix - r.first;
     const float n00 = r.a0[k] * fx + r.b0[k];
     const float n10 = r.a0[k + 1] * (fx - 1.0f) + r.b0[k + 1];
     const float n01 = r.a1[k] * fx + r.b1[k];
@@ -282,12 +282,8 @@ template <bool Quintic>
 template <bool Quintic>
 bool GradientLine(const LatticeTables& f, const LatticeOctave& o, const float* X, float y, int n,
                   float* out) {
-    int lo = FloorOf(X[0]), hi = lo;
-    for (int i = 1; i < n; ++i) {
-        const int ix = FloorOf(X[i]);
-        lo = ix < lo ? ix : lo;
-        hi = ix > hi ? ix : hi;
-    }
+    int lo, hi;
+    CellSpan(X, n, &lo, &hi);
     const long columns = long(hi) - lo + 2;
     if (columns > n + 1 || columns > kRowCells) return false;
     const bool wrap = o.periodX > 0;
@@ -296,7 +292,7 @@ bool GradientLine(const LatticeTables& f, const LatticeOctave& o, const float* X
     const int y0 = (wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
     const int y1 = (wrap ? WrapOf(iy + 1, o.periodY) : iy + 1) + o.hashY;
     FloatRowTable r;
-    r.lo = lo;
+    r.first = lo;
     r.v = FadeOf<Quintic>(fy);
     for (int c = 0; c < columns; ++c) {
         const int x0 = (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX;
@@ -352,14 +348,9 @@ template <bool Quintic>
 template <bool Quintic>
 bool GradientBlock(const LatticeTables& f, const LatticeOctave& o, const float* X, const float* Y,
                    int n, float* out) {
-    int lo = FloorOf(X[0]), hi = lo, jlo = FloorOf(Y[0]), jhi = jlo;
-    for (int k = 1; k < n; ++k) {
-        const int i = FloorOf(X[k]), j = FloorOf(Y[k]);
-        lo = i < lo ? i : lo;
-        hi = i > hi ? i : hi;
-        jlo = j < jlo ? j : jlo;
-        jhi = j > jhi ? j : jhi;
-    }
+    int lo, hi, jlo, jhi;
+    CellSpan(X, n, &lo, &hi);
+    CellSpan(Y, n, &jlo, &jhi);
     const long columns = long(hi) - lo + 2, rows = long(jhi) - jlo + 2;  // and the next corners
     if (columns * rows > kBlockCells || columns * rows > 2L * n + 4) return false;
     GradientTable t;
@@ -507,20 +498,33 @@ struct PowerTable {
 // Every sample of the job through the table. Defined per instruction set.
 void PickPowerCells(const PowerTable& t, const CellJob& job);
 
+// The float tables' samples one at a time, for the instruction sets whose
+// file has nothing better (TSN_FLOAT_PICKS_IN_LANES: AVX-512's permutes and
+// gathers); on AVX2 the compiler makes the lanes' lookups from single loads,
+// which on the processors measured is as quick as its gathers.
+#ifndef TSN_FLOAT_PICKS_IN_LANES
+template <bool Quintic>
+void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) {
+    for (int i = 0; i < n; ++i) out[i] = PickGradientRowOne<Quintic>(r, X[i]);
+}
+template <bool Quintic>
+void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out) {
+    for (int i = 0; i < n; ++i) out[i] = PickGradientOne<Quintic>(t, X[i], Y[i]);
+}
+void PickPowerCells(const PowerTable& t, const CellJob& job) {
+    for (int i = 0; i < job.n; ++i) PickPowerCellOne(t, job, i);
+}
+#endif
+
 // The same for samples in a small block of cells (warped rows mostly lie
 // in one) through a table. False (nothing done) when the block has more
 // cells than the table holds or than three per sample.
 template <bool Wrap>
 bool PowerCellsBlock(const CellJob& job) {
     const int n = job.n;
-    int lo = FloorOf(job.x[0]), hi = lo, jlo = FloorOf(job.y[0]), jhi = jlo;
-    for (int k = 1; k < n; ++k) {
-        const int i = FloorOf(job.x[k]), j = FloorOf(job.y[k]);
-        lo = i < lo ? i : lo;
-        hi = i > hi ? i : hi;
-        jlo = j < jlo ? j : jlo;
-        jhi = j > jhi ? j : jhi;
-    }
+    int lo, hi, jlo, jhi;
+    CellSpan(job.x, n, &lo, &hi);
+    CellSpan(job.y, n, &jlo, &jhi);
     const long columns = long(hi) - lo + 3, rows = long(jhi) - jlo + 3;  // and one around
     if (columns * rows > kBlockCells || columns * rows > 3L * n + 6) return false;
     PowerTable table;
@@ -745,16 +749,6 @@ void PickCells(const CellTable& t, const double* U, const double* V, int n, doub
         }
     }
     return CellularOutputOf(t.output, d1, d2);
-}
-
-// The least and greatest cell index of n coordinates.
-[[gnu::always_inline]] inline void CellSpan(const double* a, int n, int* lo, int* hi) {
-    *lo = *hi = FloorOf(a[0]);
-    for (int k = 1; k < n; ++k) {
-        const int i = FloorOf(a[k]);
-        *lo = i < *lo ? i : *lo;
-        *hi = i > *hi ? i : *hi;
-    }
 }
 
 // Cellular noise at samples that lie in a small block of cells (along a

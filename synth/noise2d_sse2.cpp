@@ -18,20 +18,6 @@ void PickCells(const CellTable& t, const double* U, const double* V, int n, doub
     for (int i = 0; i < n; ++i) out[i] = PickCellOne(t, U[i], V[i]);
 }
 
-template <bool Quintic>
-void PickGradientRow(const FloatRowTable& r, const float* X, int n, float* out) {
-    for (int i = 0; i < n; ++i) out[i] = PickGradientRowOne<Quintic>(r, X[i]);
-}
-
-template <bool Quintic>
-void PickGradients(const GradientTable& t, const float* X, const float* Y, int n, float* out) {
-    for (int i = 0; i < n; ++i) out[i] = PickGradientOne<Quintic>(t, X[i], Y[i]);
-}
-
-void PickPowerCells(const PowerTable& t, const CellJob& job) {
-    for (int i = 0; i < job.n; ++i) PickPowerCellOne(t, job, i);
-}
-
 }  // namespace
 
 }  // namespace tsn
