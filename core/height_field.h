@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "core/packed.h"
@@ -50,10 +51,31 @@ inline void PaintPosition(std::uint8_t* row, int x, double t, const std::uint8_t
     row[3 * x + 2] = table[3 * g];
 }
 
+// A 256-entry colour table of red, green, blue triples in an image row's
+// byte order (blue, green, red) with a spare fourth byte, so that a pixel
+// is written with one four-byte copy.
+struct PixelTable {
+    std::uint8_t entry[256][4];
+};
+inline void FillPixelTable(const std::uint8_t* table, PixelTable* out) {
+    for (int i = 0; i < 256; ++i) {
+        const std::uint8_t* c = table + 3 * i;
+        out->entry[i][0] = c[2], out->entry[i][1] = c[1], out->entry[i][2] = c[0];
+        out->entry[i][3] = 0;
+    }
+}
+
+// Writes w > 0 pixels of the given entries: four bytes each, the spare
+// overwritten by the next pixel's first, the last pixel's three alone.
+inline void StorePixels(std::uint8_t* row, int w, const int* entry, const PixelTable& pixels) {
+    for (int x = 0; x + 1 < w; ++x) std::memcpy(row + 3 * x, pixels.entry[entry[x]], 4);
+    std::memcpy(row + 3 * (w - 1), pixels.entry[entry[w - 1]], 3);
+}
+
 // PaintPosition over a row of w positions: the same entries and levels,
 // the entries picked in a loop the compiler runs in vector lanes (a NaN,
 // as there, takes entry 0), then the bytes. `entry` holds w ints.
-inline void PaintRow(std::uint8_t* row, int w, const double* t, const std::uint8_t* table,
+inline void PaintRow(std::uint8_t* row, int w, const double* t, const PixelTable& pixels,
                      std::uint16_t* levels, int* entry) {
     if (levels)
         for (int x = 0; x < w; ++x) levels[x] = PositionLevel(t[x]);
@@ -61,10 +83,7 @@ inline void PaintRow(std::uint8_t* row, int w, const double* t, const std::uint8
         const double e = t[x] * 255.0 + 0.5;
         entry[x] = int(e > 0.0 ? (e < 255.0 ? e : 255.0) : 0.0);
     }
-    for (int x = 0; x < w; ++x) {
-        const std::uint8_t* c = table + 3 * entry[x];
-        row[3 * x] = c[2], row[3 * x + 1] = c[1], row[3 * x + 2] = c[0];
-    }
+    StorePixels(row, w, entry, pixels);
 }
 
 struct NormalOptions {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <iterator>
 #include <vector>
 
@@ -136,12 +135,8 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
     PlanWork(h);
     // A height field is filled whole, so its picture is too.
     RowSink* sink = heights ? nullptr : values.rows;
-    // Each colour entry's bytes in the picture's order, and a spare.
-    std::uint8_t quads[256][4];
-    for (int i = 0; i < 256; ++i) {
-        const std::uint8_t* c = table + 3 * i;
-        quads[i][0] = c[2], quads[i][1] = c[1], quads[i][2] = c[0], quads[i][3] = 0;
-    }
+    PixelTable pixels;
+    FillPixelTable(table, &pixels);
     return PaintPicture(w, h, sink, [&](int y0, int y1, const PictureRows& o) {
         // The width as a local: the stores of the loops below could change
         // a captured one for all the compiler knows, and they would not run
@@ -164,10 +159,7 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
                     const double e = (invert ? 1.0 - t : t) * 255.0 + 0.5;
                     at[x] = int(e > 0.0 ? (e < 255.0 ? e : 255.0) : 0.0);
                 }
-                // Four bytes a pixel, the fourth overwritten by the next
-                // pixel's first; the last pixel's three alone.
-                for (int x = 0; x + 1 < width; ++x) std::memcpy(row + 3 * x, quads[at[x]], 4);
-                std::memcpy(row + 3 * (width - 1), quads[at[width - 1]], 3);
+                StorePixels(row, width, at.data(), pixels);
                 continue;
             }
             for (int x = 0; x < width; ++x) {

@@ -288,7 +288,8 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     const double cx = 0.5 * w, cy = 0.5 * h;
 
     FountainToColourTable(b->fountain, rec->colourTable);
-    const std::uint8_t* table = rec->colourTable;
+    PixelTable pixels;
+    FillPixelTable(rec->colourTable, &pixels);
     HeightField* heights = values.height;
     if (heights && !heights->Resize(w, h)) return 0;
     PlanWork(h);
@@ -322,7 +323,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
                 for (int x = 0; x < w; ++x)
                     n[x] = 0.5 + 0.5 * (2.0 * n[x] - 1.0) * (2.0 * m[x] - 1.0);
             }
-            PaintRow(o.Row(y), w, n.data(), table, heights ? heights->Row(y) : nullptr,
+            PaintRow(o.Row(y), w, n.data(), pixels, heights ? heights->Row(y) : nullptr,
                      entry.data());
         }
     });
