@@ -69,13 +69,7 @@ struct PngBand {
 
 // The picture's row y, in the file's order of channels.
 void RowToRgb(const ImageView& v, int y, unsigned char* out) {
-    const unsigned char* s = v.Row(y);
-    const std::size_t n = std::size_t(v.width) * 3;
-    for (std::size_t i = 0; i < n; i += 3) {
-        out[i] = s[i + 2];
-        out[i + 1] = s[i + 1];
-        out[i + 2] = s[i];
-    }
+    RgbOfBgrRow(v.Row(y), std::size_t(v.width) * 3, out);
 }
 
 // Filters and deflates rows y0 .. y1 - 1 of `v` as raw deflate data; the

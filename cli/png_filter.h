@@ -13,4 +13,8 @@ namespace tsn {
 void FilterPngRow(const unsigned char* row, const unsigned char* up, std::size_t n,
                   unsigned char* out);
 
+// The `n` bytes of a row of blue-green-red pixels (the picture's order) in
+// the file's red-green-blue order.
+void RgbOfBgrRow(const unsigned char* bgr, std::size_t n, unsigned char* rgb);
+
 }  // namespace tsn

@@ -87,29 +87,65 @@ std::vector<unsigned char> LiteralFilteredRow(const std::vector<unsigned char>& 
 }
 
 TEST(PngFilter, EveryRowIsFilteredAsTheLiteralRulesSay) {
-    std::uint32_t state = 12345;
-    auto next = [&] {
-        return static_cast<unsigned char>((state = state * 1664525u + 1013904223u) >> 24);
-    };
-    // Lengths around the sixteen-byte steps; rows that favour each filter
-    // (flat, ramps across and down, noise), random ones, and small values
-    // whose Paeth distances often tie.
-    for (std::size_t n : {3u, 6u, 18u, 19u, 21u, 35u, 48u, 291u}) {
-        for (int shape = 0; shape < 6; ++shape) {
-            std::vector<unsigned char> row(n), up(n);
-            for (std::size_t i = 0; i < n; ++i) {
-                const unsigned char r = next(), u = next();
-                const int shapes[6][2] = {
-                    {7, 7}, {int(i * 5), int(i * 5 + 1)},          {90, 90 - int(i % 3)},
-                    {r, u}, {int(i * 3) + r % 4, int(i * 3) + 40}, {r % 3, u % 3}};
-                row[i] = static_cast<unsigned char>(shapes[shape][0]);
-                up[i] = static_cast<unsigned char>(shapes[shape][1]);
+    // Lengths around the sixteen- and thirty-two-byte steps; rows that
+    // favour each filter (flat, ramps across and down, noise), random ones,
+    // small values whose Paeth distances often tie, and values at both ends
+    // of the byte, where a + b - 2c is far past 255 either way.
+    test::ForEachSimdPath([&](const std::string& path) {
+        std::uint32_t state = 12345;
+        auto next = [&] {
+            return static_cast<unsigned char>((state = state * 1664525u + 1013904223u) >> 24);
+        };
+        for (std::size_t n : {3u, 6u, 18u, 19u, 21u, 34u, 35u, 36u, 48u, 67u, 291u}) {
+            for (int shape = 0; shape < 7; ++shape) {
+                std::vector<unsigned char> row(n), up(n);
+                for (std::size_t i = 0; i < n; ++i) {
+                    const unsigned char r = next(), u = next();
+                    const int ends = (r & 1) ? 255 - r % 4 : r % 4;
+                    const int shapes[7][2] = {{7, 7},
+                                              {int(i * 5), int(i * 5 + 1)},
+                                              {90, 90 - int(i % 3)},
+                                              {r, u},
+                                              {int(i * 3) + r % 4, int(i * 3) + 40},
+                                              {r % 3, u % 3},
+                                              {ends, (u & 1) ? 255 - u % 4 : u % 4}};
+                    row[i] = static_cast<unsigned char>(shapes[shape][0]);
+                    up[i] = static_cast<unsigned char>(shapes[shape][1]);
+                }
+                std::vector<unsigned char> got(n + 1);
+                FilterPngRow(row.data(), up.data(), n, got.data());
+                ASSERT_EQ(got, LiteralFilteredRow(row, up))
+                    << path << ", length " << n << ", shape " << shape;
             }
-            std::vector<unsigned char> got(n + 1);
-            FilterPngRow(row.data(), up.data(), n, got.data());
-            ASSERT_EQ(got, LiteralFilteredRow(row, up)) << "length " << n << ", shape " << shape;
         }
-    }
+        // Every Paeth case of one neighbour triple in each byte of a row.
+        std::vector<unsigned char> row, up;
+        for (int a : {0, 1, 127, 128, 254, 255})
+            for (int b : {0, 1, 127, 128, 254, 255})
+                for (int c : {0, 1, 127, 128, 254, 255}) {
+                    row.insert(row.end(), {static_cast<unsigned char>(a), 0, 0, 9, 0, 0});
+                    up.insert(up.end(), {static_cast<unsigned char>(c), 0, 0,
+                                         static_cast<unsigned char>(b), 0, 0});
+                }
+        std::vector<unsigned char> got(row.size() + 1);
+        FilterPngRow(row.data(), up.data(), row.size(), got.data());
+        ASSERT_EQ(got, LiteralFilteredRow(row, up)) << path << ", every triple";
+    });
+}
+
+// The channel swap from the picture's blue-green-red to the file's order,
+// at lengths around the vector steps.
+TEST(PngFilter, RowsTakeTheFilesOrderOfChannels) {
+    test::ForEachSimdPath([&](const std::string& path) {
+        for (std::size_t pixels : {0u, 1u, 5u, 6u, 10u, 11u, 101u}) {
+            std::vector<unsigned char> bgr(pixels * 3), rgb(pixels * 3, 0xEE), want(pixels * 3);
+            for (std::size_t i = 0; i < bgr.size(); ++i) bgr[i] = static_cast<unsigned char>(i * 7);
+            for (std::size_t p = 0; p < pixels; ++p)
+                for (int k = 0; k < 3; ++k) want[p * 3 + k] = bgr[p * 3 + 2 - k];
+            RgbOfBgrRow(bgr.data(), bgr.size(), rgb.data());
+            ASSERT_EQ(rgb, want) << path << ", " << pixels << " pixels";
+        }
+    });
 }
 
 // Large pictures are deflated in bands on both cores (ISA-L at the default
