@@ -142,13 +142,19 @@ MemHandle AbsNoiseRender(MasterTextureRecord* rec, const RenderValues& values) {
         // a captured one for all the compiler knows, and they would not run
         // in vector lanes.
         const int width = o.band.width;
-        std::vector<double> u(width), n(width);
+        std::vector<double> u(width), noise(std::size_t(width) * kNoiseRowsTogether);
         std::vector<int> at(width);
         for (int x = 0; x < width; ++x) u[x] = (x + 0.5) * cellsX + shift;
+        double v[kNoiseRowsTogether];
         for (int y = y0; y < y1; ++y) {
+            const int r = (y - y0) % kNoiseRowsTogether;
+            if (r == 0) {
+                const int rows = std::min(kNoiseRowsTogether, y1 - y);
+                for (int k = 0; k < rows; ++k) v[k] = (y + k + 0.5) * cellsY + shift;
+                NoiseRows(field, u.data(), v, rows, width, noise.data(), width);
+            }
+            const double* n = noise.data() + std::size_t(r) * width;
             std::uint8_t* row = o.Row(y);
-            const double v = (y + 0.5) * cellsY + shift;
-            NoiseRow(field, u.data(), &v, true, width, n.data());
             if (!heights) {
                 // The positions and colour entries of PaintPosition in
                 // loops of selections the compiler runs in vector lanes

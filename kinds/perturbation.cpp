@@ -298,33 +298,43 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
     return PaintPicture(w, h, sink, [&](int y0, int y1, const PictureRows& o) {
         // The noise of a row at (u, v), and for checks a long way off too,
         // so the two displacements are unrelated.
-        std::vector<double> u(w), far(w), n(w), m(w);
+        const std::size_t group = std::size_t(w) * kNoiseRowsTogether;
+        std::vector<double> u(w), far(w), near(group), away(group);
         std::vector<int> entry(w);
         for (int x = 0; x < w; ++x) {
             u[x] = (x + 0.5) * cellsX + shiftX;
             far[x] = u[x] + 57.31;
         }
+        double v[kNoiseRowsTogether], vFar[kNoiseRowsTogether];
         for (int y = y0; y < y1; ++y) {
+            const int r = (y - y0) % kNoiseRowsTogether;
+            if (r == 0) {
+                const int rows = std::min(kNoiseRowsTogether, y1 - y);
+                for (int k = 0; k < rows; ++k) {
+                    v[k] = (y + k + 0.5) * cellsY + shiftY;
+                    vFar[k] = v[k] + 23.79;
+                }
+                NoiseRows(field, u.data(), v, rows, w, near.data(), w);
+                if (pattern == 2) NoiseRows(field, far.data(), vFar, rows, w, away.data(), w);
+            }
+            double* n = near.data() + std::size_t(r) * w;
+            double* m = away.data() + std::size_t(r) * w;
             // Rows run downwards; the pattern's y axis points up.
             const double py = cy - (y + 0.5);
-            const double v = (y + 0.5) * cellsY + shiftY, vFar = v + 23.79;
-            NoiseRow(field, u.data(), &v, true, w, n.data());
-            const Displacement along{n.data(), level.mean, push};
+            const Displacement along{n, level.mean, push};
             if (pattern == 1) {
-                RingPhases(at, along, w, cx, py, n.data());
+                RingPhases(at, along, w, cx, py, n);
             } else {
-                AlongPhases(at, along, w, cx, py, n.data());
+                AlongPhases(at, along, w, cx, py, n);
             }
-            PerturbationWaveRow(wave, w, n.data());
+            PerturbationWaveRow(wave, w, n);
             if (pattern == 2) {
-                NoiseRow(field, far.data(), &vFar, true, w, m.data());
-                AcrossPhases(at, Displacement{m.data(), level.mean, push}, w, cx, py, m.data());
-                PerturbationWaveRow(wave, w, m.data());
+                AcrossPhases(at, Displacement{m, level.mean, push}, w, cx, py, m);
+                PerturbationWaveRow(wave, w, m);
                 for (int x = 0; x < w; ++x)
                     n[x] = 0.5 + 0.5 * (2.0 * n[x] - 1.0) * (2.0 * m[x] - 1.0);
             }
-            PaintRow(o.Row(y), w, n.data(), pixels, heights ? heights->Row(y) : nullptr,
-                     entry.data());
+            PaintRow(o.Row(y), w, n, pixels, heights ? heights->Row(y) : nullptr, entry.data());
         }
     });
 }

@@ -112,6 +112,11 @@ void NoiseRow(const NoiseField& f, const double* u, const double* v, bool line, 
     Kernels().field(f, u, v, line, n, out);
 }
 
+void NoiseRows(const NoiseField& f, const double* u, const double* v, int rows, int n, double* out,
+               std::ptrdiff_t stride) {
+    Kernels().rows(f, u, v, rows, n, out, stride);
+}
+
 void GradientRow(const GradientJob& job) {
     Kernels().gradient(job);
 }

@@ -12,6 +12,7 @@
 // one-sample definition.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "core/random.h"
@@ -102,6 +103,15 @@ double NoiseAt(const NoiseField& f, double u, double v);
 // exactly the values NoiseAt gives, on the active vector path.
 void NoiseRow(const NoiseField& f, const double* u, const double* v, bool line, int n, double* out);
 
+// `rows` rows of n points that share their u: row r at (u[i], v[r]), into
+// out + r * stride. The values NoiseRow gives row by row; what does not
+// depend on the row is worked out once for them all.
+// Rows a picture's painter hands NoiseRows at a time: enough that the
+// shared work is small, few enough that their noise stays in cache.
+constexpr int kNoiseRowsTogether = 8;
+void NoiseRows(const NoiseField& f, const double* u, const double* v, int rows, int n, double* out,
+               std::ptrdiff_t stride);
+
 // One octave of single-precision gradient noise at n points (x[i], y[i]),
 // or (x[i], y[0]) with `line`: the blend of the four corners' ramps, with
 // the quintic fade or else the cubic one, before any gain.
@@ -141,6 +151,8 @@ void PowerCells(const CellJob& job);
 // The loops above for one instruction set (noise2d_kernel.h).
 struct NoiseKernels {
     void (*field)(const NoiseField&, const double*, const double*, bool, int, double*);
+    void (*rows)(const NoiseField&, const double*, const double*, int, int, double*,
+                 std::ptrdiff_t);
     void (*basis)(const NoiseField&, std::uint32_t, const NoiseOctave&, const double*,
                   const double*, bool, int, double*);
     void (*gradient)(const GradientJob&);

@@ -30,23 +30,12 @@ namespace {
 // Four samples of a row table. When their entries lie within four of the
 // first one's, one load and a permutation pick them in registers;
 // otherwise they are gathered.
-template <bool Quintic, bool Value>
-[[gnu::always_inline]] inline __m256d PickFour(const RowTable& r, __m256d x) {
+// Four samples at their offsets fx in their columns, with the fades u of
+// fx, reading entries k and k + 1 of the table.
+template <bool Value>
+[[gnu::always_inline]] inline __m256d PickFourAt(const RowTable& r, __m256d fx, __m256d u,
+                                                 __m128i k) {
     const __m256d one = _mm256_set1_pd(1.0);
-    const __m128i ix = FloorFour(x);
-    const __m256d fx = _mm256_sub_pd(x, _mm256_cvtepi32_pd(ix));
-    __m256d u;
-    if constexpr (Quintic)
-        u = _mm256_mul_pd(
-            _mm256_mul_pd(_mm256_mul_pd(fx, fx), fx),
-            _mm256_add_pd(_mm256_mul_pd(fx, _mm256_sub_pd(_mm256_mul_pd(fx, _mm256_set1_pd(6.0)),
-                                                          _mm256_set1_pd(15.0))),
-                          _mm256_set1_pd(10.0)));
-    else
-        u = _mm256_mul_pd(
-            _mm256_mul_pd(fx, fx),
-            _mm256_sub_pd(_mm256_set1_pd(3.0), _mm256_mul_pd(_mm256_set1_pd(2.0), fx)));
-    const __m128i k = _mm_sub_epi32(ix, _mm_set1_epi32(r.first));
     const int base = _mm_cvtsi128_si32(k);
     const __m128i off = _mm_sub_epi32(k, _mm_set1_epi32(base));
     const __m128i most = _mm_set1_epi32(2);
@@ -86,6 +75,37 @@ template <bool Quintic, bool Value>
     const __m256d n0 = _mm256_add_pd(n00, _mm256_mul_pd(u, _mm256_sub_pd(n10, n00)));
     const __m256d n1 = _mm256_add_pd(n01, _mm256_mul_pd(u, _mm256_sub_pd(n11, n01)));
     return _mm256_add_pd(n0, _mm256_mul_pd(_mm256_set1_pd(r.v), _mm256_sub_pd(n1, n0)));
+}
+
+template <bool Quintic, bool Value>
+[[gnu::always_inline]] inline __m256d PickFour(const RowTable& r, __m256d x) {
+    const __m128i ix = FloorFour(x);
+    const __m256d fx = _mm256_sub_pd(x, _mm256_cvtepi32_pd(ix));
+    __m256d u;
+    if constexpr (Quintic)
+        u = _mm256_mul_pd(
+            _mm256_mul_pd(_mm256_mul_pd(fx, fx), fx),
+            _mm256_add_pd(_mm256_mul_pd(fx, _mm256_sub_pd(_mm256_mul_pd(fx, _mm256_set1_pd(6.0)),
+                                                          _mm256_set1_pd(15.0))),
+                          _mm256_set1_pd(10.0)));
+    else
+        u = _mm256_mul_pd(
+            _mm256_mul_pd(fx, fx),
+            _mm256_sub_pd(_mm256_set1_pd(3.0), _mm256_mul_pd(_mm256_set1_pd(2.0), fx)));
+    return PickFourAt<Value>(r, fx, u, _mm_sub_epi32(ix, _mm_set1_epi32(r.first)));
+}
+
+template <bool Value>
+void PickRowAt(const RowTable& r, const RowColumns& c, int n, double scale, double* out) {
+    const __m256d s = _mm256_set1_pd(scale);
+    int i = 0;
+    for (; i + 4 <= n; i += 4)
+        _mm256_storeu_pd(
+            out + i,
+            _mm256_mul_pd(
+                s, PickFourAt<Value>(r, _mm256_load_pd(c.fx + i), _mm256_load_pd(c.fade + i),
+                                     _mm_load_si128(reinterpret_cast<const __m128i*>(c.k + i)))));
+    for (; i < n; ++i) out[i] = scale * PickOneAt<Value>(r, c.fx[i], c.fade[i], c.k[i]);
 }
 
 template <bool Quintic, bool Value>

@@ -32,23 +32,12 @@ namespace {
 // the first one's, which is the common case (a row crosses far fewer
 // columns than it has samples), two loads and a permutation over both pick
 // them in registers; otherwise they are gathered.
-template <bool Quintic, bool Value>
-[[gnu::always_inline]] inline __m512d PickEight(const RowTable& r, __m512d x) {
+// Eight samples at their offsets fx in their columns, with the fades u of
+// fx, reading entries k and k + 1 of the table.
+template <bool Value>
+[[gnu::always_inline]] inline __m512d PickEightAt(const RowTable& r, __m512d fx, __m512d u,
+                                                  __m256i k) {
     const __m512d one = _mm512_set1_pd(1.0);
-    const __m256i ix = FloorEight(x);
-    const __m512d fx = _mm512_sub_pd(x, _mm512_cvtepi32_pd(ix));
-    __m512d u;
-    if constexpr (Quintic)
-        u = _mm512_mul_pd(
-            _mm512_mul_pd(_mm512_mul_pd(fx, fx), fx),
-            _mm512_add_pd(_mm512_mul_pd(fx, _mm512_sub_pd(_mm512_mul_pd(fx, _mm512_set1_pd(6.0)),
-                                                          _mm512_set1_pd(15.0))),
-                          _mm512_set1_pd(10.0)));
-    else
-        u = _mm512_mul_pd(
-            _mm512_mul_pd(fx, fx),
-            _mm512_sub_pd(_mm512_set1_pd(3.0), _mm512_mul_pd(_mm512_set1_pd(2.0), fx)));
-    const __m256i k = _mm256_sub_epi32(ix, _mm256_set1_epi32(r.first));
     const int base = _mm_cvtsi128_si32(_mm256_castsi256_si128(k));
     const __m256i off = _mm256_sub_epi32(k, _mm256_set1_epi32(base));
     // Unsigned, so columns left of the first lane's are out of the window too.
@@ -86,6 +75,40 @@ template <bool Quintic, bool Value>
     const __m512d n0 = _mm512_add_pd(n00, _mm512_mul_pd(u, _mm512_sub_pd(n10, n00)));
     const __m512d n1 = _mm512_add_pd(n01, _mm512_mul_pd(u, _mm512_sub_pd(n11, n01)));
     return _mm512_add_pd(n0, _mm512_mul_pd(_mm512_set1_pd(r.v), _mm512_sub_pd(n1, n0)));
+}
+
+template <bool Quintic, bool Value>
+[[gnu::always_inline]] inline __m512d PickEight(const RowTable& r, __m512d x) {
+    const __m256i ix = FloorEight(x);
+    const __m512d fx = _mm512_sub_pd(x, _mm512_cvtepi32_pd(ix));
+    __m512d u;
+    if constexpr (Quintic)
+        u = _mm512_mul_pd(
+            _mm512_mul_pd(_mm512_mul_pd(fx, fx), fx),
+            _mm512_add_pd(_mm512_mul_pd(fx, _mm512_sub_pd(_mm512_mul_pd(fx, _mm512_set1_pd(6.0)),
+                                                          _mm512_set1_pd(15.0))),
+                          _mm512_set1_pd(10.0)));
+    else
+        u = _mm512_mul_pd(
+            _mm512_mul_pd(fx, fx),
+            _mm512_sub_pd(_mm512_set1_pd(3.0), _mm512_mul_pd(_mm512_set1_pd(2.0), fx)));
+    return PickEightAt<Value>(r, fx, u, _mm256_sub_epi32(ix, _mm256_set1_epi32(r.first)));
+}
+
+// The columns hold whole vectors past the last sample, so every step
+// loads whole ones; the last stores only the samples there are.
+template <bool Value>
+void PickRowAt(const RowTable& r, const RowColumns& c, int n, double scale, double* out) {
+    const __m512d s = _mm512_set1_pd(scale);
+    for (int i = 0; i < n; i += 8) {
+        const __m512d v = _mm512_mul_pd(
+            s, PickEightAt<Value>(r, _mm512_load_pd(c.fx + i), _mm512_load_pd(c.fade + i),
+                                  _mm256_load_si256(reinterpret_cast<const __m256i*>(c.k + i))));
+        if (i + 8 <= n)
+            _mm512_storeu_pd(out + i, v);
+        else
+            _mm512_mask_storeu_pd(out + i, __mmask8((1u << (n - i)) - 1), v);
+    }
 }
 
 template <bool Quintic, bool Value>

@@ -168,12 +168,10 @@ void PickRow(const RowTable& r, const double* X, int n, double scale, double* ou
 
 // The same one sample at a time, for instruction sets without table
 // lookups in vector lanes and for the ends of rows.
-template <bool Quintic, bool Value>
-[[gnu::always_inline]] inline double PickOne(const RowTable& r, double x) {
-    const int ix = FloorOf(x);
-    const double fx = x - double(ix);
-    const double u = FadeOf<Quintic>(fx);
-    const int k = ix - r.first;
+// One sample at its offset fx in its column, with the fade u of fx, reading
+// entries k and k + 1.
+template <bool Value>
+[[gnu::always_inline]] inline double PickOneAt(const RowTable& r, double fx, double u, int k) {
     double n00, n10, n01, n11;
     if constexpr (Value) {
         n00 = r.a0[k], n10 = r.a0[k + 1], n01 = r.a1[k], n11 = r.a1[k + 1];
@@ -187,16 +185,20 @@ template <bool Quintic, bool Value>
     return LerpOf(r.v, n0, n1);
 }
 
+template <bool Quintic, bool Value>
+[[gnu::always_inline]] inline double PickOne(const RowTable& r, double x) {
+    const int ix = FloorOf(x);
+    const double fx = x - double(ix);
+    return PickOneAt<Value>(r, fx, FadeOf<Quintic>(fx), ix - r.first);
+}
+
 // Fills the table for the columns of X, or returns false when they span
 // more columns than there are samples (a table would then cost more than
 // it saves) or than it holds.
+// Fills the table's `cells` columns from lo for the row y.
 template <bool Wrap, bool Quintic, bool Value>
-bool FillRowTable(const LatticeTables& t, const LatticeOctave& o, const double* X, double y, int n,
-                  RowTable* r) {
-    int lo, hi;
-    CellSpan(X, n, &lo, &hi);
-    const int cells = hi - lo + 2;
-    if (cells > n + 1 || cells > kRowCells) return false;
+void FillRowTableAt(const LatticeTables& t, const LatticeOctave& o, int lo, int cells, double y,
+                    RowTable* r) {
     const int iy = FloorOf(y);
     const double fy = y - double(iy);
     const int y0 = (Wrap ? WrapOf(iy, o.periodY) : iy) + o.hashY;
@@ -218,17 +220,75 @@ bool FillRowTable(const LatticeTables& t, const LatticeOctave& o, const double* 
         }
     }
     for (int c = cells; c < cells + kRowSpare; ++c) r->a0[c] = r->b0[c] = r->a1[c] = r->b1[c] = 0;
-    return true;
+}
+
+// The columns a table needs for the samples X, or 0 when they span more
+// columns than there are samples (a table would then cost more than it
+// saves) or than it holds.
+inline int RowTableCells(const double* X, int n, int* lo) {
+    int hi;
+    CellSpan(X, n, lo, &hi);
+    const int cells = hi - *lo + 2;
+    return cells > n + 1 || cells > kRowCells ? 0 : cells;
+}
+
+template <bool Quintic, bool Value>
+void FillRowTableOf(const LatticeTables& t, const LatticeOctave& o, int lo, int cells, double y,
+                    RowTable* r) {
+    if (o.periodX > 0)
+        FillRowTableAt<true, Quintic, Value>(t, o, lo, cells, y, r);
+    else
+        FillRowTableAt<false, Quintic, Value>(t, o, lo, cells, y, r);
 }
 
 template <bool Quintic, bool Value>
 bool TableRow(const LatticeTables& t, const LatticeOctave& o, const double* X, double y, int n,
               double scale, double* out) {
+    int lo;
+    const int cells = RowTableCells(X, n, &lo);
+    if (cells == 0) return false;
     RowTable r;
-    const bool filled = o.periodX > 0 ? FillRowTable<true, Quintic, Value>(t, o, X, y, n, &r)
-                                      : FillRowTable<false, Quintic, Value>(t, o, X, y, n, &r);
-    if (filled) PickRow<Quintic, Value>(r, X, n, scale, out);
-    return filled;
+    FillRowTableOf<Quintic, Value>(t, o, lo, cells, y, &r);
+    PickRow<Quintic, Value>(r, X, n, scale, out);
+    return true;
+}
+
+// ---- rows that share their columns ----
+
+constexpr int kColumnSpare = 8;  // a vector of doubles
+
+// What a row table's samples need that does not depend on the row: each
+// sample's position x in cells, its offset fx in its column, the fade of
+// fx and its column's entry k. Rows at the same x positions (a picture's
+// rows) work these out once. `cells` is 0 where the samples take no table.
+// Past the n samples, kColumnSpare copies of the last one.
+struct RowColumns {
+    int lo, cells;
+    alignas(64) double x[kPass + kColumnSpare];
+    alignas(64) double fx[kPass + kColumnSpare];
+    alignas(64) double fade[kPass + kColumnSpare];
+    alignas(64) std::int32_t k[kPass + kColumnSpare];
+};
+
+// Lane by lane as PickRow, from the columns' offsets, fades and entries.
+// Defined per instruction set.
+template <bool Value>
+void PickRowAt(const RowTable& r, const RowColumns& c, int n, double scale, double* out);
+
+// The columns of the samples U[i] * scale, or U[i] itself without `scale`,
+// with the quintic fade (both bases that read row tables use it).
+void FillRowColumns(const double* U, const double* scale, int n, RowColumns* c) {
+    for (int i = 0; i < n; ++i) c->x[i] = scale ? U[i] * *scale : U[i];
+    c->cells = RowTableCells(c->x, n, &c->lo);
+    for (int i = 0; i < n; ++i) {
+        const int ix = FloorOf(c->x[i]);
+        c->fx[i] = c->x[i] - double(ix);
+        c->fade[i] = FadeOf<true>(c->fx[i]);
+        c->k[i] = ix - c->lo;
+    }
+    for (int i = n; i < n + kColumnSpare; ++i)
+        c->x[i] = c->x[n - 1], c->fx[i] = c->fx[n - 1], c->fade[i] = c->fade[n - 1],
+        c->k[i] = c->k[n - 1];
 }
 
 template <class T, bool Quintic, bool Value>
@@ -861,6 +921,27 @@ void BasisRow(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no, c
     }
 }
 
+// Adds octave b of amplitude a to the sum in `out` by the fractal mode;
+// ridged octaves also weigh by, and update, `weight`.
+void AddOctave(std::uint32_t fractal, double a, const double* b, int n, double* out,
+               double* weight) {
+    if (fractal == kFractalBillow) {
+        for (int i = 0; i < n; ++i) out[i] += a * (2.0 * std::fabs(b[i]) - 1.0);
+    } else if (fractal == kFractalRidged) {
+        // Musgrave's ridges: each octave is weighted by the one before, so
+        // detail gathers along the ridges.
+        for (int i = 0; i < n; ++i) {
+            double r = 1.0 - std::fabs(b[i]);
+            r = r * r * weight[i];
+            const double twice = 2.0 * r;
+            weight[i] = twice < 0.0 ? 0.0 : (1.0 < twice ? 1.0 : twice);
+            out[i] += a * r;
+        }
+    } else {
+        for (int i = 0; i < n; ++i) out[i] += a * b[i];
+    }
+}
+
 // The field at up to kPass points.
 void FieldPass(const NoiseField& f, const double* U, const double* V, bool line, int n,
                double* out) {
@@ -905,21 +986,52 @@ void FieldPass(const NoiseField& f, const double* U, const double* V, bool line,
             for (int i = 0; i < n; ++i) sv[i] = V[i] * o.scaleY;
         }
         BasisRow(f, s.basis, o, su, sv, line, n, b);
-        const double a = o.amplitude;
-        if (s.fractal == kFractalBillow) {
-            for (int i = 0; i < n; ++i) out[i] += a * (2.0 * std::fabs(b[i]) - 1.0);
-        } else if (s.fractal == kFractalRidged) {
-            // Musgrave's ridges: each octave is weighted by the one before,
-            // so detail gathers along the ridges.
-            for (int i = 0; i < n; ++i) {
-                double r = 1.0 - std::fabs(b[i]);
-                r = r * r * weight[i];
-                const double twice = 2.0 * r;
-                weight[i] = twice < 0.0 ? 0.0 : (1.0 < twice ? 1.0 : twice);
-                out[i] += a * r;
-            }
-        } else {
-            for (int i = 0; i < n; ++i) out[i] += a * b[i];
+        AddOctave(s.fractal, o.amplitude, b, n, out, weight);
+    }
+}
+
+// One octave of a row whose columns are worked out: through the row table
+// as BasisRow takes it, or where the columns take none, as BasisRow.
+void BasisRowAt(const NoiseField& f, std::uint32_t basis, const NoiseOctave& no,
+                const RowColumns& c, double y, int n, double* out) {
+    if (c.cells == 0) {
+        BasisRow(f, basis, no, c.x, &y, true, n, out);
+        return;
+    }
+    const LatticeOctave o = LatticeOf(no);
+    RowTable r;
+    if (basis == kBasisValue) {
+        FillRowTableOf<true, true>(f, o, c.lo, c.cells, y, &r);
+        PickRowAt<true>(r, c, n, 1.0, out);
+    } else {
+        FillRowTableOf<true, false>(f, o, c.lo, c.cells, y, &r);
+        PickRowAt<false>(r, c, n, 1.4142135623730951, out);
+    }
+}
+
+// FieldPass along `rows` rows at V[r] that share the points U (n at most
+// kPass), row r into out + r * stride, for fields of value or Perlin noise
+// without warp: each octave's columns are worked out once for all rows.
+void FieldPassRows(const NoiseField& f, const double* U, const double* V, int rows, int n,
+                   double* out, std::ptrdiff_t stride) {
+    const NoiseSettings& s = f.s;
+    if (s.fractal == kFractalNone) {
+        RowColumns c;
+        FillRowColumns(U, nullptr, n, &c);
+        for (int r = 0; r < rows; ++r)
+            BasisRowAt(f, s.basis, f.octave[0], c, V[r], n, out + r * stride);
+        return;
+    }
+    RowColumns columns[kMaxOctaves];
+    for (int k = 0; k < s.octaves; ++k) FillRowColumns(U, &f.octave[k].scaleX, n, &columns[k]);
+    double b[kPass], weight[kPass];
+    for (int r = 0; r < rows; ++r) {
+        double* row = out + r * stride;
+        for (int i = 0; i < n; ++i) row[i] = 0, weight[i] = 1;
+        for (int k = 0; k < s.octaves; ++k) {
+            const NoiseOctave& o = f.octave[k];
+            BasisRowAt(f, s.basis, o, columns[k], V[r] * o.scaleY, n, b);
+            AddOctave(s.fractal, o.amplitude, b, n, row, weight);
         }
     }
 }
@@ -932,6 +1044,21 @@ void FieldRowOf(const NoiseField& f, const double* u, const double* v, bool line
     }
 }
 
+// Rows that share their points, a pass of columns at a time.
+void FieldRowsOf(const NoiseField& f, const double* u, const double* v, int rows, int n,
+                 double* out, std::ptrdiff_t stride) {
+    const bool shared = f.s.warp <= 0 && (f.s.basis == kBasisPerlin || f.s.basis == kBasisValue);
+    for (int i = 0; i < n; i += kPass) {
+        const int m = n - i < kPass ? n - i : kPass;
+        if (shared) {
+            FieldPassRows(f, u + i, v, rows, m, out + i, stride);
+        } else {
+            for (int r = 0; r < rows; ++r)
+                FieldPass(f, u + i, v + r, true, m, out + r * stride + i);
+        }
+    }
+}
+
 void BasisRowOf(const NoiseField& f, std::uint32_t basis, const NoiseOctave& o, const double* u,
                 const double* v, bool line, int n, double* out) {
     for (int i = 0; i < n; i += kPass) {
@@ -940,7 +1067,8 @@ void BasisRowOf(const NoiseField& f, std::uint32_t basis, const NoiseOctave& o, 
     }
 }
 
-constexpr NoiseKernels kKernelsOfThisSet = {FieldRowOf, BasisRowOf, GradientRowOf, PowerCellsOf};
+constexpr NoiseKernels kKernelsOfThisSet = {FieldRowOf, FieldRowsOf, BasisRowOf, GradientRowOf,
+                                            PowerCellsOf};
 
 }  // namespace
 }  // namespace tsn

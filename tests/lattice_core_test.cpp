@@ -151,6 +151,55 @@ TEST(LatticeCore, RowsEqualTheLiteralFieldOnEveryPath) {
     }
 }
 
+// Rows that share their points, evaluated together as the kinds paint
+// them: each row at its own v, in every fractal mode, tiled and not, with
+// and without warp (which takes them a row at a time), and with spacings
+// whose columns take a row table or, past one column a sample, none.
+TEST(LatticeCore, RowsTogetherEqualTheLiteralFieldOnEveryPath) {
+    Unpin unpin;
+    const double vs[] = {-3.4, 0.0, 0.41, 2.5, 7.3, 7.9, 11.0, 40.6};
+    std::vector<double> u, out;
+    for (SimdPath path : Paths()) {
+        ASSERT_TRUE(PinSimdPath(path));
+        for (std::uint32_t basis : {kBasisValue, kBasisPerlin, kBasisSimplex})
+            for (std::uint32_t fractal = 0; fractal < kFractalCount; ++fractal)
+                for (int variant = 0; variant < 4; ++variant) {
+                    NoiseSettings s;
+                    s.basis = basis;
+                    s.fractal = fractal;
+                    s.octaves = 5;
+                    s.tile = variant & 1;
+                    s.periodX = 7;
+                    s.periodY = 4;
+                    s.warp = variant & 2 ? 1.5 : 0.0;
+                    Rng rng;
+                    rng.Seed(500 + basis * 40 + fractal * 4 + variant);
+                    NoiseField f;
+                    BuildNoiseField(s, rng, &f);
+                    for (double step : {0.0013, 0.37, 2.6})
+                        for (int n : {1, 9, 613})
+                            for (int rows : {1, 3, 8}) {
+                                u.resize(n);
+                                for (int i = 0; i < n; ++i) u[i] = -5.3 + i * step;
+                                const std::ptrdiff_t stride = n + 5;
+                                out.assign(std::size_t(stride) * rows, 99.0);
+                                NoiseRows(f, u.data(), vs, rows, n, out.data(), stride);
+                                for (int r = 0; r < rows; ++r) {
+                                    for (int i = 0; i < n; ++i)
+                                        ASSERT_TRUE(Same(out[r * stride + i],
+                                                         reference::LiteralField(f, u[i], vs[r])))
+                                            << "path " << int(path) << " basis " << basis
+                                            << " fractal " << fractal << " variant " << variant
+                                            << " step " << step << " n " << n << " row " << r;
+                                    // Nothing between the rows is touched.
+                                    for (int i = n; i < stride; ++i)
+                                        ASSERT_EQ(out[r * stride + i], 99.0);
+                                }
+                            }
+                }
+    }
+}
+
 void RandomTables(std::uint32_t seed, LatticeTables* t, std::vector<float>* weight) {
     Rng r;
     r.Seed(seed);
