@@ -468,12 +468,76 @@ void PlanGranite(Service& s) {
 // in a seam), else to the finest layer's grain, so each layer only works
 // on the samples the coarser ones left. The whole pattern is bent a
 // little, so edges are not quite straight.
+// What the shading of a grain needs that is the same at all its pixels:
+// its colour and the neighbouring feldspar's mixed, its own brightness,
+// its mineral's clouding, and the direction, spacing and strength of its
+// bands.
+struct GrainLook {
+    float base[3];
+    float shade, clouding, gx, gy, bands, banding;
+    bool dark;
+};
+
+// The look of grain g of colour c on the layer of `scale` cells a cell.
+GrainLook LookOfGrain(const Service& s, int c, int g, float scale) {
+    GrainLook look;
+    const Mineral mineral = kMineralOf[c];
+    // A feldspar grain's shade lies between its colour and the next.
+    const int c2 =
+        mineral == kFeldspar ? kFeldsparFirst + (c - kFeldsparFirst + 1) % kFeldsparColours : c;
+    const float mix = 0.5f * GrainValue(s, g, 3);
+    for (int ch = 0; ch < 3; ++ch) {
+        const float p = float((s.colours[c] >> (8 * ch)) & 0xFF);
+        const float o = float((s.colours[c2] >> (8 * ch)) & 0xFF);
+        look.base[ch] = p + mix * (o - p);
+    }
+    look.shade = 0.94f + 0.1f * GrainValue(s, g, 2);
+    look.clouding = kCloud[mineral];
+    // Bands across the grain at its own angle and spacing, measured from its
+    // feature point (so they agree across a tile's wrap), shown only where
+    // they are some pixels apart.
+    const int a = s.t.perm[(g + 5) & kMask];
+    look.gx = s.t.gradX[a];
+    look.gy = s.t.gradY[a];
+    look.bands = 5.0f + 4.0f * GrainValue(s, g, 6);
+    const float seen = SmoothStep(3.0f, 8.0f, float(s.size) / (look.bands * scale));
+    look.banding = kBands[mineral] * seen;
+    look.dark = mineral == kDark;
+    return look;
+}
+
+// The grains' looks at n pixels, one array a quantity: a pixel of the
+// grain before it takes the same look without looking it up again.
+struct GrainLooks {
+    float base[3][kChunk];
+    float shade[kChunk], clouding[kChunk], gx[kChunk], gy[kChunk], bands[kChunk];
+    float banding[kChunk];
+    int dark[kChunk];
+};
+
+void LooksOfGrains(const Service& s, const int* colour, const int* grain, const int* layer, int n,
+                   GrainLooks* looks) {
+    const Fractal& f = s.fractal[0];
+    GrainLook look{};
+    int lastColour = -1, lastGrain = -1, lastLayer = -1;
+    for (int i = 0; i < n; ++i) {
+        if (colour[i] != lastColour || grain[i] != lastGrain || layer[i] != lastLayer) {
+            lastColour = colour[i], lastGrain = grain[i], lastLayer = layer[i];
+            look = LookOfGrain(s, lastColour, lastGrain, f.lattice[lastLayer].scaleX);
+        }
+        for (int ch = 0; ch < 3; ++ch) looks->base[ch][i] = look.base[ch];
+        looks->shade[i] = look.shade, looks->clouding[i] = look.clouding;
+        looks->gx[i] = look.gx, looks->gy[i] = look.gy, looks->bands[i] = look.bands;
+        looks->banding[i] = look.banding, looks->dark[i] = look.dark;
+    }
+}
+
 void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::uint8_t* rgb,
                   float* field) {
     float wx[kChunk] = {}, wy[kChunk] = {}, cloud[kChunk];
     float cx[kChunk], cy[kChunk], edge[kChunk], ox[kChunk], oy[kChunk];
-    float scale[kChunk], bx[kChunk], by[kChunk];
-    int todo[kChunk], cell[kChunk], next[kChunk], colour[kChunk], grain[kChunk];
+    float bx[kChunk], by[kChunk];
+    int todo[kChunk], cell[kChunk], next[kChunk], colour[kChunk], grain[kChunk], layer[kChunk];
     const Fractal& f = s.fractal[0];
     Warp(s, s.fractal[1], s.fractal[2], 0.1f / f.lattice[0].scaleX, X, Y, n, wx, wy);
     int m = n;
@@ -499,47 +563,33 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
                 continue;
             }
             grain[i] = cell[j];
-            scale[i] = f.lattice[k].scaleX;
+            layer[i] = k;
             bx[i] = ox[j];
             by[i] = oy[j];
         }
         m = left;
     }
     Sum(s, s.fractal[3], wx, wy, false, n, cloud);
+    GrainLooks g;
+    LooksOfGrains(s, colour, grain, layer, n, &g);
+    float value[3][kChunk];
     for (int i = 0; i < n; ++i) {
-        const int c = colour[i], g = grain[i];
-        const Mineral mineral = kMineralOf[c];
-        // A feldspar grain's shade lies between its colour and the next.
-        const int c2 =
-            mineral == kFeldspar ? kFeldsparFirst + (c - kFeldsparFirst + 1) % kFeldsparColours : c;
-        const float mix = 0.5f * GrainValue(s, g, 3);
-        float t = (0.94f + 0.1f * GrainValue(s, g, 2)) * (1.0f + kCloud[mineral] * cloud[i]);
-        // Bands across the grain at its own angle and spacing, measured from
-        // its feature point (so they agree across a tile's wrap), shown only
-        // where they are some pixels apart.
-        const int a = s.t.perm[(g + 5) & kMask];
-        const float bands = 5.0f + 4.0f * GrainValue(s, g, 6);
-        const float q = (bx[i] * s.t.gradX[a] + by[i] * s.t.gradY[a]) * bands + 0.4f * cloud[i];
+        float t = g.shade[i] * (1.0f + g.clouding[i] * cloud[i]);
+        const float q = (bx[i] * g.gx[i] + by[i] * g.gy[i]) * g.bands[i] + 0.4f * cloud[i];
         const float r = std::fabs(2.0f * (q - float(FloorInt(q))) - 1.0f);
-        const float seen = SmoothStep(3.0f, 8.0f, float(s.size) / (bands * scale[i]));
-        const float band = kBands[mineral] * seen * SmoothStep(0.55f, 0.85f, r);
-        float lift = 0.0f;
-        if (mineral == kDark)
-            lift = 40.0f * Clamp01(2.0f * cloud[i]) + band;  // the sheen of mica
-        else
-            t += band;
-        float brightness = 0.0f;
-        for (int ch = 0; ch < 3; ++ch) {
-            const float p = float((s.colours[c] >> (8 * ch)) & 0xFF);
-            const float o = float((s.colours[c2] >> (8 * ch)) & 0xFF);
-            const float v = std::min(255.0f, (p + mix * (o - p)) * t + lift);
-            rgb[3 * i + ch] = std::uint8_t(v + 0.5f);
-            brightness += v;
-        }
-        // Granite has no ramp: its field is the stone's brightness before
-        // rounding, which follows the grains, their clouding and bands.
-        if (field) field[i] = brightness;
+        const float band = g.banding[i] * SmoothStep(0.55f, 0.85f, r);
+        // Mica's bands are its sheen, added as light.
+        const bool dark = g.dark[i] != 0;
+        const float lift = dark ? 40.0f * Clamp01(2.0f * cloud[i]) + band : 0.0f;
+        t = dark ? t : t + band;
+        for (int ch = 0; ch < 3; ++ch) value[ch][i] = std::min(255.0f, g.base[ch][i] * t + lift);
     }
+    for (int i = 0; i < n; ++i)
+        for (int ch = 0; ch < 3; ++ch) rgb[3 * i + ch] = std::uint8_t(value[ch][i] + 0.5f);
+    // Granite has no ramp: its field is the stone's brightness before
+    // rounding, which follows the grains, their clouding and bands.
+    if (field)
+        for (int i = 0; i < n; ++i) field[i] = 0.0f + value[0][i] + value[1][i] + value[2][i];
 }
 
 void PlanWood(Service& s) {
