@@ -357,20 +357,49 @@ void PickGradients(const GradientTable& t, const float* X, const float* Y, int n
                          _mm512_sub_epi32(ix, _mm512_set1_epi32(t.lo)));
     __m512 d1 = _mm512_set1_ps(1e30f), d2 = d1, x1 = _mm512_setzero_ps(), y1 = x1, x2 = x1, y2 = x1;
     __m512i nearest = _mm512_setzero_si512(), second = nearest;
+    // When the sixteen samples' entries lie within 30 of the first, as when
+    // they share a row of cells, each row of their neighbourhoods is taken
+    // from two vectors of the table by permutation; otherwise gathered.
+    const int base = _mm512_reduce_min_epi32(at);
+    const bool window = _mm512_reduce_max_epi32(at) - base <= 29;
+    const __m512i rel = _mm512_sub_epi32(at, _mm512_set1_epi32(base));
     for (int dy = -1; dy <= 1; ++dy) {
         const __m512 ry =
             _mm512_sub_ps(_mm512_cvtepi32_ps(_mm512_add_epi32(iy, _mm512_set1_epi32(dy))), y);
+        const int row = base + (dy + 1) * t.width;
+        __m512 xs[2], ys[2], weights[2];
+        __m512i entries[2];
+        if (window) {
+            for (int half = 0; half < 2; ++half) {
+                xs[half] = _mm512_loadu_ps(t.x + row + 16 * half);
+                ys[half] = _mm512_loadu_ps(t.y + row + 16 * half);
+                weights[half] = _mm512_loadu_ps(t.weight + row + 16 * half);
+                entries[half] = _mm512_loadu_si512(t.entry + row + 16 * half);
+            }
+        }
         for (int dx = -1; dx <= 1; ++dx) {
-            const __m512i k = _mm512_add_epi32(
-                at, _mm512_add_epi32(_mm512_mullo_epi32(_mm512_set1_epi32(dy + 1), w),
-                                     _mm512_set1_epi32(dx + 1)));
+            __m512 jx, jy, weight;
+            __m512i h;
+            if (window) {
+                const __m512i k = _mm512_add_epi32(rel, _mm512_set1_epi32(dx + 1));
+                jx = _mm512_permutex2var_ps(xs[0], k, xs[1]);
+                jy = _mm512_permutex2var_ps(ys[0], k, ys[1]);
+                weight = _mm512_permutex2var_ps(weights[0], k, weights[1]);
+                h = _mm512_permutex2var_epi32(entries[0], k, entries[1]);
+            } else {
+                const __m512i k = _mm512_add_epi32(
+                    at, _mm512_add_epi32(_mm512_mullo_epi32(_mm512_set1_epi32(dy + 1), w),
+                                         _mm512_set1_epi32(dx + 1)));
+                jx = _mm512_i32gather_ps(k, t.x, 4);
+                jy = _mm512_i32gather_ps(k, t.y, 4);
+                weight = _mm512_i32gather_ps(k, t.weight, 4);
+                h = _mm512_i32gather_epi32(k, t.entry, 4);
+            }
             const __m512 cx = _mm512_cvtepi32_ps(_mm512_add_epi32(ix, _mm512_set1_epi32(dx)));
-            const __m512 ex = _mm512_sub_ps(_mm512_add_ps(cx, _mm512_i32gather_ps(k, t.x, 4)), x);
-            const __m512 ey = _mm512_add_ps(ry, _mm512_i32gather_ps(k, t.y, 4));
+            const __m512 ex = _mm512_sub_ps(_mm512_add_ps(cx, jx), x);
+            const __m512 ey = _mm512_add_ps(ry, jy);
             const __m512 d =
-                _mm512_sub_ps(_mm512_add_ps(_mm512_mul_ps(ex, ex), _mm512_mul_ps(ey, ey)),
-                              _mm512_i32gather_ps(k, t.weight, 4));
-            const __m512i h = _mm512_i32gather_epi32(k, t.entry, 4);
+                _mm512_sub_ps(_mm512_add_ps(_mm512_mul_ps(ex, ex), _mm512_mul_ps(ey, ey)), weight);
             const __mmask16 first = _mm512_cmp_ps_mask(d, d1, _CMP_LT_OQ);
             const __mmask16 runner = _mm512_kandn(first, _mm512_cmp_ps_mask(d, d2, _CMP_LT_OQ));
             d2 = _mm512_mask_blend_ps(first, _mm512_mask_blend_ps(runner, d2, d), d1);

@@ -527,12 +527,13 @@ void PowerCellsLoop(const CellJob& job) {
 // around it, looked up once, in rows of `width` from cell (lo - 1, jlo - 1):
 // a sample in cell (i, j) finds its 3 x 3 from entry (j - jlo) * width +
 // (i - lo) on.
+// Past the last cell, kFloatRowSpare zeros, for whole-vector loads.
 struct PowerTable {
     int lo, jlo, width;
-    alignas(64) int entry[kBlockCells];
-    alignas(64) float x[kBlockCells];
-    alignas(64) float y[kBlockCells];
-    alignas(64) float weight[kBlockCells];
+    alignas(64) int entry[kBlockCells + kFloatRowSpare];
+    alignas(64) float x[kBlockCells + kFloatRowSpare];
+    alignas(64) float y[kBlockCells + kFloatRowSpare];
+    alignas(64) float weight[kBlockCells + kFloatRowSpare];
 };
 
 // Sample i of the job through the table, as PowerCellsLoop finds it.
@@ -604,6 +605,8 @@ bool PowerCellsBlock(const CellJob& job) {
             table.weight[at] = job.weight[h];
         }
     }
+    for (long at = columns * rows; at < columns * rows + kFloatRowSpare; ++at)
+        table.entry[at] = 0, table.x[at] = table.y[at] = table.weight[at] = 0;
     PickPowerCells(table, job);
     return true;
 }
