@@ -86,6 +86,8 @@ namespace tsn {
 namespace {
 
 constexpr int kTable = 1024;
+// Which of its colours a cell of granite takes (Service::grainColour).
+enum GrainColouring { kGrainAsLargeCrystal, kGrainAsCrystal, kGrainOfMass };
 constexpr int kMask = kTable - 1;
 constexpr int kMostOctaves = 64;
 constexpr int kFractals = 4;
@@ -141,6 +143,9 @@ struct Service {
     // (jitter) and a seeded value per cell, 0 .. 1.
     LatticeTables t;
     float weight[kTable];  // granite: how far each cell's crystal reaches
+    // Granite: each cell's colour as a large crystal, as a crystal of a
+    // finer layer, and as a grain of the mass (kGrainAs...).
+    std::uint8_t grainColour[3][kTable];
     Fractal fractal[kFractals];
     std::uint8_t ramp[kRamp][3];
 };
@@ -462,6 +467,15 @@ void PlanGranite(Service& s) {
     // Weights of up to 0.12 square cells vary the crystals' sizes, small
     // enough that the 3 x 3 search nearly always finds the winner.
     for (int h = 0; h < kTable; ++h) s.weight[h] = 0.12f * GrainValue(s, h, 1);
+    for (int h = 0; h < kTable; ++h) {
+        const float v = s.t.value[h];
+        s.grainColour[kGrainAsLargeCrystal][h] =
+            std::uint8_t(PickColour(kCrystalColours, v / kCrystalShare));
+        s.grainColour[kGrainAsCrystal][h] =
+            std::uint8_t(PickColour(kMassColours, v / kCrystalShare));
+        s.grainColour[kGrainOfMass][h] =
+            std::uint8_t(PickColour(kMassColours, (v - kCrystalShare) / (1.0f - kCrystalShare)));
+    }
 }
 // The layers of crystals are looked through from the coarsest down: a
 // sample belongs to the first layer whose cell there is a crystal (and not
@@ -546,7 +560,8 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
         for (int j = 0; j < m; ++j) cx[j] = wx[todo[j]], cy[j] = wy[todo[j]];
         CellularNoise(s, f.lattice[k], cx, cy, m, cell, next, edge, ox, oy);
         const bool last = k == f.count - 1;
-        const float* chances = k == 0 ? kCrystalColours : kMassColours;
+        const std::uint8_t* crystalColour =
+            s.grainColour[k == 0 ? kGrainAsLargeCrystal : kGrainAsCrystal];
         int left = 0;
         for (int j = 0; j < m; ++j) {
             const float v = s.t.value[cell[j]];
@@ -555,9 +570,9 @@ void ShadeGranite(const Service& s, const float* X, const float* Y, int n, std::
                               GrainValue(s, cell[j] ^ next[j], 4) < kSeamShare;
             const int i = todo[j];
             if (crystal && (last || !seam)) {
-                colour[i] = PickColour(chances, v / kCrystalShare);
+                colour[i] = crystalColour[cell[j]];
             } else if (last) {
-                colour[i] = PickColour(kMassColours, (v - kCrystalShare) / (1.0f - kCrystalShare));
+                colour[i] = s.grainColour[kGrainOfMass][cell[j]];
             } else {
                 todo[left++] = i;
                 continue;
