@@ -72,6 +72,24 @@ template <class T>
     return perm[(unsigned(perm[column & kLane]) + unsigned(row)) & kLane];
 }
 
+// The permutation's entries of a block's columns, lo + c for c < columns,
+// wrapped when `Wrap`: the first half of HashOf, once a column rather than
+// once a cell.
+template <bool Wrap>
+[[gnu::always_inline]] inline void ColumnHashes(const std::int32_t* perm, const LatticeOctave& o,
+                                                int lo, long columns, std::int32_t* out) {
+    for (long c = 0; c < columns; ++c) {
+        const int x = (Wrap ? WrapOf(lo + int(c), o.periodX) : lo + int(c)) + o.hashX;
+        out[c] = perm[unsigned(x) & kLane];
+    }
+}
+
+// The second half: a column's entry and a row give the cell's entry.
+[[gnu::always_inline]] inline int CellHashOf(const std::int32_t* perm, std::int32_t columnHash,
+                                             int row) {
+    return perm[(unsigned(columnHash) + unsigned(row)) & kLane];
+}
+
 // ---- gradient and value noise ----
 
 // One octave at n points: the blend of the four corner ramps (gradient
@@ -418,10 +436,13 @@ bool GradientBlock(const LatticeTables& f, const LatticeOctave& o, const float* 
     t.jlo = jlo;
     t.width = int(columns);
     const bool wrap = o.periodX > 0;
+    std::int32_t column[kBlockCells];
+    wrap ? ColumnHashes<true>(f.perm, o, lo, columns, column)
+         : ColumnHashes<false>(f.perm, o, lo, columns, column);
     for (int r = 0; r < rows; ++r) {
         const int cy = (wrap ? WrapOf(jlo + r, o.periodY) : jlo + r) + o.hashY;
         for (int c = 0; c < columns; ++c) {
-            const int h = HashOf(f.perm, (wrap ? WrapOf(lo + c, o.periodX) : lo + c) + o.hashX, cy);
+            const int h = CellHashOf(f.perm, column[c], cy);
             t.x[r * columns + c] = f.gradX[h];
             t.y[r * columns + c] = f.gradY[h];
         }
@@ -594,11 +615,12 @@ bool PowerCellsBlock(const CellJob& job) {
     table.width = int(columns);
     const LatticeTables& t = *job.tables;
     const LatticeOctave& o = job.octave;
+    std::int32_t column[kBlockCells];
+    ColumnHashes<Wrap>(t.perm, o, lo - 1, columns, column);
     for (int r = 0; r < rows; ++r) {
         const int cy = (Wrap ? WrapOf(jlo - 1 + r, o.periodY) : jlo - 1 + r) + o.hashY;
         for (int c = 0; c < columns; ++c) {
-            const int cx = (Wrap ? WrapOf(lo - 1 + c, o.periodX) : lo - 1 + c) + o.hashX;
-            const int h = HashOf(t.perm, cx, cy), at = r * int(columns) + c;
+            const int h = CellHashOf(t.perm, column[c], cy), at = r * int(columns) + c;
             table.entry[at] = h;
             table.x[at] = t.jitterX[h];
             table.y[at] = t.jitterY[h];
