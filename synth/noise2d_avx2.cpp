@@ -10,6 +10,7 @@
 
 TSN_TARGET_BEGIN("avx2")
 
+#include "core/double_lanes_avx2.h"
 #include "synth/noise2d_kernel.h"
 
 namespace tsn {
@@ -81,17 +82,7 @@ template <bool Quintic, bool Value>
 [[gnu::always_inline]] inline __m256d PickFour(const RowTable& r, __m256d x) {
     const __m128i ix = FloorFour(x);
     const __m256d fx = _mm256_sub_pd(x, _mm256_cvtepi32_pd(ix));
-    __m256d u;
-    if constexpr (Quintic)
-        u = _mm256_mul_pd(
-            _mm256_mul_pd(_mm256_mul_pd(fx, fx), fx),
-            _mm256_add_pd(_mm256_mul_pd(fx, _mm256_sub_pd(_mm256_mul_pd(fx, _mm256_set1_pd(6.0)),
-                                                          _mm256_set1_pd(15.0))),
-                          _mm256_set1_pd(10.0)));
-    else
-        u = _mm256_mul_pd(
-            _mm256_mul_pd(fx, fx),
-            _mm256_sub_pd(_mm256_set1_pd(3.0), _mm256_mul_pd(_mm256_set1_pd(2.0), fx)));
+    const __m256d u = FadeLanes<DoubleLanesAvx2, Quintic>(fx);
     return PickFourAt<Value>(r, fx, u, _mm_sub_epi32(ix, _mm_set1_epi32(r.first)));
 }
 

@@ -12,6 +12,7 @@ TSN_TARGET_BEGIN("avx512f")
 
 // The float tables' samples are picked in lanes below.
 #define TSN_FLOAT_PICKS_IN_LANES
+#include "core/double_lanes_avx512.h"
 #include "synth/noise2d_kernel.h"
 
 namespace tsn {
@@ -81,17 +82,7 @@ template <bool Quintic, bool Value>
 [[gnu::always_inline]] inline __m512d PickEight(const RowTable& r, __m512d x) {
     const __m256i ix = FloorEight(x);
     const __m512d fx = _mm512_sub_pd(x, _mm512_cvtepi32_pd(ix));
-    __m512d u;
-    if constexpr (Quintic)
-        u = _mm512_mul_pd(
-            _mm512_mul_pd(_mm512_mul_pd(fx, fx), fx),
-            _mm512_add_pd(_mm512_mul_pd(fx, _mm512_sub_pd(_mm512_mul_pd(fx, _mm512_set1_pd(6.0)),
-                                                          _mm512_set1_pd(15.0))),
-                          _mm512_set1_pd(10.0)));
-    else
-        u = _mm512_mul_pd(
-            _mm512_mul_pd(fx, fx),
-            _mm512_sub_pd(_mm512_set1_pd(3.0), _mm512_mul_pd(_mm512_set1_pd(2.0), fx)));
+    const __m512d u = FadeLanes<DoubleLanesAvx512, Quintic>(fx);
     return PickEightAt<Value>(r, fx, u, _mm256_sub_epi32(ix, _mm256_set1_epi32(r.first)));
 }
 

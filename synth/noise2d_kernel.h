@@ -61,6 +61,18 @@ template <bool Quintic, class T>
         return t * t * (T(3) - T(2) * t);
 }
 
+// FadeOf over a lanes type V (core/double_lanes_*.h), the same operations
+// in the same order.
+template <class V, bool Quintic>
+[[gnu::always_inline]] inline typename V::D FadeLanes(typename V::D t) {
+    if constexpr (Quintic)
+        return V::Mul(
+            V::Mul(V::Mul(t, t), t),
+            V::Add(V::Mul(t, V::Sub(V::Mul(t, V::Set(6.0)), V::Set(15.0))), V::Set(10.0)));
+    else
+        return V::Mul(V::Mul(t, t), V::Sub(V::Set(3.0), V::Mul(V::Set(2.0), t)));
+}
+
 template <class T>
 [[gnu::always_inline]] inline T LerpOf(T t, T a, T b) {
     return a + t * (b - a);
