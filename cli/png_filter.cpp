@@ -69,17 +69,9 @@ struct Sse2Lanes {
     }
 };
 
-// Without byte shuffles, one byte at a time.
-void RgbOfBgrBytes(const unsigned char* s, std::size_t n, unsigned char* out) {
-    for (std::size_t i = 0; i + 2 < n; i += 3) {
-        out[i] = s[i + 2];
-        out[i + 1] = s[i + 1];
-        out[i + 2] = s[i];
-    }
-}
-
 const PngFilterKernel kPngFilterSse2 = {Sse2Lanes::kWidth, png_lanes::AddCosts<Sse2Lanes>,
-                                        png_lanes::StoreFiltered<Sse2Lanes>, RgbOfBgrBytes};
+                                        png_lanes::StoreFiltered<Sse2Lanes>,
+                                        png_lanes::RgbOfBgrBytes};
 
 const PngFilterKernel& ActiveFilterKernel() {
     static const SimdKernels<const PngFilterKernel*> kernels = {&kPngFilterSse2, &kPngFilterAvx2,
@@ -129,11 +121,7 @@ void RgbOfBgrRow(const unsigned char* bgr, std::size_t n, unsigned char* rgb) {
 #if defined(__SSE2__)
     ActiveFilterKernel().rgbOfBgr(bgr, n, rgb);
 #else
-    for (std::size_t i = 0; i + 2 < n; i += 3) {
-        rgb[i] = bgr[i + 2];
-        rgb[i + 1] = bgr[i + 1];
-        rgb[i + 2] = bgr[i];
-    }
+    png_lanes::RgbOfBgrBytes(bgr, n, rgb);
 #endif
 }
 

@@ -56,11 +56,7 @@ void RgbOfBgrShuffled(const unsigned char* s, std::size_t n, unsigned char* out)
         _mm_storeu_si128(
             reinterpret_cast<__m128i*>(out + i),
             _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)), order));
-    for (; i + 2 < n; i += 3) {
-        out[i] = s[i + 2];
-        out[i + 1] = s[i + 1];
-        out[i + 2] = s[i];
-    }
+    png_lanes::RgbOfBgrBytes(s + i, n - i, out + i);
 }
 
 }  // namespace

@@ -137,6 +137,16 @@ void StoreFiltered(int type, const unsigned char* row, const unsigned char* up, 
 
 #undef TSN_LANES_INLINE
 
+// The channel swap one byte at a time: the whole of it without byte
+// shuffles, and the last few bytes with them.
+inline void RgbOfBgrBytes(const unsigned char* bgr, std::size_t n, unsigned char* rgb) {
+    for (std::size_t i = 0; i + 2 < n; i += 3) {
+        rgb[i] = bgr[i + 2];
+        rgb[i + 1] = bgr[i + 1];
+        rgb[i + 2] = bgr[i];
+    }
+}
+
 }  // namespace tsn::png_lanes
 
 namespace tsn {

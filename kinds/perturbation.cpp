@@ -299,7 +299,8 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
         // The noise of a row at (u, v), and for checks a long way off too,
         // so the two displacements are unrelated.
         const std::size_t group = std::size_t(w) * kNoiseRowsTogether;
-        std::vector<double> u(w), far(w), near(group), away(group);
+        // The second field only for checks.
+        std::vector<double> u(w), far(w), near(group), away(pattern == 2 ? group : 0);
         std::vector<int> entry(w);
         for (int x = 0; x < w; ++x) {
             u[x] = (x + 0.5) * cellsX + shiftX;
@@ -318,7 +319,7 @@ MemHandle PerturbationRender(MasterTextureRecord* rec, const RenderValues& value
                 if (pattern == 2) NoiseRows(field, far.data(), vFar, rows, w, away.data(), w);
             }
             double* n = near.data() + std::size_t(r) * w;
-            double* m = away.data() + std::size_t(r) * w;
+            double* m = pattern == 2 ? away.data() + std::size_t(r) * w : nullptr;
             // Rows run downwards; the pattern's y axis points up.
             const double py = cy - (y + 0.5);
             const Displacement along{n, level.mean, push};
